@@ -1,0 +1,5 @@
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR i686)
+set(MOVA_TARGET i686-w64-mingw32)
+set(MOVA_WIDL_BITS --win32)
+include(${CMAKE_CURRENT_LIST_DIR}/mingw.cmake)

@@ -1,0 +1,46 @@
+// The identity fields that live in the handset's E2P objects: where they are, and how a value is laid out in the
+// hexadecimal text of its field. Every value character is two digits.
+//
+//   LengthPrefixed   2 digits length, the value behind it; the rest of the field keeps what it held
+//   ZeroFilled       the value, filled up with "00"
+//   Framed           2 digits length, "000000", the value filled with "00" to 12 digits, "0000"; read from digit 8 on
+//   ThreeValues      2 digits number of values that are not empty, then three times a length-prefixed value
+//
+// Erased digits ("F") read as an empty value.
+#pragma once
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "services/Fields.h"
+
+namespace mova {
+
+struct IdentityField {
+    enum class Layout { LengthPrefixed, ZeroFilled, Framed, ThreeValues };
+    struct Place {
+        std::int32_t start;  // in characters
+        std::int32_t width;
+    };
+
+    std::int32_t option;
+    std::int32_t object;
+    std::int32_t record;
+    Place write;
+    Place read;
+    Layout layout;
+    std::size_t longestValue;  // characters; longer values are cut
+    bool readable = true;
+};
+
+const IdentityField* findIdentityField(std::int32_t option);
+
+// The field's new text from its old one and the parameters, and the value as it was written.
+struct EncodedField {
+    std::string text;
+    std::string value;
+};
+EncodedField encodeField(const IdentityField& field, std::string_view oldText, const Fields& parameters);
+std::string decodeField(const IdentityField& field, std::string_view text);
+
+}  // namespace mova

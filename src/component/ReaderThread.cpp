@@ -1,0 +1,96 @@
+#include "component/ReaderThread.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+#include "device/ErrorCodes.h"
+
+namespace mova {
+
+namespace {
+constexpr std::uint32_t kAwaitSlice = 20;
+}
+
+std::uint32_t ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
+    const std::lock_guard guard(*lock_);
+    if (ending_) return code::Success;
+    // Here and not on the thread itself, where it would swallow a stop that is signalled before the thread runs. A
+    // thread that has seen the stop and not yet ended looks at the event again and stays.
+    stop_.reset();
+    stopping_ = false;
+    if (recorded_) return code::Success;
+    std::shared_ptr<Thread> thread = platform_.threading.start(
+        [this, keep = std::move(keepAlive), work = std::move(work)] { run(work); });
+    if (!thread) return code::ReaderNotStarted;
+    id_ = thread->id();
+    thread_ = std::move(thread);
+    recorded_ = true;
+    return code::Success;
+}
+
+void ReaderThread::requestStop() {
+    const std::lock_guard guard(*lock_);
+    if (!recorded_) return;
+    stopping_ = true;
+    stop_.set();
+}
+
+void ReaderThread::requestEnd() {
+    ending_ = true;
+    requestStop();
+}
+
+bool ReaderThread::isRecorded() {
+    const std::lock_guard guard(*lock_);
+    return recorded_;
+}
+
+bool ReaderThread::isCurrent() {
+    const std::lock_guard guard(*lock_);
+    return recorded_ && id_ == platform_.threading.currentThreadId();
+}
+
+bool ReaderThread::awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn) {
+    std::shared_ptr<Thread> thread;
+    {
+        const std::lock_guard guard(*lock_);
+        thread = thread_;
+        if (recorded_ && id_ == platform_.threading.currentThreadId()) return false;
+    }
+    if (!thread) return true;
+    const std::uint32_t start = platform_.clock.tickCount();
+    for (;;) {
+        const std::uint32_t passed = platform_.clock.tickCount() - start;
+        if (thread->join(std::min(kAwaitSlice, milliseconds - std::min(passed, milliseconds)))) return true;
+        if (passed >= milliseconds) return false;
+        letCallsIn();
+    }
+}
+
+void ReaderThread::run(const Work& work) {
+    {
+        const std::lock_guard guard(*lock_);  // the starter has recorded this thread
+    }
+    work.begin();
+    for (;;) {
+        const WaitResult seen = stop_.wait(kPollPause);
+        if (seen == WaitResult::TimedOut && !stopping_ && !ending_) {
+            work.pass();
+        } else if (mayEnd(seen)) {
+            break;
+        }
+    }
+    work.end();
+}
+
+bool ReaderThread::mayEnd(WaitResult seen) {
+    const std::lock_guard guard(*lock_);
+    if (seen == WaitResult::Signalled && !stopping_ && !ending_ && !stop_.isSet()) return false;
+    stop_.reset();
+    recorded_ = false;
+    id_ = 0;
+    return true;
+}
+
+}  // namespace mova

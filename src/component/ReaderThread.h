@@ -1,0 +1,53 @@
+// The thread that runs the receive engine while no caller waits. At most one runs per object; stopping it is
+// asynchronous: the stop event is signalled and the thread notices within 5 ms and the pass that is under way.
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "platform/Platform.h"
+
+namespace mova {
+
+class ReaderThread {
+public:
+    static constexpr std::uint32_t kPollPause = 5;
+
+    // What the thread does; the object lives at least as long as the thread.
+    struct Work {
+        std::function<void()> begin;
+        std::function<void()> pass;
+        std::function<void()> end;
+    };
+
+    ReaderThread(Platform& platform, Event& stop)
+        : platform_(platform), stop_(stop), lock_(platform.threading.makeMutex()) {}
+
+    // Success, also when one runs already: a stop that it has not yet obeyed is taken back. ReaderNotStarted when the
+    // system has no thread. keepAlive is held by the thread until it ends.
+    std::uint32_t start(std::shared_ptr<void> keepAlive, Work work);
+    void requestStop();  // signals the stop event when a thread is recorded; a reset of the event does not undo it
+    void requestEnd();   // for good: nothing takes this back
+    bool isRecorded();
+    bool isEnding() const { return ending_; }
+    bool isCurrent();  // called on the reader thread itself
+    // Waits until the thread has ended; between short waits letCallsIn runs. False when it has not ended in time.
+    // On the reader thread itself it does not wait.
+    bool awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn);
+
+private:
+    void run(const Work& work);
+    bool mayEnd(WaitResult seen);
+
+    Platform& platform_;
+    Event& stop_;
+    std::unique_ptr<Mutex> lock_;  // guards what follows
+    std::shared_ptr<Thread> thread_;
+    bool recorded_ = false;
+    std::uint32_t id_ = 0;
+    std::atomic<bool> stopping_{false};
+    std::atomic<bool> ending_{false};
+};
+
+}  // namespace mova

@@ -1,0 +1,114 @@
+// The serial port itself: opens it by number or path with its retry policy, configures it, moves bytes, clears its
+// error bits, drives and reads its modem lines, and turns failures into codes and readable messages.
+//
+// Codes are those of device/ErrorCodes.h. Nothing throws but std::bad_alloc. It has no lock of its own: whoever uses
+// it holds the object's receive lock. isOpen and handle may be asked from any thread.
+#pragma once
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "device/CCallBack.h"
+#include "device/ErrorCodes.h"
+#include "platform/Platform.h"
+
+namespace mova {
+
+class DeviceComm {
+public:
+    static constexpr std::uint32_t kInputQueue = 8192;
+    static constexpr std::uint32_t kOutputQueue = 2048;
+    static constexpr std::uint32_t kPauseAfterClose = 500;  // deliberate: USB-serial drivers need time to release the port
+    static constexpr std::uint8_t kNoFlowControl = 8;
+
+    explicit DeviceComm(Platform& platform);
+    virtual ~DeviceComm();  // closes the port, unless its handle was given from outside
+    DeviceComm(const DeviceComm&) = delete;
+    DeviceComm& operator=(const DeviceComm&) = delete;
+
+    std::uint32_t OpenDevice();
+    // Stores number and rate, opens, and always hands back the handle (invalid on failure).
+    std::uint32_t open(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle);
+    std::uint32_t CloseDevice(PortHandle* handle = nullptr);  // 0 and no message when closed already
+
+    bool isOpen() const { return handle() != kInvalidPort; }
+    PortHandle handle() const { return handle_; }
+    std::uint32_t setHandle(PortHandle handle);  // AlreadyOpen while a port is open
+
+    void setStopEvent(Event* stop) { stop_ = stop; }  // ends every wait; not owned; null: none
+    void setMessageSink(CCallBack* sink) { sink_ = sink; }
+    void setOverlapped(bool overlapped);  // a change closes an open port
+    void setDevicePath(std::string path) { devicePath_ = std::move(path); }  // not empty: used as it stands, no discovery
+    void setLogFilePath(std::string path) { logFilePath_ = std::move(path); }
+    void setTimeouts(std::uint32_t readMilliseconds, std::uint32_t writeMilliseconds);
+    void setTraceFlags(bool send, bool receive);
+    // Kept for the next open; an open port is configured at once and the result is that of the configuration.
+    std::uint32_t setFlowControlMode(std::uint8_t mode);
+    std::uint32_t configure();
+
+    // Capacity below 1: NotOpen. A success of 0 bytes is usual: reads return what is queued.
+    std::uint32_t ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead);
+    // Length 0 is accepted, deliberately unlike ReadData. A short write closes the port and, overlapped, reopens it.
+    std::uint32_t WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
+    bool ClearDeviceError();                              // reporting form
+    std::uint32_t ClearDeviceError(std::uint32_t& waiting);  // queue form: bytes waiting in the input queue
+    void purge();                                         // drops what waits in both queues; failures are not told
+
+    std::uint32_t setSignal(std::int32_t index, bool raise);  // index 1: DTR, every other: RTS
+    // Index -1: the whole status word; 0 to 3: CTS, DSR, RING, carrier as 0 or 1; others: 0.
+    std::uint32_t detectSignal(std::int32_t index, std::int32_t& value);
+
+    bool isUsbCard() const { return usbCard_; }
+
+private:
+    enum class ToFile : bool { No, Yes };
+
+    std::uint32_t findDevicePath(std::string& path);
+    std::uint32_t createFile(const std::string& path);
+    std::uint32_t configureWithRetries(const std::string& path);
+    std::uint32_t configurationAttempt(const std::string& path, int attempt);
+    std::uint32_t reopenForRetry(const std::string& path, int attempt);
+    std::uint32_t setUpPort();
+    std::uint32_t overlappedRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
+    std::uint32_t blockingRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
+    std::uint32_t overlappedWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
+    std::uint32_t blockingWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
+    std::uint32_t closeAfter(const char* prefix, std::uint32_t result);
+    bool clearErrorBits(PortStatus* status);
+    void reportErrorBits(std::uint32_t bits);
+    void reportLastError(std::string_view prefix);
+    std::uint32_t failConfiguration(const char* text, std::uint32_t result);
+    void message(const std::string& text, ToFile toFile = ToFile::No);
+
+    Platform& platform_;
+    SerialDriver& serial_;
+    std::uint16_t portNumber_ = 1;
+    std::string devicePath_;
+    std::uint32_t baudRate_ = 115200;
+    bool overlapped_ = false;
+    std::uint8_t flowControlMode_ = kNoFlowControl;
+    std::uint8_t byteSize_ = 8;
+    std::uint8_t parity_ = 0;
+    std::uint8_t stopBits_ = 0;
+    std::uint32_t writeTimeout_ = kInfinite;
+    std::uint32_t readTimeout_ = kInfinite;
+    std::string logFilePath_;
+    std::atomic<PortHandle> handle_{kInvalidPort};
+    PortProperties properties_;
+    LineSettings working_;
+    LineSettings applied_;  // the last settings the port accepted; every configuration starts from them
+    PortStatus lastStatus_;
+    std::unique_ptr<Transfer> reading_;
+    std::unique_ptr<Transfer> writing_;
+    Event* stop_ = nullptr;
+    bool externalHandle_ = false;
+    bool usbCard_ = false;
+    std::string label_;
+    bool traceSend_ = false;
+    bool traceReceive_ = false;
+    CCallBack* sink_ = nullptr;
+};
+
+}  // namespace mova

@@ -1,0 +1,161 @@
+#include "device/HandsetPort.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "logging/Text.h"
+
+namespace mova {
+
+namespace {
+constexpr std::size_t kStagingSize = 4096;
+}
+
+HandsetPort::HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace)
+    : platform_(platform),
+      debug_(debug),
+      trace_(trace),
+      lock_(platform.threading.makeMutex()),
+      stop_(platform.threading.makeEvent()),
+      device_(platform) {
+    device_.setStopEvent(stop_.get());
+    device_.setOverlapped(true);
+}
+
+void HandsetPort::setPortNumber(std::int32_t port) {
+    if (!hasHandle()) portNumber_ = port;
+    driverKnown_ = false;  // deliberate: also when the port is open and keeps its number
+    setDebugPrefix();
+}
+
+void HandsetPort::setDeviceType(std::int16_t type, std::int32_t parameter1, std::int32_t parameter2) {
+    deviceType_ = type;
+    parameter1_ = parameter1;
+    parameter2_ = parameter2;
+    if (isSerial()) {
+        if (parameter1 > 0) portNumber_ = parameter1;
+        if (parameter2 > 0) baudRate_ = parameter2;
+    }
+    driverKnown_ = false;
+    setDebugPrefix();
+}
+
+void HandsetPort::setDebugPrefix() {
+    const std::string port = isSerial() ? format("COM%d", portNumber_) : std::string();
+    debug_.setPrefix("MovaCmdSvr:(" + port + ") ");
+}
+
+std::uint32_t HandsetPort::open() {
+    // Deliberate: the first number is the device parameter, not the port number.
+    trace_.record(TraceKind::FreeText, format("Open Device:%d,%d", parameter1_, baudRate_));
+    stop_->reset();
+    if (isSerial()) {
+        if (!driverKnown_ || cardType_ == kCardNotFound) {
+            std::string driverName;
+            cardType_ = PortDiscovery(platform_).lookUp(static_cast<std::uint32_t>(portNumber_), driverName);
+            debug_.post(format("Card Type: %d\nDriver Name: %s", cardType_, driverName.c_str()));
+            driverKnown_ = true;
+        }
+        if (device_.isOpen()) device_.CloseDevice();
+        const std::uint32_t result = device_.open(static_cast<std::uint16_t>(portNumber_),
+                                                  static_cast<std::uint32_t>(baudRate_), handle_);
+        if (result != code::Success) {
+            trace_.record(TraceKind::FreeText, "Open Device Fail");
+            return result;
+        }
+    }
+    deviceOpen_ = true;
+    trace_.record(TraceKind::FreeText, "Open Device Success");
+    return code::Success;
+}
+
+std::uint32_t HandsetPort::close() {
+    trace_.record(TraceKind::FreeText, "Close Device");
+    stop_->set();
+    const std::uint32_t result = device_.CloseDevice(&handle_);
+    if (result == code::Success) deviceOpen_ = false;
+    trace_.record(TraceKind::FreeText, result == code::Success ? "Close Device Success" : "Close Device Fail");
+    return result;
+}
+
+void HandsetPort::closeAtEnd() {
+    if (isSerial() && device_.isOpen()) close();
+}
+
+std::uint32_t HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten) {
+    std::uint32_t written = 0;
+    std::uint32_t& out = bytesWritten ? *bytesWritten : written;
+    out = 0;
+    if (!initialised_) return code::NotInitialised;
+    if (!isSerial()) return code::Success;
+    if (!hasHandle()) {
+        const std::uint32_t opened = open();
+        if (opened != code::Success || !isSerial()) return opened;
+    }
+    // Deliberate: a port that closed itself is only reopened when the manager's own handle says so.
+    return device_.isOpen() ? device_.WriteData(data, length, out) : code::Success;
+}
+
+std::uint32_t HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds) {
+    std::array<char, kStagingSize> staged;
+    length = std::min(length, static_cast<std::uint32_t>(staged.size()));  // callers never pass more
+    std::memcpy(staged.data(), data, length);
+    const std::uint32_t start = platform_.clock.tickCount();
+    if (!isSerial()) return code::Success;
+    if (isUsb(cardType_)) return write(staged.data(), length);
+
+    // Required: every other kind of card takes the request byte by byte.
+    for (std::uint32_t sent = 0; sent < length;) {
+        std::uint32_t written = 0;
+        const std::uint32_t result = write(staged.data() + sent, 1, &written);
+        if (result != code::Success) return result;
+        sent += written;
+        if (sent == length) break;
+        if (stop_->isSet()) return code::Stopped;
+        // Deliberate: a plain comparison, without regard to the count's wrap.
+        if (start + limitMilliseconds < platform_.clock.tickCount()) return code::WriteTimeout;
+    }
+    return code::Success;
+}
+
+bool HandsetPort::shouldBeOpen() {
+    if (!deviceOpen_ || !isSerial()) return false;
+    return device_.isOpen() || open() == code::Success;
+}
+
+std::uint32_t HandsetPort::waitingBytes() {
+    std::uint32_t waiting = 0;
+    if (shouldBeOpen()) device_.ClearDeviceError(waiting);
+    return waiting;
+}
+
+std::uint32_t HandsetPort::readWaiting(void* buffer, std::uint32_t capacity) {
+    std::uint32_t bytesRead = 0;
+    if (shouldBeOpen()) device_.ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead);
+    return bytesRead;
+}
+
+bool HandsetPort::makeAvailable(OpenTest test, std::uint32_t& result) {
+    if (!initialised_) {
+        result = code::NotInitialised;
+        return false;
+    }
+    result = code::Success;
+    if (!isSerial()) return false;
+    const bool isOpen = test == OpenTest::Handle ? hasHandle() : device_.isOpen();
+    if (!isOpen) result = open();
+    return result == code::Success;
+}
+
+void HandsetPort::switchFlowControlMode(std::int32_t mode) {
+    if (!initialised_) {
+        pendingFlowControlMode_ = mode;  // deliberate: kept, and read by nobody
+        return;
+    }
+    if (!isSerial()) return;
+    constexpr std::int32_t kFallback = 7;  // deliberate: not the device's own default
+    device_.setFlowControlMode(static_cast<std::uint8_t>(mode >= 1 && mode <= 8 ? mode : kFallback));
+}
+
+}  // namespace mova

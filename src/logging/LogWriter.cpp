@@ -1,0 +1,118 @@
+#include "logging/LogWriter.h"
+
+#include <array>
+#include <mutex>
+
+#include "logging/Text.h"
+
+namespace mova {
+
+namespace {
+
+enum class Form { WithDirection, Plain, NodeBegin, NodeEnd };
+
+struct TypeRow {
+    LogType type;
+    const char* tag;
+    Form form;
+    bool trimmed;
+};
+
+constexpr std::array kTypes{
+    TypeRow{LogType::At, "[AT]", Form::WithDirection, true},
+    TypeRow{LogType::Gpib, "[GPIB]", Form::WithDirection, true},
+    TypeRow{LogType::Qlib, "[QLIB]", Form::WithDirection, false},
+    TypeRow{LogType::NodeBegin, "[NODE BEGIN]", Form::NodeBegin, false},
+    TypeRow{LogType::NodeEnd, "[NODE END]", Form::NodeEnd, false},
+    TypeRow{LogType::Step, "[STEP]", Form::Plain, false},
+    TypeRow{LogType::Comment, "[COMMENT]", Form::Plain, false},
+    TypeRow{LogType::ErrorCode, "[ERROR CODE]", Form::Plain, false},
+    TypeRow{LogType::ErrorDescription, "[ERROR DESCRIPTION]", Form::Plain, false},
+    TypeRow{LogType::Qpd, "[QPD]", Form::Plain, false},
+    TypeRow{LogType::Comm, "[COMM]", Form::Plain, false},
+    TypeRow{LogType::Tcp, "[TCP]", Form::Plain, false},
+    TypeRow{LogType::Debug, "[DEBUG]", Form::Plain, false},
+};
+constexpr TypeRow kUnknown{LogType{0}, "[UNKNOWN]", Form::WithDirection, false};
+
+const TypeRow& rowOf(LogType type) {
+    for (const TypeRow& row : kTypes) {
+        if (row.type == type) return row;
+    }
+    return kUnknown;
+}
+
+// The message is appended, not formatted: it may hold any bytes.
+std::string makeLine(Platform& platform, LogType type, std::string_view message, LogDirection direction) {
+    const TypeRow& row = rowOf(type);
+    const LocalTime t = platform.clock.localTime();
+    std::string line = format("[%d/%.2d/%.2d-%.2d:%.2d:%.2d::%.3d]", t.year, t.month, t.day, t.hour, t.minute, t.second,
+                              t.millisecond);
+    line += format("[%05d]", static_cast<int>(platform.threading.currentThreadId()));
+    line.append("\t").append(row.tag);
+    if (row.form == Form::WithDirection) line += direction == LogDirection::Sent ? " Send" : " Recv";
+    line += ": ";
+    const std::string_view text = row.trimmed ? trimRight(message) : message;
+    if (row.form == Form::NodeBegin || row.form == Form::NodeEnd) {
+        line.append("******** ").append(text).append(" ********");
+    } else {
+        line += text;
+    }
+    line += row.form == Form::NodeEnd ? "\r\n\r\n" : "\r\n";
+    return line;
+}
+
+struct LastPath {
+    std::mutex mutex;
+    std::string path;
+};
+
+LastPath& lastPath() {
+    static LastPath& instance = *new LastPath;  // never destroyed: threads may log while the module goes
+    return instance;
+}
+
+void remember(const std::string& path) {
+    LastPath& last = lastPath();
+    const std::lock_guard guard(last.mutex);
+    last.path = path;
+}
+
+class HeldMutex {
+public:
+    explicit HeldMutex(NamedMutex& mutex) : mutex_(mutex) {
+        while (!mutex_.acquire()) {
+        }
+    }
+    ~HeldMutex() { mutex_.release(); }
+    HeldMutex(const HeldMutex&) = delete;
+    HeldMutex& operator=(const HeldMutex&) = delete;
+
+private:
+    NamedMutex& mutex_;
+};
+
+}  // namespace
+
+std::uint32_t Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
+                  LogDirection direction) {
+    remember(path);
+    if (path.empty()) return kLogPathEmpty;
+    const std::string line = makeLine(platform, type, message, direction);
+    const auto mutex = platform.threading.makeNamedMutex("SUTLOG");
+    const HeldMutex held(*mutex);
+    const auto file = platform.files.open(path, FileMode::LogAppend);
+    if (file != Files::kInvalid) {
+        platform.files.write(file, line);
+        platform.files.close(file);
+    }
+    return 0;
+}
+
+std::string lastLogPath() {
+    LastPath& last = lastPath();
+    const std::lock_guard guard(last.mutex);
+    return last.path;
+}
+
+}  // namespace mova

@@ -1,0 +1,20 @@
+// A local one-way message channel that drops messages while nobody listens (on Windows a mailslot).
+#pragma once
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace mova {
+
+class DatagramChannel {
+public:
+    using Handle = std::intptr_t;
+    static constexpr Handle kInvalid = -1;
+
+    virtual ~DatagramChannel() = default;
+    virtual Handle open(const std::string& name) = 0;  // for writing; kInvalid when nobody listens
+    virtual bool write(Handle channel, std::string_view message) = 0;  // one message, whole
+    virtual void close(Handle channel) = 0;
+};
+
+}  // namespace mova

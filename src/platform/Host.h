@@ -1,0 +1,24 @@
+// The system the component runs on, and the component's own module file.
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace mova {
+
+struct SystemVersion {
+    std::uint32_t platformId = 2;  // 2: NT family; 1 or less: the family before it
+    std::uint32_t major = 0;
+    std::uint32_t minor = 0;
+};
+
+class Host {
+public:
+    virtual ~Host() = default;
+    // As a process without a compatibility manifest sees it: never above 6.2.
+    virtual SystemVersion systemVersion() = 0;
+    virtual std::string modulePath() = 0;  // of the component's module, not of its host
+    virtual std::optional<std::int64_t> fileTime(const std::string& path) = 0;  // last write, seconds since 1970 UTC
+};
+
+}  // namespace mova

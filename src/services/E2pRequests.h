@@ -1,0 +1,65 @@
+// Reads and writes objects of the handset's EEPROM store, addressed by object identifier and record number, and
+// carries the provisioning exchanges of the same message shape. What the handset does with a password, key or serial
+// number is its own business.
+//
+// Message text of a request, in hexadecimal digits; 16-bit values least significant byte first. The reply has the
+// same layout with the handset's status in place of the flag; one of fewer than 16 characters reads as all zero.
+//   characters 0-3    message length in bytes: data bytes + 6
+//              4-5    command
+//              6-7    flag (0); in the reply status
+//              8-11   object identifier
+//              12-15  record number
+//              16-    data
+#pragma once
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "services/RequestSender.h"
+#include "services/TextReply.h"
+#include "transport/AnswerChannel.h"
+
+namespace mova {
+
+enum class E2pCommand : std::uint8_t {
+    Read = 0x80,
+    Write = 0x81,
+    Password = 0x82,
+    AuthenticationRequest = 0x83,
+    AuthenticationKey = 0x84,
+    SerialNumber = 0x85,
+    HashRequest = 0x86,
+    LockOtp = 0x87,
+};
+
+// The handset's status byte as a code; 0 is success.
+std::uint32_t e2pStatusCode(std::uint8_t status);
+
+class E2pRequests {
+public:
+    struct RangeReply {
+        std::uint32_t code = 0;
+        bool lengthKnown = false;
+        std::int32_t length = 0;  // characters
+        std::string data;
+    };
+
+    E2pRequests(Platform& platform, RequestSender& sender, AnswerChannel& answers, Session& session)
+        : platform_(platform), sender_(sender), answers_(answers), session_(session) {}
+
+    TextReply request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data = {});
+
+    // Positions and lengths in characters; negative ones count as 0. Beyond the object's end: what is left of it.
+    RangeReply readRange(std::int32_t object, std::int32_t record, std::int32_t start, std::int32_t length);
+    // Writes over a part of the object, never lengthening it. A text shorter than the length goes as far as it reaches.
+    RangeReply writeRange(std::int32_t object, std::int32_t record, std::int32_t start, std::int32_t length,
+                          std::string_view data);
+
+private:
+    Platform& platform_;
+    RequestSender& sender_;
+    AnswerChannel& answers_;
+    Session& session_;
+};
+
+}  // namespace mova

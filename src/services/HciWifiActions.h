@@ -1,0 +1,35 @@
+// Passes Bluetooth controller commands and WiFi commands to the handset.
+//
+// Message texts, in hexadecimal digits; 16-bit values least significant byte first:
+//   HCI request   0-3 command bytes   4-5 option         6- command
+//   HCI reply     0-3 length          4-5 option echo    6- data (for options 1 and 2 led by a status, "00" is good)
+//   WiFi request  0-1 command         2-3 "00"           4-7 parameter bytes   8- parameter
+//   WiFi reply    0-1 command echo    2-3 status         4-7 length            8- data
+// A reply shorter than its fixed part reads as all zero.
+#pragma once
+#include <cstdint>
+#include <string_view>
+
+#include "services/RequestSender.h"
+#include "services/TextReply.h"
+#include "transport/AnswerChannel.h"
+
+namespace mova {
+
+class HciWifiActions {
+public:
+    HciWifiActions(Platform& platform, RequestSender& sender, AnswerChannel& answers, Session& session)
+        : platform_(platform), sender_(sender), answers_(answers), session_(session) {}
+
+    // Deliberate: leaves the acknowledgement time-out at the option's value for all later requests.
+    TextReply hci(std::int32_t option, std::string_view hexCommand);
+    TextReply wifi(std::uint8_t command, std::string_view hexParameter);
+
+private:
+    Platform& platform_;
+    RequestSender& sender_;
+    AnswerChannel& answers_;
+    Session& session_;
+};
+
+}  // namespace mova

@@ -1,0 +1,62 @@
+// Sends a request as a series of "AT*MOVA=" frames and waits for the handset's acknowledgement of each. The four
+// families share it; what differs between them is in their Delivery. Codes are those of the port's write and of the
+// receive engine's wait; there is no resending. Callers hold the port's lock.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "device/HandsetPort.h"
+#include "logging/MyDebugMsg.h"
+#include "logging/Trace.h"
+#include "platform/Platform.h"
+#include "transport/AnswerChannel.h"
+#include "transport/Session.h"
+
+namespace mova {
+
+struct Delivery {
+    TraceKind firstSegment;
+    TraceKind laterSegment;
+    enum class Acknowledgement {
+        Confirmation,  // only in the synchronous mode; otherwise nothing is flushed or awaited
+        AckThenOk,     // "*MOVA=ACK", then "OK", in every mode
+    } acknowledgement;
+};
+
+namespace delivery {
+using enum Delivery::Acknowledgement;
+constexpr Delivery Rf{TraceKind::RfSent, TraceKind::RfSent, Confirmation};
+constexpr Delivery E2p{TraceKind::E2pFirstSent, TraceKind::E2pLaterSent, AckThenOk};
+constexpr Delivery Hci{TraceKind::HciFirstSent, TraceKind::HciLaterSent, AckThenOk};
+constexpr Delivery Wifi{TraceKind::WifiFirstSent, TraceKind::WifiLaterSent, AckThenOk};
+}  // namespace delivery
+
+class RequestSender {
+public:
+    RequestSender(Platform& platform, HandsetPort& port, AnswerChannel& answers, Session& session, MyDebugMsg& debug,
+                  Trace& trace)
+        : platform_(platform), port_(port), answers_(answers), session_(session), debug_(debug), trace_(trace) {}
+
+    // payload(n) gives segment n (from 1) as hexadecimal text. No segments: nothing is sent, result 0.
+    std::uint32_t send(const Delivery& delivery, std::size_t segments,
+                       const std::function<std::string(std::size_t)>& payload);
+
+    // A text family's message, cut into segments of 240 characters behind family byte, segment count and number.
+    std::uint32_t sendText(const Delivery& delivery, Family family, std::string_view message);
+
+private:
+    std::uint32_t sendSegment(TraceKind kind, const std::string& frame);
+    std::uint32_t awaitAckThenOk();
+
+    Platform& platform_;
+    HandsetPort& port_;
+    AnswerChannel& answers_;
+    Session& session_;
+    MyDebugMsg& debug_;
+    Trace& trace_;
+};
+
+}  // namespace mova

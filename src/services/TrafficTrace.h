@@ -1,0 +1,42 @@
+// Turns everything sent and received into readable trace records: each goes to the debug sink and, while traffic
+// logging is active, to the trace file, which is opened and closed once per record.
+#pragma once
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "logging/MyDebugMsg.h"
+#include "logging/Trace.h"
+#include "platform/Platform.h"
+
+namespace mova {
+
+// The record's text. Kinds outside the table give the empty text.
+std::string traceText(TraceKind kind, std::string_view text);
+
+class TrafficTrace : public Trace {
+public:
+    static constexpr const char* kFallbackFile = "c:\\TempMova.Log";
+
+    TrafficTrace(Platform& platform, MyDebugMsg& debug) : platform_(platform), debug_(debug) {}
+
+    void record(TraceKind kind, std::string_view text) override;  // from any thread
+
+    // request 1 starts traffic logging, every other value stops it. Result: 0x1002 when neither the file nor the
+    // fallback could be opened, else 0.
+    std::uint32_t activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request);
+
+private:
+    bool canOpen(const std::string& path, FileMode mode);
+    void append(const std::string& path, std::uint32_t startTick, std::string text);
+
+    Platform& platform_;
+    MyDebugMsg& debug_;
+    std::mutex mutex_;  // guards the settings below, not the file
+    bool active_ = false;
+    std::uint32_t startTick_ = 0;
+    std::string path_;
+};
+
+}  // namespace mova

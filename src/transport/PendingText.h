@@ -1,0 +1,41 @@
+// The received characters that no finished record has consumed yet. Keeps its own account of where complete lines end
+// and how far it has been searched, so that the cost of a pass depends on what arrived, not on what waits.
+#pragma once
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace mova {
+
+class PendingText {
+public:
+    struct Line {
+        std::size_t start;  // from the front of the text
+        std::string_view text;  // right-trimmed
+        std::size_t end;        // behind its "\r\n"
+    };
+
+    bool empty() const { return head_ == text_.size(); }
+    std::string_view text() const { return std::string_view(text_).substr(head_); }
+    std::string_view completeLines() const { return text().substr(0, linesEnd_ - head_); }  // each with its "\r\n"
+
+    void clear();
+    void append(std::string_view bytes);
+    void dropFront(std::size_t count);
+    void putInFront(std::string_view lines);  // whole lines, each with its "\r\n"
+
+    // The first complete line that, right-trimmed, equals one of the terminators (a list separated by "|").
+    std::optional<Line> findTerminator(std::string_view list);
+
+private:
+    void compact();
+
+    std::string text_;
+    std::size_t head_ = 0;      // what lies before it is consumed
+    std::size_t linesEnd_ = 0;  // behind the last "\r\n"
+    std::size_t searched_ = 0;  // lines that end up to here match none of searchedFor_
+    std::string searchedFor_;
+};
+
+}  // namespace mova

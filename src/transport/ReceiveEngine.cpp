@@ -1,0 +1,63 @@
+#include "transport/ReceiveEngine.h"
+
+#include <algorithm>
+#include <string>
+
+#include "transport/ConfirmationBuilder.h"
+
+namespace mova {
+
+namespace {
+constexpr std::uint32_t kIdlePause = 1;
+constexpr std::uint32_t kSlowDevicePause = 100;
+}  // namespace
+
+std::uint32_t ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators) {
+    bool found = terminators.empty();
+    const std::uint32_t deadline = platform_.clock.tickCount() + milliseconds;
+    for (bool first = true;; first = false) {
+        if (port_.stopEvent().isSet()) return found ? code::Stopped : code::NoAnswer;
+        const std::uint32_t waiting = port_.waitingBytes();
+        // Old pending text is looked at once; later passes need new bytes.
+        if (waiting > 0 || (first && !pending_.empty())) {
+            readInto(waiting);
+            found = process(terminators);
+        }
+        if (found) return code::Success;
+        platform_.clock.sleep(port_.deviceType() == HandsetPort::kSlowDevice ? kSlowDevicePause : kIdlePause);
+        // A time-out of 0 is one pass, however coarse the tick count. Deliberate: compared as signed numbers, which
+        // goes wrong for a call that spans the count of 2^31.
+        const std::uint32_t now = platform_.clock.tickCount();
+        if (milliseconds == 0 || static_cast<std::int32_t>(deadline) < static_cast<std::int32_t>(now)) {
+            return code::NoAnswer;
+        }
+    }
+}
+
+void ReceiveEngine::readInto(std::uint32_t waiting) {
+    if (waiting == 0) return;
+    const std::uint32_t bytesRead = port_.readWaiting(buffer_.data(), std::min(waiting, kReadSize));
+    pending_.append(std::string_view(buffer_.data(), bytesRead));
+}
+
+bool ReceiveEngine::process(std::string_view terminators) {
+    if (terminators.empty()) {
+        const std::string_view lines = pending_.completeLines();
+        finish(lines, {}, lines.size());
+        return true;
+    }
+    const auto line = pending_.findTerminator(terminators);
+    if (!line) return false;
+    finish(pending_.text().substr(0, line->start), line->text, line->end);
+    return true;
+}
+
+void ReceiveEngine::finish(std::string_view response, std::string_view terminator, std::size_t consumed) {
+    BuiltRecord built = buildRecord(response, terminator, trace_);
+    pending_.dropFront(consumed);
+    if (!built.handedBack.empty()) pending_.putInFront(built.handedBack);
+    traceRecord(built.record, pending_.completeLines(), trace_);
+    sink_.deliver(std::move(built.record));
+}
+
+}  // namespace mova

@@ -1,0 +1,50 @@
+// Everything the handset sends arrives here: drains the port, cuts lines at "\r\n", waits for a terminator line, builds
+// one record from the lines before it, traces it and hands it to the sink. Its only memory is the pending text.
+// Run by the reader thread or by a caller that waits for an answer; whoever runs it holds the port's lock.
+#pragma once
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "device/HandsetPort.h"
+#include "logging/Trace.h"
+#include "platform/Platform.h"
+#include "transport/MovaRetCmdTag.h"
+#include "transport/PendingText.h"
+
+namespace mova {
+
+class RecordSink {
+public:
+    virtual ~RecordSink() = default;
+    virtual void deliver(MovaRetCmdTag record) = 0;
+};
+
+class ReceiveEngine {
+public:
+    static constexpr std::uint32_t kReadSize = 2048;
+
+    ReceiveEngine(Platform& platform, HandsetPort& port, Trace& trace, RecordSink& sink)
+        : platform_(platform), port_(port), trace_(trace), sink_(sink) {}
+
+    // terminators: accepted lines, separated by "|"; empty: a single pass that makes a record of whatever complete
+    // lines are at hand. Success: a record was completed (or the single pass was made). NoAnswer: the time passed, or
+    // the stop event was seen, before a terminator. Stopped: the stop event was seen in a single pass.
+    std::uint32_t run(std::uint32_t milliseconds, std::string_view terminators);
+
+    PendingText& pending() { return pending_; }
+
+private:
+    void readInto(std::uint32_t waiting);
+    bool process(std::string_view terminators);
+    void finish(std::string_view response, std::string_view terminator, std::size_t consumed);
+
+    Platform& platform_;
+    HandsetPort& port_;
+    Trace& trace_;
+    RecordSink& sink_;
+    PendingText pending_;
+    std::array<char, kReadSize> buffer_;
+};
+
+}  // namespace mova

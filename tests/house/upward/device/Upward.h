@@ -1,0 +1,2 @@
+// Bait: the include check must find this one.
+#include "transport/ReceiveEngine.h"
