@@ -1,0 +1,18 @@
+#include "platform/posix/ChannelDir.h"
+
+#include <cstdlib>
+
+namespace mova {
+
+std::string defaultChannelDir() {
+    const char* runtimeDir = std::getenv("XDG_RUNTIME_DIR");
+    return runtimeDir != nullptr && *runtimeDir != '\0' ? runtimeDir : "/tmp";
+}
+
+std::string channelPath(const std::string& folder, std::string_view name, std::string_view suffix) {
+    const auto lastSeparator = name.find_last_of("\\/");
+    if (lastSeparator != std::string_view::npos) name.remove_prefix(lastSeparator + 1);
+    return std::string(folder).append("/").append(name).append(suffix);
+}
+
+}  // namespace mova

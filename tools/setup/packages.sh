@@ -1,0 +1,25 @@
+# To be sourced. install_packages GROUP...: installs what is missing of the groups below from Debian's packages.
+
+declare -A package_groups=(
+    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libwine-dev libcli11-dev"
+    [test]="libgtest-dev libgmock-dev python3"
+    [wine]="wine wine64"
+)
+
+install_packages() {
+    local group package missing=()
+    for group in "$@"; do
+        for package in ${package_groups[$group]}; do
+            [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+        done
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || { echo "These packages are missing and sudo is not here to install them: ${missing[*]}" >&2; return 1; }
+        as_root=(sudo)
+    fi
+    echo "Installing: ${missing[*]}"
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}

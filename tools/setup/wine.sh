@@ -1,0 +1,61 @@
+# To be sourced. A private Wine prefix with serial ports that lead to pseudo-terminals.
+
+# wine_start FOLDER: makes the prefix if it is not there and keeps its server running until wine_stop.
+wine_start() {
+    export WINEPREFIX=$1 WINEARCH=win64 WINEDEBUG=-all
+    export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+    unset DISPLAY
+    if [ ! -e "$WINEPREFIX/system.reg" ]; then
+        mkdir -p "$WINEPREFIX"
+        timeout 180 wine wineboot -i >/dev/null 2>&1
+        timeout 60 wineserver -w
+    fi
+    (wineserver -p 2>/dev/null)
+}
+
+# wine_stop: ends everything that runs in the prefix.
+wine_stop() {
+    wineserver -k 2>/dev/null || true
+    timeout 60 wineserver -w 2>/dev/null || true
+}
+
+# wine_list_port NUMBER [FRIENDLY NAME]: lists COM<NUMBER> in the prefix's device tree.
+wine_list_port() {
+    local number=$1 name=${2:-"Communications Port (COM$1)"} file
+    file=$(mktemp "$WINEPREFIX/port-XXXXXX.reg")
+    printf '%s\r\n' "REGEDIT4" "" \
+        "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Enum\\ACPI\\PNP0501\\$number]" \
+        "\"FriendlyName\"=\"$name\"" "\"UpperFilters\"=\"serenum\"" "" >"$file"
+    timeout 60 wine regedit /S "Z:$(readlink -f "$file" | tr / '\\')" 2>/dev/null
+    rm -f "$file"
+}
+
+# wine_link_port NUMBER DEVICE: COM<NUMBER> of the prefix is that Linux device.
+wine_link_port() {
+    ln -sfn "$2" "$WINEPREFIX/dosdevices/com$1"
+}
+
+# wine_register DLL
+wine_register() {
+    timeout 60 wine regsvr32 /s "$(windows_path "$1")" 2>/dev/null
+}
+
+windows_path() {
+    printf 'Z:%s' "$(readlink -f "$1" | tr / '\\')"
+}
+
+# start_handset BUILD_FOLDER LINK [OPTION...]: offers a simulated handset at LINK; its process is $handset_pid.
+start_handset() {
+    local program=$1/mova-handset link=$2
+    shift 2
+    rm -f "$link.ready"
+    "$program" --link "$link" --ready-file "$link.ready" "$@" &
+    handset_pid=$!
+    for _ in $(seq 200); do
+        [ -e "$link.ready" ] && return
+        kill -0 "$handset_pid" 2>/dev/null || break
+        sleep 0.05
+    done
+    echo "the simulated handset did not start" >&2
+    return 1
+}
