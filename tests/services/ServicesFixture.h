@@ -1,0 +1,62 @@
+// The service rooms on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
+#pragma once
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "services/E2pRequests.h"
+#include "services/HciWifiActions.h"
+#include "services/RequestSender.h"
+#include "services/RfRequests.h"
+#include "support/RecordingTrace.h"
+#include "support/ScriptedPlatform.h"
+
+namespace mova {
+
+class ServicesTest : public ::testing::Test {
+protected:
+    struct QueueSink : RecordSink {
+        ConfirmationQueue* queue = nullptr;
+        bool toQueue = true;
+        void deliver(MovaRetCmdTag record) override {
+            if (toQueue) queue->append(record);
+        }
+    };
+
+    ServicesTest() {
+        platform.withDebugViewer();
+        sink.queue = &answers.queue();
+        port.setPortNumber(7);
+        port.markInitialised();
+        EXPECT_EQ(port.open(), 0u);
+        comm.clearWritten();
+        trace.clear();
+    }
+    ~ServicesTest() override {
+        port.close();
+        comm.forgetConversation();
+    }
+
+    // The handset's answer to one text-family request: acknowledgement, confirmation lines, "OK".
+    static std::string answer(const std::string& confirmation) {
+        return "*MOVA=ACK\r\n" + confirmation + "\r\nOK\r\n";
+    }
+    void expectRequest(const std::string& request, const std::string& confirmation) {
+        comm.expect(request + "\r").reply(answer(confirmation), 5ms);
+    }
+
+    ScriptedPlatform platform;
+    ScriptedPort& comm = platform.withPort(7, "USB Serial Port (COM7)");
+    RecordingTrace trace;
+    MyDebugMsg debug{platform};
+    Session session;
+    HandsetPort port{platform, debug, trace};
+    QueueSink sink;
+    AnswerChannel answers{platform, port, session, debug, trace, sink};
+    RequestSender sender{platform, port, answers, session, debug, trace};
+};
+
+}  // namespace mova
