@@ -118,6 +118,7 @@ BuiltRecord buildRecord(std::string_view response, std::string_view terminator, 
 void traceRecord(const MovaRetCmdTag& record, std::string_view stillPending, Trace& trace) {
     if (record.valid != 1) {
         trace.record(TraceKind::ReplyInError, record.responseText + format(" -- 0x%x", record.error));
+        return;
     }
     switch (record.kind) {
         case LineClass::AtText:

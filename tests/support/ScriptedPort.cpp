@@ -43,7 +43,7 @@ std::vector<std::string> ScriptedPort::calls(std::initializer_list<Op> without) 
 }
 
 void ScriptedPort::feed(std::string_view bytes) {
-    if (!plugged_) return;
+    if (!open_) return;
     incoming_ += bytes;
     if (changed_) changed_();
 }
@@ -64,7 +64,7 @@ std::size_t ScriptedPort::waiting() {
 void ScriptedPort::pullPeer() {
     if (!peer_) return;
     const std::string bytes = peer_->due(static_cast<std::uint64_t>(core_.scheduler.now().count()));
-    if (plugged_) incoming_ += bytes;
+    if (open_) incoming_ += bytes;
 }
 
 std::uint32_t ScriptedPort::take(void* buffer, std::uint32_t capacity) {
@@ -207,7 +207,6 @@ void ScriptedPort::driveFromSettings() {
 }
 
 void ScriptedPort::unplug(std::uint32_t error) {
-    pullPeer();
     plugged_ = false;
     unpluggedError_ = error;
     open_ = false;
@@ -218,7 +217,6 @@ void ScriptedPort::unplug(std::uint32_t error) {
 }
 
 void ScriptedPort::replug() {
-    pullPeer();  // what the peer has said meanwhile is lost
     plugged_ = true;
     unplugged_.reset();
 }

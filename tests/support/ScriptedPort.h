@@ -64,7 +64,7 @@ public:
     unsigned opens() const { return opens_; }  // successful ones
     std::vector<std::string> calls(std::initializer_list<Op> without = {}) const;
 
-    // Arriving bytes. What arrives while the cable is out is lost.
+    // Arriving bytes. What arrives while the port is closed or the cable is out is lost.
     void feed(std::string_view bytes);
     void feedAt(VirtualTime when, std::string bytes);
     void feedAfter(VirtualTime delay, std::string bytes);

@@ -166,6 +166,7 @@ PortHandle ScriptedSerialDriver::open(const std::string& path, bool overlapped) 
         return kInvalidPort;
     }
     ScriptedPort& port = *found->second;
+    port.pullPeer();  // what the peer has said before is lost
     port.open_ = true;
     ++port.opens_;
     const PortHandle handle = nextHandle_;
@@ -181,6 +182,7 @@ bool ScriptedSerialDriver::close(PortHandle handle) {
         if (transfer->handle == handle) abort(*transfer, kAborted);
     }
     if (!isDead(found->second)) {
+        found->second.port->pullPeer();
         found->second.port->open_ = false;
         found->second.port->incoming_.clear();
     }

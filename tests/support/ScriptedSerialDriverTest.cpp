@@ -121,6 +121,17 @@ TEST_F(ScriptedSerial, ReadsGiveWhatHasArrivedAndNothingElse) {
     EXPECT_TRUE(serial.close(handle));
 }
 
+TEST_F(ScriptedSerial, WhatArrivesAtAClosedPortIsLost) {
+    port.feed("before");
+    PortHandle handle = openPort();
+    EXPECT_EQ(waiting(handle), 0u);
+    port.feed("unread");
+    EXPECT_TRUE(serial.close(handle));
+    handle = openPort();
+    EXPECT_EQ(waiting(handle), 0u);
+    EXPECT_TRUE(serial.close(handle));
+}
+
 TEST_F(ScriptedSerial, KeepsWhatWasWrittenWithItsTime) {
     const PortHandle handle = openPort();
     write(handle, "AT");
@@ -495,6 +506,23 @@ TEST_F(ScriptedSerial, APeerAnswersInVirtualTime) {
     EXPECT_EQ(got, "2");
     EXPECT_EQ(platform.elapsed(), 13);
     EXPECT_TRUE(serial.close(handle));
+}
+
+// Other integer types and a "never" in place of an empty optional serve as well.
+struct Silent {
+    void receive(std::string_view bytes, unsigned long long) { heard += bytes.size(); }
+    const char* due(std::uint64_t) { return "x"; }
+    std::uint64_t nextDue() { return ~std::uint64_t{0}; }
+    std::size_t heard = 0;
+};
+
+TEST(PeerAdapter, FitsOtherTypesOfTheSameShape) {
+    Silent device;
+    PeerAdapter peer(device);
+    peer.receive("abc", 0);
+    EXPECT_EQ(device.heard, 3u);
+    EXPECT_EQ(peer.due(5), "x");
+    EXPECT_EQ(peer.nextDue(), std::nullopt);
 }
 
 // --- misuse

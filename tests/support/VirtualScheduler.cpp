@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::uint64_t kCallsWithoutTime = 1'000'000;
 constexpr VirtualTime kLongestWaitOfMain = std::chrono::hours(1);
-constexpr std::chrono::seconds kRealHang(120);
 
 std::string milliseconds(VirtualTime time) {
     char text[32];
@@ -50,6 +49,7 @@ void Signal::set() {
 VirtualScheduler::VirtualScheduler() {
     auto main = std::make_shared<VirtualThread>();
     main->id = nextId_++;
+    main->monitor = monitor_;
     main->state = VirtualThread::State::Running;
     main->realId = std::this_thread::get_id();
     main->ended = std::make_unique<Signal>(*this, "end of the main thread");
@@ -73,6 +73,7 @@ std::shared_ptr<VirtualThread> VirtualScheduler::start(std::function<void()> run
     reap();
     auto thread = std::make_shared<VirtualThread>();
     thread->id = nextId_++;
+    thread->monitor = monitor_;
     thread->ended = std::make_unique<Signal>(*this, "end of thread " + std::to_string(thread->id));
     threads_.push_back(thread);
     ready_.push_back(thread.get());
@@ -127,16 +128,16 @@ void VirtualScheduler::reap() {
 
 // --- the baton
 
+// A thread that is abandoned here must touch nothing but itself: the scheduler may be gone.
 void VirtualScheduler::awaitBaton(VirtualThread& thread) {
     std::unique_lock guard(thread.mutex);
-    std::uint64_t seen = calls_;
+    CallMonitor& monitor = *thread.monitor;
     while (!thread.baton) {
-        if (thread.abandoned) {
-            thread.wake.wait(guard, [] { return false; });
-        }
-        if (thread.wake.wait_for(guard, kRealHang) == std::cv_status::no_timeout || thread.baton) continue;
-        if (!thread.abandoned && seen == calls_) giveUp("the running thread blocks outside the platform");
-        seen = calls_;
+        if (thread.abandoned) thread.wake.wait(guard, [] { return false; });
+        const std::uint64_t seen = monitor.calls;
+        const bool timedOut = thread.wake.wait_for(guard, monitor.hangLimit.load()) == std::cv_status::timeout;
+        if (timedOut && !thread.baton && !thread.abandoned && seen == monitor.calls)
+            giveUp("the running thread blocks outside the platform");
     }
     thread.baton = false;
 }
@@ -300,7 +301,7 @@ void VirtualScheduler::passTime(VirtualTime duration) {
 }
 
 void VirtualScheduler::countCall(bool mayYield) {
-    ++calls_;
+    ++monitor_->calls;
     VirtualThread& self = current();
     if (&self == &actionThread_) return;
     if (++callsSinceTimeMoved_ > kCallsWithoutTime) giveUp("a million calls and no time has passed");

@@ -56,6 +56,13 @@ private:
 
 enum class WaitOutcome { First, Second, TimedOut };
 
+// Lets waiting threads see, in real time, that the running one still calls. It outlives the scheduler, as the threads
+// do that never run again.
+struct CallMonitor {
+    std::atomic<std::uint64_t> calls{0};
+    std::atomic<std::chrono::milliseconds> hangLimit{std::chrono::minutes(2)};
+};
+
 struct VirtualThread {
     enum class State { Running, Ready, Waiting, Ended, Terminated };
 
@@ -69,6 +76,7 @@ struct VirtualThread {
     bool lowestPriority = false;
     std::unique_ptr<Signal> ended;
 
+    std::shared_ptr<CallMonitor> monitor;
     std::thread real;
     std::thread::id realId;
     std::mutex mutex;  // guards baton and abandoned
@@ -120,6 +128,9 @@ public:
     void setWhenStuck(std::function<void()> rescue) { whenStuck_ = std::move(rescue); }
     unsigned timesStuck() const { return timesStuck_; }
 
+    // How long, in real time, the running thread may go without a call while others wait for it.
+    void setHangLimit(std::chrono::milliseconds limit) { monitor_->hangLimit = limit; }
+
     // Added to the list when the scheduler gives up.
     void setContext(std::function<std::string()> context) { context_ = std::move(context); }
     // Told when a thread ends or is terminated, so that what it holds can be handed on.
@@ -156,9 +167,9 @@ private:
     std::uint32_t nextId_ = 1;
     VirtualTime callCost_{0};
     std::uint64_t callsSinceTimeMoved_ = 0;
-    std::atomic<std::uint64_t> calls_{0};
     unsigned preemptOneIn_ = 0;
     std::minstd_rand random_;
+    std::shared_ptr<CallMonitor> monitor_ = std::make_shared<CallMonitor>();
     std::function<void()> whenStuck_;
     unsigned timesStuck_ = 0;
     std::function<std::string()> context_;

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 
+#include <mutex>
+#include <thread>
+
 #include "support/ScriptedPlatform.h"
 
 namespace mova {
@@ -484,6 +487,28 @@ TEST(VirtualTimeDeath, AnActionMustNotWait) {
         platform.advance(2);
     };
     EXPECT_DEATH(wait(), "a scripted action waits");
+}
+
+TEST(VirtualTimeDeath, ALockOfTheCodesOwnHeldAcrossAWaitIsFound) {
+    ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    const auto hang = [] {
+        ScriptedPlatform platform;
+        platform.scheduler().setHangLimit(200ms);
+        std::mutex mutex;
+        const auto thread = platform.spawn([&] { const std::lock_guard guard(mutex); });
+        const std::lock_guard guard(mutex);
+        platform.clock().sleep(10);
+    };
+    EXPECT_DEATH(hang(), "the running thread blocks outside the platform(.|\n)*thread 1 sleeps(.|\n)*thread 2 runs");
+}
+
+TEST(VirtualTimeDeath, AThreadFromElsewhereIsFound) {
+    ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    const auto call = [] {
+        ScriptedPlatform platform;
+        std::thread([&] { platform.clock().tickCount(); }).join();
+    };
+    EXPECT_DEATH(call(), "a call comes from a thread that was not started through the platform");
 }
 
 TEST(VirtualTime, AThreadThatIsLeftFailsTheTest) {

@@ -41,6 +41,9 @@ bool PosixFiles::write(Handle file, std::string_view text) {
     return true;
 }
 
-void PosixFiles::close(Handle file) { FileDescriptor(static_cast<int>(file)).reset(); }
+void PosixFiles::close(Handle file) {
+    const FileDescriptor closed(static_cast<int>(file));
+    flock(closed.get(), LOCK_UN);  // a child that was forked meanwhile would keep the lock
+}
 
 }  // namespace mova

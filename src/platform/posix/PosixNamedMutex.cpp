@@ -22,7 +22,14 @@ struct PosixNamedMutex::ProcessLock {
     std::condition_variable freed;
     unsigned depth = 0;
     std::thread::id owner;
-    FileDescriptor heldFile;  // closing it lets the next process in, also when this one dies
+    FileDescriptor heldFile;  // its lock ends with this process at the latest
+
+    void free() {
+        // Unlocked, not only closed: a child that was forked meanwhile has the file open too.
+        if (heldFile) flock(heldFile.get(), LOCK_UN);
+        heldFile.reset();
+        freed.notify_one();
+    }
 };
 
 namespace {
@@ -38,53 +45,47 @@ FileDescriptor openLockFile(const std::string& path) {
 
 }  // namespace
 
-std::shared_ptr<PosixNamedMutex::ProcessLock> PosixNamedMutex::processLock(const std::string& lockFile) {
-    static std::mutex& mutex = *new std::mutex;  // never destroyed: threads may log while the process ends
-    static auto& locks = *new std::map<std::string, std::weak_ptr<ProcessLock>>;
+// One for each name, kept as long as the process: threads may log while it ends.
+PosixNamedMutex::ProcessLock& PosixNamedMutex::processLock(const std::string& lockFile) {
+    static std::mutex& mutex = *new std::mutex;
+    static auto& locks = *new std::map<std::string, ProcessLock>;
     const std::lock_guard guard(mutex);
-    std::weak_ptr<ProcessLock>& known = locks[lockFile];
-    auto lock = known.lock();
-    if (!lock) known = lock = std::make_shared<ProcessLock>(lockFile);
-    return lock;
+    return locks.try_emplace(lockFile, lockFile).first->second;
 }
 
 PosixNamedMutex::PosixNamedMutex(const std::string& lockFile) : lock_(processLock(lockFile)) {}
 
 PosixNamedMutex::~PosixNamedMutex() {
     if (held_ == 0) return;
-    const std::lock_guard guard(lock_->mutex);
-    lock_->depth -= held_;
-    if (lock_->depth > 0) return;
-    lock_->heldFile.reset();
-    lock_->freed.notify_one();
+    const std::lock_guard guard(lock_.mutex);
+    lock_.depth -= held_;
+    if (lock_.depth == 0) lock_.free();
 }
 
 bool PosixNamedMutex::acquire() {
     const auto self = std::this_thread::get_id();
-    std::unique_lock guard(lock_->mutex);
-    if (lock_->depth > 0 && lock_->owner == self) {
-        ++lock_->depth;
+    std::unique_lock guard(lock_.mutex);
+    if (lock_.depth > 0 && lock_.owner == self) {
+        ++lock_.depth;
         ++held_;
         return true;
     }
-    lock_->freed.wait(guard, [this] { return lock_->depth == 0; });
-    lock_->depth = 1;
-    lock_->owner = self;
+    lock_.freed.wait(guard, [this] { return lock_.depth == 0; });
+    lock_.depth = 1;
+    lock_.owner = self;
     held_ = 1;
     guard.unlock();  // this thread owns it now; only other processes are still to be waited for
-    FileDescriptor file = openLockFile(lock_->lockFile);
+    FileDescriptor file = openLockFile(lock_.lockFile);
     if (file) uninterrupted([&] { return flock(file.get(), LOCK_EX); });
-    lock_->heldFile = std::move(file);
+    lock_.heldFile = std::move(file);
     return true;
 }
 
 void PosixNamedMutex::release() {
-    const std::lock_guard guard(lock_->mutex);
-    if (lock_->depth == 0 || lock_->owner != std::this_thread::get_id() || held_ == 0) return;
+    const std::lock_guard guard(lock_.mutex);
+    if (lock_.depth == 0 || lock_.owner != std::this_thread::get_id() || held_ == 0) return;
     --held_;
-    if (--lock_->depth > 0) return;
-    lock_->heldFile.reset();
-    lock_->freed.notify_one();
+    if (--lock_.depth == 0) lock_.free();
 }
 
 }  // namespace mova

@@ -2,7 +2,6 @@
 // Recursive on its thread, as the system's named mutexes are elsewhere. Where the lock file cannot be opened it still
 // keeps the threads of this process apart.
 #pragma once
-#include <memory>
 #include <string>
 
 #include "platform/Sync.h"
@@ -18,9 +17,9 @@ public:
 
 private:
     struct ProcessLock;
-    static std::shared_ptr<ProcessLock> processLock(const std::string& lockFile);
+    static ProcessLock& processLock(const std::string& lockFile);
 
-    std::shared_ptr<ProcessLock> lock_;
+    ProcessLock& lock_;
     unsigned held_ = 0;  // times that this object holds it; touched by the holder only
 };
 

@@ -94,11 +94,14 @@ PosixPort::PosixPort(int descriptor, bool owned)
 }
 
 PosixPort::~PosixPort() {
-    if (owned_) {
-        ioctl(descriptor(), TIOCNXCL);  // a pseudo-terminal would otherwise stay exclusive while its other end is open
-    } else {
+    if (!owned_) {
         device_.release();
+        return;
     }
+    // Taken back, not left to the close: a pseudo-terminal would stay exclusive while its other end is open, and a
+    // child that was forked meanwhile would keep the lock.
+    ioctl(descriptor(), TIOCNXCL);
+    flock(descriptor(), LOCK_UN);
 }
 
 void PosixPort::beginClose() {

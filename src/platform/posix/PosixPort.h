@@ -49,8 +49,8 @@ public:
     int readQueued(void* buffer, std::uint32_t capacity, std::uint32_t& bytes) const;
     // What the device takes at once, which may be nothing.
     int writeSome(const void* data, std::uint32_t length, std::uint32_t& bytes) const;
-    // Until the device is ready for `events` (as poll names them; a hang-up counts as ready) or `stop`, if given, is
-    // set.
+    // Until the device is ready for `events`, as poll names them (a hang-up counts as ready). The stop event, if given,
+    // goes before readiness.
     PortWait waitFor(short events, PosixEvent* stop, Deadline deadline);
 
 private:

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "ChildProcess.h"
+#include "TempFolder.h"
+#include "platform/posix/PosixFiles.h"
+
+namespace mova {
+namespace {
+
+constexpr FileMode kModes[] = {FileMode::LogAppend, FileMode::TextAppend, FileMode::TextTruncate};
+
+class PosixFilesTest : public testing::Test {
+protected:
+    void writeOnce(FileMode mode, std::string_view text) {
+        const auto file = files_.open(path_, mode);
+        ASSERT_NE(file, Files::kInvalid);
+        EXPECT_TRUE(files_.write(file, text));
+        files_.close(file);
+    }
+    TempFolder folder_;
+    const std::string path_ = folder_.file("a.log");
+    PosixFiles files_;
+};
+
+TEST_F(PosixFilesTest, EveryModeMakesTheFileAndWritesTheBytesAsTheyAre) {
+    for (const FileMode mode : kModes) {
+        std::filesystem::remove(path_);
+        writeOnce(mode, std::string_view("one\r\ntwo\n\0\xA4", 11));
+        EXPECT_EQ(readFile(path_), std::string("one\r\ntwo\n\0\xA4", 11));
+    }
+}
+
+TEST_F(PosixFilesTest, AppendingKeepsWhatIsThere) {
+    writeFile(path_, "old ");
+    writeOnce(FileMode::LogAppend, "log ");
+    writeOnce(FileMode::TextAppend, "text");
+    EXPECT_EQ(readFile(path_), "old log text");
+}
+
+TEST_F(PosixFilesTest, TruncatingDropsWhatIsThere) {
+    writeFile(path_, "old and long");
+    writeOnce(FileMode::TextTruncate, "new");
+    EXPECT_EQ(readFile(path_), "new");
+}
+
+TEST_F(PosixFilesTest, AppendingWritesAtTheEndAlsoAfterOthersWrote) {
+    const auto file = files_.open(path_, FileMode::TextAppend);
+    EXPECT_TRUE(files_.write(file, "a"));
+    writeOnce(FileMode::LogAppend, "b");
+    EXPECT_TRUE(files_.write(file, "c"));
+    files_.close(file);
+    EXPECT_EQ(readFile(path_), "abc");
+}
+
+TEST_F(PosixFilesTest, ALogFileHasOneWriterAtATime) {
+    const auto file = files_.open(path_, FileMode::LogAppend);
+    ASSERT_NE(file, Files::kInvalid);
+    EXPECT_EQ(files_.open(path_, FileMode::LogAppend), Files::kInvalid);
+    EXPECT_EQ(ChildProcess([&] { return files_.open(path_, FileMode::LogAppend) == Files::kInvalid ? 0 : 1; }).wait(),
+              0);
+    files_.close(file);
+    writeOnce(FileMode::LogAppend, "free again");
+    EXPECT_EQ(readFile(path_), "free again");
+}
+
+TEST_F(PosixFilesTest, AChildThatWasForkedMeanwhileDoesNotKeepAClosedLogFileLocked) {
+    const auto file = files_.open(path_, FileMode::LogAppend);
+    ChildProcess child([] {
+        for (;;) pause();
+        return 0;
+    });
+    files_.close(file);
+    writeOnce(FileMode::LogAppend, "free");
+}
+
+TEST_F(PosixFilesTest, ANewLogFileIsReadableByAllAndWritableByItsOwner) {
+    umask(022);
+    writeOnce(FileMode::LogAppend, "x");
+    struct stat status {};
+    ASSERT_EQ(stat(path_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0644U);
+}
+
+TEST_F(PosixFilesTest, AFolderThatIsAbsentFailsInEveryMode) {
+    for (const FileMode mode : kModes) EXPECT_EQ(files_.open(folder_.file("absent/a.log"), mode), Files::kInvalid);
+}
+
+TEST_F(PosixFilesTest, AFullDiskFailsTheWrite) {
+    const auto file = files_.open("/dev/full", FileMode::LogAppend);
+    ASSERT_NE(file, Files::kInvalid);
+    EXPECT_FALSE(files_.write(file, "x"));
+    EXPECT_TRUE(files_.write(file, ""));
+    files_.close(file);
+}
+
+}  // namespace
+}  // namespace mova

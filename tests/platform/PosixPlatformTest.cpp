@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "ChildProcess.h"
+#include "PseudoTerminal.h"
+#include "TempFolder.h"
+#include "platform/posix/PosixPlatform.h"
+
+namespace mova {
+namespace {
+
+TEST(PosixHost, TheVersionIsOfTheFamilyThatTakesTheFirstMatch) {
+    PosixHost host;
+    EXPECT_EQ(host.systemVersion().platformId, 2U);
+    EXPECT_EQ(host.systemVersion().major, 6U);
+    EXPECT_EQ(host.systemVersion().minor, 1U);
+}
+
+TEST(PosixHost, ModulePathOfAProgramThatThisIsLinkedIntoIsTheProgram) {
+    PosixHost host;
+    EXPECT_EQ(host.modulePath(), std::filesystem::read_symlink("/proc/self/exe").string());
+}
+
+TEST(PosixHost, FileTimeIsTheLastWriteInSeconds) {
+    TempFolder folder;
+    writeFile(folder.file("a"), "x");
+    const timespec times[2] = {{1, 0}, {1709629622, 999'999'999}};
+    ASSERT_EQ(utimensat(AT_FDCWD, folder.file("a").c_str(), times, 0), 0);
+    PosixHost host;
+    EXPECT_EQ(host.fileTime(folder.file("a")), 1709629622);
+    EXPECT_EQ(host.fileTime(folder.file("absent")), std::nullopt);
+    EXPECT_EQ(host.fileTime(""), std::nullopt);
+}
+
+TEST(PosixPlatform, ComposesOnePlatformOfItsOptions) {
+    TempFolder folder;
+    PseudoTerminal terminal;
+    std::filesystem::create_symlink(terminal.slave(), folder.path() / "COM7");
+    PosixPlatform composed({folder.path().string(), folder.path().string(), folder.path().string()});
+    Platform& platform = composed.platform();
+    const auto key = platform.keys.open("SYSTEM\\CurrentControlSet\\Enum\\ROOT\\tty\\COM7", KeyAccess::Query);
+    EXPECT_NE(key, KeyTree::kNoKey);
+    const PortHandle port = platform.serial.open("\\\\.\\COM7", true);
+    EXPECT_NE(port, kInvalidPort);
+    EXPECT_TRUE(platform.serial.close(port));
+    const auto mutex = platform.threading.makeNamedMutex("SUTLOG");
+    mutex->acquire();
+    EXPECT_TRUE(std::filesystem::exists(folder.file("SUTLOG.lock")));
+    mutex->release();
+}
+
+TEST(PosixPlatform, ChannelsAreInTheRuntimeFolderOfTheUser) {
+    TempFolder folder;
+    ChildProcess child([&] {
+        setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+        PosixPlatform composed;
+        const auto mutex = composed.platform().threading.makeNamedMutex("SUTLOG");
+        mutex->acquire();
+        mutex->release();
+        return std::filesystem::exists(folder.file("SUTLOG.lock")) ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), 0);
+}
+
+// The native platform lives as long as its process, so each of these has one of its own.
+TEST(NativePlatform, IsOneForTheProcess) {
+    EXPECT_EQ(ChildProcess([] { return &nativePlatform() == &nativePlatform() ? 0 : 1; }).wait(), 0);
+}
+
+TEST(NativePlatform, TakesTheFolderOfThePortLinksFromTheEnvironment) {
+    TempFolder folder;
+    PseudoTerminal terminal;
+    std::filesystem::create_symlink(terminal.slave(), folder.path() / "COM7");
+    ChildProcess child([&] {
+        setenv("MOVA_DEVICE_DIR", folder.path().c_str(), 1);
+        return nativePlatform().serial.open("\\\\.\\COM7", true) != kInvalidPort ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), 0);
+}
+
+}  // namespace
+}  // namespace mova

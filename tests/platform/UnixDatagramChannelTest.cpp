@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "TempFolder.h"
+#include "platform/posix/UnixDatagramChannel.h"
+
+namespace mova {
+namespace {
+
+const std::string kName = "\\\\.\\mailslot\\KSDW_DEBUG";
+
+class Listener {
+public:
+    explicit Listener(const std::string& path) : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    }
+    ~Listener() { close(socket_); }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    std::vector<std::string> messages() const {
+        std::vector<std::string> all;
+        char buffer[4096];
+        for (;;) {
+            const auto got = recv(socket_, buffer, sizeof buffer, 0);
+            if (got < 0) return all;
+            all.emplace_back(buffer, static_cast<std::size_t>(got));
+        }
+    }
+
+private:
+    int socket_;
+};
+
+class UnixDatagramChannelTest : public testing::Test {
+protected:
+    TempFolder folder_;
+    const std::string socketPath_ = folder_.file("KSDW_DEBUG.sock");
+    UnixDatagramChannel channels_{folder_.path().string()};
+};
+
+TEST_F(UnixDatagramChannelTest, DoesNotOpenWhileNobodyListens) {
+    EXPECT_EQ(channels_.open(kName), DatagramChannel::kInvalid);
+}
+
+TEST_F(UnixDatagramChannelTest, DoesNotOpenOnWhatAListenerLeftBehind) {
+    { Listener gone(socketPath_); }
+    ASSERT_TRUE(std::filesystem::exists(socketPath_));
+    EXPECT_EQ(channels_.open(kName), DatagramChannel::kInvalid);
+}
+
+TEST_F(UnixDatagramChannelTest, DoesNotOpenUnderANameThatIsTooLong) {
+    UnixDatagramChannel deep(folder_.file(std::string(120, 'd')));
+    EXPECT_EQ(deep.open(kName), DatagramChannel::kInvalid);
+}
+
+TEST_F(UnixDatagramChannelTest, EachWriteIsOneWholeMessage) {
+    Listener listener(socketPath_);
+    const auto channel = channels_.open(kName);
+    ASSERT_NE(channel, DatagramChannel::kInvalid);
+    EXPECT_TRUE(channels_.write(channel, "MovaCmdSvr: first"));
+    EXPECT_TRUE(channels_.write(channel, std::string_view("a\0b", 3)));
+    EXPECT_TRUE(channels_.write(channel, ""));
+    EXPECT_EQ(listener.messages(), (std::vector<std::string>{"MovaCmdSvr: first", std::string("a\0b", 3), ""}));
+    channels_.close(channel);
+}
+
+TEST_F(UnixDatagramChannelTest, AFullListenerCostsTheMessageAndNothingElse) {
+    Listener listener(socketPath_);
+    const auto channel = channels_.open(kName);
+    for (int i = 0; i < 5000; ++i) ASSERT_TRUE(channels_.write(channel, "message " + std::to_string(i)));
+    const auto received = listener.messages();
+    ASSERT_FALSE(received.empty());
+    EXPECT_LT(received.size(), 5000U);
+    EXPECT_EQ(received.front(), "message 0");
+    EXPECT_TRUE(channels_.write(channel, "there is room again"));
+    EXPECT_EQ(listener.messages(), (std::vector<std::string>{"there is room again"}));
+    channels_.close(channel);
+}
+
+TEST_F(UnixDatagramChannelTest, AMessageLargerThanTheChannelIsDropped) {
+    Listener listener(socketPath_);
+    const auto channel = channels_.open(kName);
+    EXPECT_TRUE(channels_.write(channel, std::string(64U << 20, 'x')));
+    EXPECT_TRUE(channels_.write(channel, "small"));
+    EXPECT_EQ(listener.messages(), (std::vector<std::string>{"small"}));
+    channels_.close(channel);
+}
+
+TEST_F(UnixDatagramChannelTest, WritingToAListenerThatHasGoneFails) {
+    std::optional<Listener> listener(socketPath_);
+    const auto channel = channels_.open(kName);
+    ASSERT_TRUE(channels_.write(channel, "heard"));
+    listener.reset();
+    EXPECT_FALSE(channels_.write(channel, "not heard"));
+    channels_.close(channel);
+}
+
+TEST_F(UnixDatagramChannelTest, AListenerThatHasGoneFullFailsToo) {
+    std::optional<Listener> listener(socketPath_);
+    const auto channel = channels_.open(kName);
+    for (int i = 0; i < 5000; ++i) channels_.write(channel, "x");
+    listener.reset();
+    EXPECT_FALSE(channels_.write(channel, "not heard"));
+    channels_.close(channel);
+}
+
+}  // namespace
+}  // namespace mova

@@ -1,0 +1,48 @@
+// Serves a handset on a pseudo-terminal, on a thread of its own, in real time. What is done with the handset meanwhile
+// goes through with().
+#pragma once
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "handset/Handset.h"
+
+namespace mova::handset {
+
+class PtyHandset {
+public:
+    // link, when not empty, is kept as a symbolic link to the terminal, also after it has been plugged in again.
+    // Throws std::system_error when there is no pseudo-terminal.
+    explicit PtyHandset(Profile profile = {}, std::string link = {});
+    ~PtyHandset();
+    PtyHandset(const PtyHandset&) = delete;
+    PtyHandset& operator=(const PtyHandset&) = delete;
+
+    std::string slavePath() const;
+    void with(const std::function<void(Handset&)>& action);  // and looks after what is due then
+    void unplug();  // the line hangs up; the link is gone
+    void replug();  // a new terminal, the link leads to it
+    bool isPlugged() const;
+
+    static std::uint64_t nowMicroseconds();
+
+private:
+    void plug();
+    void wake();
+    void serve();
+    void takeIn();
+
+    const std::string link_;
+    mutable std::mutex mutex_;  // guards what follows
+    Handset handset_;
+    int master_ = -1;
+    std::string slavePath_;
+    std::string unsent_;  // due, and not yet taken by the terminal
+    int wakeUp_ = -1;
+    std::atomic<bool> ending_{false};
+    std::thread thread_;
+};
+
+}  // namespace mova::handset
