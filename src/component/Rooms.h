@@ -49,8 +49,8 @@ struct Rooms : RecordSink {
     MyDebugMsg debug;
     VersionTexts version;
     TrafficTrace trace;
+    MyCallback<Rooms> callback;  // before the port, which may still report to it at its own end
     HandsetPort port;
-    MyCallback<Rooms> callback;
     AnswerChannel answers;
     RequestSender sender;
     RfRequests rf;

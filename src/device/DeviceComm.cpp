@@ -69,6 +69,31 @@ constexpr std::array kErrorTexts{
 
 unsigned printed(PortHandle handle) { return static_cast<unsigned>(handle); }
 
+// A transfer that is under way. It is cancelled on every way out but its completion: the buffer is the caller's and
+// must not be written to later.
+class PendingTransfer {
+public:
+    PendingTransfer(SerialDriver& serial, PortHandle port, Transfer& transfer)
+        : serial_(serial), port_(port), transfer_(transfer) {}
+    ~PendingTransfer() {
+        if (!completed_) serial_.cancel(port_, transfer_);
+    }
+    PendingTransfer(const PendingTransfer&) = delete;
+    PendingTransfer& operator=(const PendingTransfer&) = delete;
+
+    WaitResult await(Event* stop, std::uint32_t milliseconds) {
+        const WaitResult result = serial_.await(transfer_, stop, milliseconds);
+        completed_ = result == WaitResult::Signalled;
+        return result;
+    }
+
+private:
+    SerialDriver& serial_;
+    const PortHandle port_;
+    Transfer& transfer_;
+    bool completed_ = false;
+};
+
 }  // namespace
 
 DeviceComm::DeviceComm(Platform& platform)
@@ -252,17 +277,15 @@ std::uint32_t DeviceComm::overlappedRead(void* buffer, std::uint32_t capacity, s
     const BeginResult begun = serial_.beginRead(handle_, *reading_, buffer, capacity);
     if (begun == BeginResult::Failed) return closeAfter("ReadFile Error", code::ReadFailed);
     if (begun == BeginResult::Pending) {
-        switch (serial_.await(*reading_, stop_, readTimeout_)) {
+        PendingTransfer pending(serial_, handle_, *reading_);
+        switch (pending.await(stop_, readTimeout_)) {
             case WaitResult::Stopped:
                 message("Get Stop Event in ReadData");
-                serial_.cancel(handle_, *reading_);
                 return code::Stopped;
             case WaitResult::TimedOut:
                 message("Read Timeout");
-                serial_.cancel(handle_, *reading_);
                 return code::NoAnswer;
             case WaitResult::Failed:
-                serial_.cancel(handle_, *reading_);  // the buffer is the caller's and must not be written to later
                 return code::WaitFailed;
             case WaitResult::Signalled:
                 break;
@@ -298,17 +321,15 @@ std::uint32_t DeviceComm::overlappedWrite(const void* data, std::uint32_t length
     const BeginResult begun = serial_.beginWrite(handle_, *writing_, data, length);
     if (begun == BeginResult::Failed) return closeAfter("WriteFile Error", code::WriteFailed);
     if (begun == BeginResult::Pending) {
-        switch (serial_.await(*writing_, stop_, writeTimeout_)) {
+        PendingTransfer pending(serial_, handle_, *writing_);
+        switch (pending.await(stop_, writeTimeout_)) {
             case WaitResult::Stopped:
                 message("Get Stop Event in WriteData");
-                serial_.cancel(handle_, *writing_);
                 return code::Stopped;
             case WaitResult::TimedOut:
                 message("Write Timeout");
-                serial_.cancel(handle_, *writing_);
                 return code::WriteTimeout;
             case WaitResult::Failed:
-                serial_.cancel(handle_, *writing_);
                 return code::WaitFailed;
             case WaitResult::Signalled:
                 break;

@@ -49,7 +49,7 @@ start_handset() {
     local program=$1/mova-handset link=$2
     shift 2
     rm -f "$link.ready"
-    "$program" --link "$link" --ready-file "$link.ready" "$@" &
+    "$program" --link "$link" --ready-file "$link.ready" "$@" >/dev/null &
     handset_pid=$!
     for _ in $(seq 200); do
         [ -e "$link.ready" ] && return

@@ -1,0 +1,380 @@
+#include "component/automation/BoundCall.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+#include "component/automation/ByteArray.h"
+
+namespace mova {
+
+namespace {
+
+constexpr VARTYPE kVariantReference = VT_VARIANT | VT_BYREF;
+
+VARTYPE valueType(const VARIANT& value) { return V_VT(&value) & static_cast<VARTYPE>(0xFFFF ^ VT_BYREF); }
+
+HRESULT changeType(VARIANT& to, const VARIANT& from, VARTYPE type) {
+    return VariantChangeType(&to, const_cast<VARIANT*>(&from), 0, type);
+}
+
+bool isMissing(const VARIANT* argument) {
+    return !argument || (V_VT(argument) == VT_ERROR && V_ERROR(argument) == DISP_E_PARAMNOTFOUND);
+}
+
+// What a script's variable holds; any other argument is itself.
+VARIANT& behind(VARIANT& argument) {
+    return V_VT(&argument) == kVariantReference ? *V_VARIANTREF(&argument) : argument;
+}
+
+std::size_t integerWidth(VARTYPE type) {
+    switch (type) {
+        case VT_I2:
+        case VT_UI2:
+            return 2;
+        case VT_I4:
+        case VT_UI4:
+        case VT_INT:
+        case VT_UINT:
+            return 4;
+        default:
+            return 0;
+    }
+}
+
+const void* dataOf(const VARIANT& value) {
+    return (V_VT(&value) & VT_BYREF) != 0 ? V_BYREF(&value) : &V_NONE(&value);
+}
+
+// Integers of one width go over with their bits: &hFFFFFFFF of a script is a negative number.
+bool copyBits(VARTYPE type, const VARIANT& from, void* to) {
+    const std::size_t width = integerWidth(type);
+    if (width == 0 || integerWidth(valueType(from)) != width) return false;
+    std::memcpy(to, dataOf(from), width);
+    return true;
+}
+
+// value becomes the argument as that type. value is empty before and owned by the caller.
+HRESULT convert(VARTYPE type, const VARIANT& argument, VARIANT& value) {
+    if (copyBits(type, argument, &V_NONE(&value))) {
+        V_VT(&value) = type;
+        return S_OK;
+    }
+    return changeType(value, argument, type);
+}
+
+// A pointer as the system's Invoke takes it.
+void setReference(VARIANT& passed, VARTYPE type, void* data) {
+    V_VT(&passed) = type | VT_BYREF;
+    V_BYREF(&passed) = data;
+}
+
+SAFEARRAY* arrayIn(const VARIANT& value) {
+    if ((V_VT(&value) & VT_ARRAY) == 0) return nullptr;
+    if ((V_VT(&value) & VT_BYREF) == 0) return V_ARRAY(&value);
+    return V_ARRAYREF(&value) ? *V_ARRAYREF(&value) : nullptr;
+}
+
+// The elements of a script's own array: one dimension, each a VARIANT.
+class ScriptElements {
+public:
+    explicit ScriptElements(const VARIANT& value) {
+        SAFEARRAY* const array = arrayIn(value);
+        if (!array || (V_VT(&value) & VT_TYPEMASK) != VT_VARIANT || SafeArrayGetDim(array) != 1) return;
+        void* data = nullptr;
+        if (FAILED(SafeArrayAccessData(array, &data))) return;
+        array_ = array;
+        elements_ = {static_cast<VARIANT*>(data), array->rgsabound[0].cElements};
+    }
+    ScriptElements(const ScriptElements&) = delete;
+    ScriptElements& operator=(const ScriptElements&) = delete;
+    ~ScriptElements() {
+        if (array_) SafeArrayUnaccessData(array_);
+    }
+
+    bool any() const { return array_ != nullptr; }
+    std::span<VARIANT> all() const { return elements_; }
+
+private:
+    SAFEARRAY* array_ = nullptr;
+    std::span<VARIANT> elements_;
+};
+
+HRESULT toByte(const VARIANT& value, std::uint8_t& byte) {
+    VARIANT converted;
+    VariantInit(&converted);
+    const HRESULT result = changeType(converted, value, VT_UI1);
+    if (SUCCEEDED(result)) byte = V_UI1(&converted);
+    return result;
+}
+
+bool isText(const VARIANT& value) { return valueType(value) == VT_BSTR; }
+
+// Moves value into a script's variable.
+void moveInto(VARIANT& variable, VARIANT& value) {
+    makeScriptSafe(value);
+    VariantClear(&variable);
+    variable = value;
+    VariantInit(&value);
+}
+
+// Writes value through a typed reference.
+HRESULT writeThrough(VARIANT& reference, VARIANT& value) {
+    const VARTYPE type = valueType(reference);
+    if (copyBits(type, value, V_BYREF(&reference))) return S_OK;
+    VARIANT converted;
+    VariantInit(&converted);
+    const HRESULT result = changeType(converted, value, type);
+    if (FAILED(result)) return result;
+    switch (type) {
+        case VT_BSTR:
+            SysFreeString(*V_BSTRREF(&reference));
+            *V_BSTRREF(&reference) = V_BSTR(&converted);
+            return S_OK;
+        case VT_I1:
+        case VT_UI1:
+            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 1);
+            return S_OK;
+        case VT_I2:
+        case VT_UI2:
+        case VT_BOOL:
+            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 2);
+            return S_OK;
+        case VT_I4:
+        case VT_UI4:
+        case VT_INT:
+        case VT_UINT:
+        case VT_R4:
+        case VT_ERROR:
+            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 4);
+            return S_OK;
+        case VT_I8:
+        case VT_UI8:
+        case VT_R8:
+        case VT_CY:
+        case VT_DATE:
+            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 8);
+            return S_OK;
+        default:
+            VariantClear(&converted);
+            return DISP_E_TYPEMISMATCH;
+    }
+}
+
+}  // namespace
+
+void makeScriptSafe(VARIANT& value) {
+    switch (V_VT(&value)) {
+        case VT_INT:
+        case VT_UINT:
+        case VT_UI4:
+            V_VT(&value) = VT_I4;
+            break;
+        case VT_UI2: {
+            const LONG number = V_UI2(&value);
+            V_VT(&value) = VT_I4;
+            V_I4(&value) = number;
+            break;
+        }
+        case VT_I1: {
+            const LONG number = V_I1(&value);
+            V_VT(&value) = VT_I4;
+            V_I4(&value) = number;
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+BoundCall::BoundCall(const LateBinding::Function& function)
+    : function_(function), slots_(function.parameters.size()), passed_(function.parameters.size()) {
+    for (Slot& slot : slots_) {
+        VariantInit(&slot.own);
+        VariantInit(&slot.alias);
+    }
+    for (VARIANT& passed : passed_) VariantInit(&passed);
+}
+
+BoundCall::~BoundCall() {
+    for (Slot& slot : slots_) VariantClear(&slot.own);
+}
+
+DISPPARAMS BoundCall::forSystem() { return {passed_.data(), nullptr, static_cast<UINT>(passed_.size()), 0}; }
+
+UINT BoundCall::callersIndex(UINT systemsIndex) const {
+    if (systemsIndex >= slots_.size()) return systemsIndex;
+    return slots_[slots_.size() - 1 - systemsIndex].givenIndex;
+}
+
+HRESULT BoundCall::take(DISPPARAMS& given) {
+    HRESULT result = match(given);
+    for (std::size_t i = 0; i < slots_.size() && SUCCEEDED(result); ++i) {
+        result = prepare(i);
+        if (FAILED(result)) wrong_ = slots_[i].givenIndex;
+    }
+    return result;
+}
+
+// A named argument's id is its parameter's index; the others come last first.
+HRESULT BoundCall::match(DISPPARAMS& given) {
+    if (given.cArgs > slots_.size()) return DISP_E_BADPARAMCOUNT;
+    for (UINT i = 0; i < given.cArgs; ++i) {
+        const UINT index = i < given.cNamedArgs ? static_cast<UINT>(given.rgdispidNamedArgs[i]) : given.cArgs - 1 - i;
+        wrong_ = i;
+        if (index >= slots_.size() || slots_[index].given) return DISP_E_PARAMNOTFOUND;
+        slots_[index].given = &given.rgvarg[i];
+        slots_[index].givenIndex = i;
+    }
+    return S_OK;
+}
+
+HRESULT BoundCall::prepare(std::size_t index) {
+    const LateBinding::Parameter& parameter = function_.parameters[index];
+    Slot& slot = slots_[index];
+    VARIANT& passed = passedTo(index);
+    if (isMissing(slot.given)) {
+        if (parameter.in) return DISP_E_PARAMNOTOPTIONAL;
+        slot.given = nullptr;
+    }
+    if (!parameter.pointer) return prepareValue(parameter, slot, passed);
+    if (parameter.type == VT_VARIANT) return prepareVariant(slot, passed);
+    if (parameter.type == VT_UI1 && !parameter.out) return prepareBytes(index, slot, passed);
+    return preparePointer(parameter, slot, passed);
+}
+
+// The system converts plain values itself.
+HRESULT BoundCall::prepareValue(const LateBinding::Parameter& parameter, Slot& slot, VARIANT& passed) {
+    const VARIANT& argument = behind(*slot.given);
+    passed = argument;
+    slot.lent = true;
+    if (copyBits(parameter.type, argument, &V_NONE(&slot.own))) {
+        V_VT(&slot.own) = parameter.type;
+        passed = slot.own;
+    }
+    return S_OK;
+}
+
+HRESULT BoundCall::preparePointer(const LateBinding::Parameter& parameter, Slot& slot, VARIANT& passed) {
+    if (slot.given && V_VT(slot.given) == (parameter.type | VT_BYREF)) {
+        passed = *slot.given;
+        slot.lent = true;
+        return S_OK;
+    }
+    if (parameter.in) {
+        const HRESULT result = convert(parameter.type, behind(*slot.given), slot.own);
+        if (FAILED(result)) return result;
+    } else {
+        V_VT(&slot.own) = parameter.type;
+        V_I8(&slot.own) = 0;
+    }
+    setReference(passed, parameter.type, &V_NONE(&slot.own));
+    return S_OK;
+}
+
+// The callee fills the array that the variant holds. A script's array of variants must not be filled with raw bytes: a
+// byte array stands in for it.
+HRESULT BoundCall::prepareVariant(Slot& slot, VARIANT& passed) {
+    setReference(passed, VT_VARIANT, &slot.own);
+    if (!slot.given) return S_OK;
+    VARIANT& argument = behind(*slot.given);
+    const ScriptElements elements(argument);
+    if (elements.any()) {
+        SAFEARRAY* const standIn = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(elements.all().size()));
+        if (!standIn) return E_OUTOFMEMORY;
+        V_VT(&slot.own) = VT_ARRAY | VT_UI1;
+        V_ARRAY(&slot.own) = standIn;
+        slot.standsIn = true;
+        return S_OK;
+    }
+    slot.lent = true;
+    SAFEARRAY* const array = arrayIn(argument);
+    if (array && (V_VT(&argument) & VT_BYREF) != 0) {
+        V_VT(&slot.alias) = valueType(argument);
+        V_ARRAY(&slot.alias) = array;
+        setReference(passed, VT_VARIANT, &slot.alias);
+    } else {
+        setReference(passed, VT_VARIANT, &argument);
+    }
+    return S_OK;
+}
+
+HRESULT BoundCall::prepareBytes(std::size_t index, Slot& slot, VARIANT& passed) {
+    VARIANT& argument = behind(*slot.given);
+    if (V_VT(&argument) == (VT_UI1 | VT_BYREF)) {  // the caller vouches for what lies behind it
+        passed = argument;
+        slot.lent = true;
+        return S_OK;
+    }
+    if (isText(argument)) return DISP_E_TYPEMISMATCH;
+    const ScriptElements elements(argument);
+    if (elements.any()) {
+        for (const VARIANT& element : elements.all()) {
+            const HRESULT result = toByte(element, slot.bytes.emplace_back());
+            if (FAILED(result)) return result;
+        }
+    } else if (arrayIn(argument)) {
+        const auto bytes = ByteArray(argument).bytes();
+        slot.bytes.assign(bytes.begin(), bytes.end());
+    } else {
+        const HRESULT result = toByte(argument, slot.bytes.emplace_back());
+        if (FAILED(result)) return result;
+    }
+    // The next parameter is the count.
+    VARIANT count;
+    VariantInit(&count);
+    if (index + 1 < slots_.size() && !isMissing(slots_[index + 1].given)) {
+        const HRESULT result = convert(VT_I4, behind(*slots_[index + 1].given), count);
+        if (FAILED(result)) return result;
+        if (V_I4(&count) > 0 && static_cast<std::size_t>(V_I4(&count)) > slot.bytes.size()) return DISP_E_OVERFLOW;
+    }
+    slot.lent = true;
+    slot.bytes.push_back(0);  // never a null pointer
+    setReference(passed, VT_UI1, slot.bytes.data());
+    return S_OK;
+}
+
+// The next out-parameter tells how much of an array was filled.
+std::size_t BoundCall::bytesFilled(std::size_t index) const {
+    for (std::size_t i = index + 1; i < slots_.size(); ++i) {
+        const LateBinding::Parameter& parameter = function_.parameters[i];
+        if (!parameter.out || parameter.type != VT_I4) continue;
+        const LONG count = slots_[i].lent ? *V_I4REF(slots_[i].given) : V_I4(&slots_[i].own);
+        return static_cast<std::size_t>(std::max<LONG>(count, 0));
+    }
+    return 0;
+}
+
+void BoundCall::giveBackElements(std::size_t index) {
+    const Slot& slot = slots_[index];
+    const ScriptElements elements(behind(*slot.given));
+    const ByteArray array(slot.own);
+    const std::size_t count = std::min({elements.all().size(), array.bytes().size(), bytesFilled(index)});
+    for (std::size_t i = 0; i < count; ++i) {
+        VARIANT& element = elements.all()[i];
+        VariantClear(&element);
+        V_VT(&element) = VT_UI1;
+        V_UI1(&element) = array.bytes()[i];
+    }
+}
+
+HRESULT BoundCall::giveBack() {
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+        Slot& slot = slots_[i];
+        if (slot.lent || !slot.given || !function_.parameters[i].out) continue;
+        if (slot.standsIn) {
+            giveBackElements(i);
+        } else if (V_VT(slot.given) == kVariantReference) {
+            moveInto(*V_VARIANTREF(slot.given), slot.own);
+        } else if ((V_VT(slot.given) & VT_BYREF) != 0) {
+            const HRESULT result = writeThrough(*slot.given, slot.own);
+            if (FAILED(result)) {
+                wrong_ = slot.givenIndex;
+                return result;
+            }
+        }
+    }
+    return S_OK;
+}
+
+}  // namespace mova

@@ -1,0 +1,168 @@
+#include "component/automation/EventSinks.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "component/automation/Bstr.h"
+#include "platform/win32/OwnedHandle.h"
+
+namespace mova {
+
+namespace {
+
+constexpr DISPID kOnCpGetMovaCnf = 2;
+constexpr DWORD kLetCallsInFor = 1;  // milliseconds
+
+thread_local bool comIsMine = false;
+
+ComPtr<IGlobalInterfaceTable> globalTable() {
+    ComPtr<IGlobalInterfaceTable> table;
+    CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGlobalInterfaceTable),
+                     reinterpret_cast<void**>(table.receive()));
+    return table;
+}
+
+// The system's proxies answer for their security; objects of clients do not.
+bool isProxy(IDispatch* sink) { return static_cast<bool>(ComPtr<IClientSecurity>::of(sink)); }
+
+// A proxy may be called on the thread that subscribed it only; every other thread fetches its own.
+DWORD makeGlobal(IDispatch* sink) {
+    DWORD cookie = 0;
+    const auto table = globalTable();
+    if (table) table->RegisterInterfaceInGlobal(sink, __uuidof(IDispatch), &cookie);
+    return cookie;
+}
+
+struct Arguments {
+    VARIANT values[3]{};
+    Arguments() {
+        for (VARIANT& value : values) VariantInit(&value);
+    }
+    ~Arguments() {
+        for (VARIANT& value : values) VariantClear(&value);
+    }
+};
+
+void set(VARIANT& argument, std::int32_t value) {
+    V_VT(&argument) = VT_I4;
+    V_I4(&argument) = value;
+}
+
+void set(VARIANT& argument, Bstr text) {
+    VariantClear(&argument);
+    V_VT(&argument) = VT_BSTR;
+    V_BSTR(&argument) = text.release();
+}
+
+}  // namespace
+
+HRESULT EventSinks::advise(IUnknown* subscriber, DWORD* cookie) {
+    if (!cookie) return E_POINTER;
+    *cookie = 0;
+    if (!subscriber) return E_POINTER;
+    Place place;
+    subscriber->QueryInterface(__uuidof(_IVeCmdManagerEvents), reinterpret_cast<void**>(place.sink.receive()));
+    if (!place.sink) place.sink = ComPtr<IDispatch>::of(subscriber);
+    if (!place.sink) return CONNECT_E_CANNOTCONNECT;
+    if (isProxy(place.sink.get())) place.globalCookie = makeGlobal(place.sink.get());
+
+    const std::lock_guard guard(mutex_);
+    const auto free = std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.cookie == 0; });
+    Place& taken = free == places_.end() ? places_.emplace_back() : *free;
+    place.cookie = ++lastCookie_;
+    taken = std::move(place);
+    *cookie = taken.cookie;
+    return S_OK;
+}
+
+HRESULT EventSinks::unadvise(DWORD cookie) {
+    Place left;
+    {
+        const std::lock_guard guard(mutex_);
+        const auto place = std::find_if(places_.begin(), places_.end(),
+                                        [cookie](const Place& p) { return cookie != 0 && p.cookie == cookie; });
+        if (place == places_.end()) return CONNECT_E_NOCONNECTION;
+        std::swap(left, *place);
+    }
+    abandon(std::move(left));
+    return S_OK;
+}
+
+void EventSinks::clear() {
+    std::vector<Place> left;
+    {
+        const std::lock_guard guard(mutex_);
+        left.swap(places_);
+    }
+    for (Place& place : left) abandon(std::move(place));
+}
+
+void EventSinks::abandon(Place place) {
+    if (place.globalCookie == 0) return;
+    const auto table = globalTable();
+    if (table) table->RevokeInterfaceFromGlobal(place.globalCookie);
+}
+
+std::vector<EventSinks::Subscriber> EventSinks::subscribers() const {
+    std::vector<Subscriber> result;
+    const std::lock_guard guard(mutex_);
+    for (const Place& place : places_) {
+        if (place.cookie != 0) result.push_back({place.cookie, place.sink});
+    }
+    return result;
+}
+
+std::size_t EventSinks::count() const {
+    const std::lock_guard guard(mutex_);
+    return places_.size();
+}
+
+ComPtr<IDispatch> EventSinks::reachable(std::size_t place) const {
+    ComPtr<IDispatch> sink;
+    DWORD globalCookie = 0;
+    {
+        const std::lock_guard guard(mutex_);
+        if (place >= places_.size()) return sink;
+        sink = places_[place].sink;
+        globalCookie = places_[place].globalCookie;
+    }
+    if (globalCookie == 0) return sink;
+    ComPtr<IDispatch> own;
+    const auto table = globalTable();
+    if (table) table->GetInterfaceFromGlobal(globalCookie, __uuidof(IDispatch), reinterpret_cast<void**>(own.receive()));
+    return own ? own : sink;
+}
+
+void EventSinks::OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const std::string& text) {
+    const std::size_t places = count();
+    for (std::size_t place = 0; place < places; ++place) {
+        const ComPtr<IDispatch> sink = reachable(place);
+        if (!sink) continue;
+        // Last argument first. Fresh for each sink: whatever one does to them, the next gets its own.
+        Arguments arguments;
+        set(arguments.values[0], wide(text));
+        set(arguments.values[1], lParam);
+        set(arguments.values[2], lType);
+        DISPPARAMS parameters{arguments.values, nullptr, static_cast<UINT>(std::size(arguments.values)), 0};
+        sink->Invoke(kOnCpGetMovaCnf, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr,
+                     nullptr);
+    }
+}
+
+// Sinks may use COM on the thread that calls them.
+void EventSinks::readerStarted() { comIsMine = SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)); }
+
+void EventSinks::readerEnded() {
+    if (comIsMine) CoUninitialize();
+    comIsMine = false;
+}
+
+// The reader may be in a sink that needs this apartment's thread.
+void EventSinks::letCallsIn() {
+    const OwnedHandle never(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    HANDLE handle = never.get();
+    DWORD index = 0;
+    if (never) CoWaitForMultipleHandles(0, kLetCallsInFor, 1, &handle, &index);
+}
+
+}  // namespace mova

@@ -1,0 +1,23 @@
+// Every entry that COM calls runs inside this guard: an exception that leaves it would end the host.
+#pragma once
+#include <new>
+#include <stdexcept>
+
+#include "component/automation/Ole.h"
+
+namespace mova {
+
+template <class Action>
+HRESULT guarded(Action action) noexcept {
+    try {
+        return action();
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (const std::length_error&) {  // a length that no text or buffer can have
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
+}  // namespace mova

@@ -1,0 +1,8 @@
+// Defines the library's id, which the interface header only declares.
+#include "platform/win32/WindowsApi.h"
+
+#include <ole2.h>
+
+#include <initguid.h>
+
+#include "MovaCmdSvr.h"
