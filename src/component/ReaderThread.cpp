@@ -23,7 +23,6 @@ std::uint32_t ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
     std::shared_ptr<Thread> thread = platform_.threading.start(
         [this, keep = std::move(keepAlive), work = std::move(work)] { run(work); });
     if (!thread) return code::ReaderNotStarted;
-    id_ = thread->id();
     thread_ = std::move(thread);
     recorded_ = true;
     return code::Success;
@@ -48,7 +47,7 @@ bool ReaderThread::isRecorded() {
 
 bool ReaderThread::isCurrent() {
     const std::lock_guard guard(*lock_);
-    return recorded_ && id_ == platform_.threading.currentThreadId();
+    return thread_ && thread_->id() == platform_.threading.currentThreadId();
 }
 
 bool ReaderThread::awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn) {
@@ -56,9 +55,9 @@ bool ReaderThread::awaitEnd(std::uint32_t milliseconds, const std::function<void
     {
         const std::lock_guard guard(*lock_);
         thread = thread_;
-        if (recorded_ && id_ == platform_.threading.currentThreadId()) return false;
     }
     if (!thread) return true;
+    if (thread->id() == platform_.threading.currentThreadId()) return false;  // also while it is already ending
     const std::uint32_t start = platform_.clock.tickCount();
     for (;;) {
         const std::uint32_t passed = platform_.clock.tickCount() - start;
@@ -89,7 +88,6 @@ bool ReaderThread::mayEnd(WaitResult seen) {
     if (seen == WaitResult::Signalled && !stopping_ && !ending_ && !stop_.isSet()) return false;
     stop_.reset();
     recorded_ = false;
-    id_ = 0;
     return true;
 }
 

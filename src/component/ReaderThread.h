@@ -45,7 +45,6 @@ private:
     std::unique_ptr<Mutex> lock_;  // guards what follows
     std::shared_ptr<Thread> thread_;
     bool recorded_ = false;
-    std::uint32_t id_ = 0;
     std::atomic<bool> stopping_{false};
     std::atomic<bool> ending_{false};
 };

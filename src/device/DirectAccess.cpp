@@ -71,7 +71,9 @@ std::optional<std::string> DirectAccess::collect(std::int32_t option, std::int32
         }
         const std::uint32_t waitingBytes = waiting();
         if (waitingBytes == 0) {
-            if (port_.stopEvent().wait(kPollPause) == WaitResult::Signalled) return std::nullopt;
+            const WaitResult seen = port_.stopEvent().wait(kPollPause);
+            if (seen == WaitResult::Signalled) return std::nullopt;
+            if (seen == WaitResult::Failed) platform_.clock.sleep(kPollPause);  // a wait that fails takes no time
             continue;
         }
         const std::uint32_t bytesRead = readInto(collected.data() + count, std::min(waitingBytes, kCollectionSize - count));

@@ -110,6 +110,8 @@ std::uint32_t HandsetPort::pacedWrite(const void* data, std::uint32_t length, st
         std::uint32_t written = 0;
         const std::uint32_t result = write(staged.data() + sent, 1, &written);
         if (result != code::Success) return result;
+        // As in a whole write: a device that is found closed, or is no serial one any more, takes nothing.
+        if (!isSerial() || !device_.isOpen()) return code::Success;
         sent += written;
         if (sent == length) break;
         if (stop_->isSet()) return code::Stopped;
