@@ -1,24 +1,5 @@
-#include <cstdlib>
-#include <new>
-#include <utility>
-
 #include "device/DeviceFixture.h"
-
-// All of this test program allocates here, so that a shortage of memory can be had when it is wanted.
-namespace {
-// The next allocation of this thread fails, once.
-thread_local bool nextAllocationFails = false;
-}  // namespace
-
-void* operator new(std::size_t size) {
-    if (!std::exchange(nextAllocationFails, false)) {
-        if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
-    }
-    throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size > 0 ? size : 1); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "device/MemoryShortage.h"
 
 namespace mova {
 namespace {
@@ -755,7 +736,7 @@ public:
 
     WaitResult await(Transfer&, Event*, std::uint32_t) override {
         if (throws) throw std::bad_alloc();
-        nextAllocationFails = true;
+        failNextAllocation();
         return result;
     }
     bool throws = false;

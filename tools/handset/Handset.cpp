@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 
 namespace mova::handset {
 
@@ -20,8 +21,9 @@ std::string upperCase(std::string_view text) {
 }
 
 // Settings that only take a value; which ones, and what the handset does with it.
-constexpr std::array<std::string_view, 9> kSettings{"AT*SLEEPMODE", "AT*BYPASS", "AT*BOARDTEST", "AT*UARTSWAP", "AT+CFUN",
-                                                    "AT+COPS",      "ATS0",      "AT+CMEE",      "AT+CREG"};
+constexpr std::array<std::string_view, 10> kSettings{"AT%CNF",      "AT*SLEEPMODE", "AT*BYPASS", "AT*BOARDTEST",
+                                                     "AT*UARTSWAP", "AT+CFUN",      "AT+COPS",   "ATS0",
+                                                     "AT+CMEE",     "AT+CREG"};
 
 }  // namespace
 
@@ -121,6 +123,7 @@ void Handset::command(const std::string& line) {
         bytes += "\r\n" + given.result + "\r\n";
     }
     answer(bytes);
+    sendAskedConfirmations();
 }
 
 std::optional<Handset::Answer> Handset::atAnswer(const std::string& upper) {
@@ -156,13 +159,28 @@ std::optional<Handset::Answer> Handset::atAnswer(const std::string& upper) {
     if (upper == "AT%OTP?" && !profile_.otp.empty()) return Answer{{profile_.otp}, "OK"};
     const auto equals = upper.find('=');
     const std::string name = upper.substr(0, equals);
-    if (equals == upper.npos || std::find(kSettings.begin(), kSettings.end(), name) == kSettings.end()) return std::nullopt;
+    if (equals == upper.npos || std::find(kSettings.begin(), kSettings.end(), name) == kSettings.end())
+        return std::nullopt;
     set(name, upper.substr(equals + 1));
     return ok;
 }
 
 void Handset::set(const std::string& name, const std::string& value) {
     if (name == "AT*SLEEPMODE") sleepMode_ = value == "1";
+    if (name == "AT%CNF") {  // so many numbered confirmations follow the answer, so many milliseconds apart
+        constexpr std::uint64_t kMillisecond = 1000;
+        const auto comma = value.find(',');
+        confirmationsAsked_ = static_cast<unsigned>(std::strtoul(value.c_str(), nullptr, 10));
+        confirmationGap_ = comma == value.npos ? 0 : std::strtoul(value.c_str() + comma + 1, nullptr, 10) * kMillisecond;
+    }
+}
+
+void Handset::sendAskedConfirmations() {
+    std::uint64_t when = now_ + faults_.delayMicroseconds;
+    for (; confirmationsAsked_ > 0; --confirmationsAsked_) {
+        when += confirmationGap_;
+        sendConfirmation(when);
+    }
 }
 
 void Handset::answer(std::string_view bytes) {
@@ -190,9 +208,13 @@ void Handset::setUnsolicitedInterval(std::uint64_t microseconds, std::uint64_t n
 
 void Handset::sendUnsolicited(std::uint64_t nowMicroseconds) {
     now_ = std::max(now_, nowMicroseconds);
+    sendConfirmation(nowMicroseconds);
+}
+
+void Handset::sendConfirmation(std::uint64_t whenMicroseconds) {
     const std::string line = protocol_.unsolicited() + "\r\n";
     note(LogKind::Sent, line);
-    out_.send(line, nowMicroseconds);
+    out_.send(line, whenMicroseconds);
 }
 
 void Handset::sendDueUnsolicited(std::uint64_t now) {

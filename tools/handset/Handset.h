@@ -71,6 +71,8 @@ private:
     std::optional<Answer> atAnswer(const std::string& upper);
     void set(const std::string& name, const std::string& value);
     void answer(std::string_view bytes);
+    void sendAskedConfirmations();
+    void sendConfirmation(std::uint64_t whenMicroseconds);
     void listenAsleep();
     void fallAsleep();
     void note(LogKind kind, std::string_view text);
@@ -89,6 +91,8 @@ private:
     bool asleep_ = false;
     unsigned wakeFramesSeen_ = 0;
     bool hangUp_ = false;
+    unsigned confirmationsAsked_ = 0;
+    std::uint64_t confirmationGap_ = 0;
     std::uint64_t unsolicitedInterval_ = 0;
     std::uint64_t nextUnsolicited_ = 0;
 };

@@ -17,7 +17,7 @@ native linux
 native linux-asan
 native linux-tsan
 echo "--- the component under Wine"
-tests/automation/run-under-wine.sh build/windows-x64 build/linux/mova-handset || failed+=("under Wine")
+tests/automation/run-under-wine.sh build/windows-x64 build/linux || failed+=("under Wine")
 
 if [ ${#failed[@]} -gt 0 ]; then
     echo "FAILED: ${failed[*]}"

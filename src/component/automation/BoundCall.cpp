@@ -54,13 +54,32 @@ bool copyBits(VARTYPE type, const VARIANT& from, void* to) {
     return true;
 }
 
+VARTYPE signedTwin(VARTYPE type) {
+    switch (type) {
+        case VT_UI2:
+            return VT_I2;
+        case VT_UI4:
+            return VT_I4;
+        case VT_UINT:
+            return VT_INT;
+        default:
+            return VT_EMPTY;
+    }
+}
+
 // value becomes the argument as that type. value is empty before and owned by the caller.
 HRESULT convert(VARTYPE type, const VARIANT& argument, VARIANT& value) {
     if (copyBits(type, argument, &V_NONE(&value))) {
         V_VT(&value) = type;
         return S_OK;
     }
-    return changeType(value, argument, type);
+    HRESULT result = changeType(value, argument, type);
+    const VARTYPE twin = signedTwin(type);
+    if (result == DISP_E_OVERFLOW && twin != VT_EMPTY && SUCCEEDED(changeType(value, argument, twin))) {
+        V_VT(&value) = type;  // a negative number stands for its bits
+        result = S_OK;
+    }
+    return result;
 }
 
 // A pointer as the system's Invoke takes it.
@@ -243,16 +262,15 @@ HRESULT BoundCall::prepare(std::size_t index) {
     return preparePointer(parameter, slot, passed);
 }
 
-// The system converts plain values itself.
+// Converted here and not by the system's Invoke, which does not tell which argument it was.
 HRESULT BoundCall::prepareValue(const LateBinding::Parameter& parameter, Slot& slot, VARIANT& passed) {
     const VARIANT& argument = behind(*slot.given);
-    passed = argument;
     slot.lent = true;
-    if (copyBits(parameter.type, argument, &V_NONE(&slot.own))) {
-        V_VT(&slot.own) = parameter.type;
-        passed = slot.own;
-    }
-    return S_OK;
+    passed = argument;
+    if (parameter.type == VT_VARIANT || V_VT(&argument) == parameter.type) return S_OK;
+    const HRESULT result = convert(parameter.type, argument, slot.own);
+    passed = slot.own;
+    return result;
 }
 
 HRESULT BoundCall::preparePointer(const LateBinding::Parameter& parameter, Slot& slot, VARIANT& passed) {
@@ -265,8 +283,10 @@ HRESULT BoundCall::preparePointer(const LateBinding::Parameter& parameter, Slot&
         const HRESULT result = convert(parameter.type, behind(*slot.given), slot.own);
         if (FAILED(result)) return result;
     } else {
+        // A number that the entry does not write stays the caller's; a text that it does not write stays null.
+        const bool number = slot.given && parameter.type != VT_BSTR;
+        if (!number || FAILED(convert(parameter.type, behind(*slot.given), slot.own))) V_I8(&slot.own) = 0;
         V_VT(&slot.own) = parameter.type;
-        V_I8(&slot.own) = 0;
     }
     setReference(passed, parameter.type, &V_NONE(&slot.own));
     return S_OK;
@@ -362,6 +382,8 @@ HRESULT BoundCall::giveBack() {
     for (std::size_t i = 0; i < slots_.size(); ++i) {
         Slot& slot = slots_[i];
         if (slot.lent || !slot.given || !function_.parameters[i].out) continue;
+        const bool unwritten = V_VT(&slot.own) == VT_BSTR && !V_BSTR(&slot.own);
+        if (unwritten) continue;
         if (slot.standsIn) {
             giveBackElements(i);
         } else if (V_VT(slot.given) == kVariantReference) {

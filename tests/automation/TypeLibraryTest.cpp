@@ -1,0 +1,315 @@
+// Reads the library back from the built DLL: what compiled clients and scripts rely on.
+#include "Client.h"
+
+namespace mova::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+
+ComPtr<ITypeLib> library() {
+    ComPtr<ITypeLib> library;
+    EXPECT_EQ(LoadTypeLibEx(dllPath().c_str(), REGKIND_NONE, library.receive()), S_OK);
+    return library;
+}
+
+std::string narrowed(BSTR text) {
+    const std::wstring wide(text, SysStringLen(text));
+    SysFreeString(text);
+    return {wide.begin(), wide.end()};
+}
+
+std::string nameOf(ITypeInfo* info, MEMBERID id = MEMBERID_NIL) {
+    BSTR name = nullptr;
+    info->GetDocumentation(id, &name, nullptr, nullptr, nullptr);
+    return narrowed(name);
+}
+
+std::string helpOf(ITypeInfo* info) {
+    BSTR help = nullptr;
+    info->GetDocumentation(MEMBERID_NIL, nullptr, &help, nullptr, nullptr);
+    return narrowed(help);
+}
+
+// The vtable's view of the dual interface.
+ComPtr<ITypeInfo> vtableView(ITypeLib* from) {
+    ComPtr<ITypeInfo> dispatch;
+    EXPECT_EQ(from->GetTypeInfoOfGuid(__uuidof(IVeCmdManager), dispatch.receive()), S_OK);
+    HREFTYPE reference = 0;
+    EXPECT_EQ(dispatch->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference), S_OK);
+    ComPtr<ITypeInfo> view;
+    EXPECT_EQ(dispatch->GetRefTypeInfo(reference, view.receive()), S_OK);
+    return view;
+}
+
+std::string typeName(const TYPEDESC& type) {
+    switch (type.vt) {
+        case VT_PTR: return typeName(*type.lptdesc) + "*";
+        case VT_I2: return "short";
+        case VT_I4: return "long";
+        case VT_INT: return "int";
+        case VT_UI1: return "unsigned char";
+        case VT_UI2: return "unsigned short";
+        case VT_UI4: return "unsigned long";
+        case VT_BSTR: return "BSTR";
+        case VT_VARIANT: return "VARIANT";
+        default: return "type " + std::to_string(type.vt);
+    }
+}
+
+std::string flagsOf(const ELEMDESC& element) {
+    const USHORT flags = element.paramdesc.wParamFlags;
+    std::string text;
+    if (flags & PARAMFLAG_FIN) text += "in";
+    if (flags & PARAMFLAG_FOUT) text += text.empty() ? "out" : ",out";
+    if (flags & PARAMFLAG_FRETVAL) text += ",retval";
+    return "[" + text + "] ";
+}
+
+// "slot id kind name(parameters)"
+std::string describe(ITypeInfo* info, UINT index, std::size_t firstSlot) {
+    FUNCDESC* function = nullptr;
+    EXPECT_EQ(info->GetFuncDesc(index, &function), S_OK);
+    BSTR names[16] = {};
+    UINT count = 0;
+    info->GetNames(function->memid, names, 16, &count);
+    const char* const kind = function->invkind == INVOKE_PROPERTYGET   ? "get "
+                             : function->invkind == INVOKE_PROPERTYPUT ? "put "
+                                                                       : "";
+    std::string text = std::to_string(static_cast<std::size_t>(function->oVft) / sizeof(void*) - firstSlot) + " " +
+                       std::to_string(function->memid) + " " + kind + narrowed(names[0]) + "(";
+    for (SHORT i = 0; i < function->cParams; ++i) {
+        const ELEMDESC& element = function->lprgelemdescParam[i];
+        if (i > 0) text += ", ";
+        text += flagsOf(element) + typeName(element.tdesc);
+        const auto name = static_cast<UINT>(i + 1);
+        if (function->invkind != INVOKE_PROPERTYPUT && name < count) text += " " + narrowed(std::exchange(names[name], nullptr));
+    }
+    for (UINT i = 1; i < count; ++i) SysFreeString(names[i]);
+    EXPECT_EQ(function->elemdescFunc.tdesc.vt, VT_HRESULT);
+    EXPECT_EQ(function->callconv, CC_STDCALL);
+    info->ReleaseFuncDesc(function);
+    return text + ")";
+}
+
+TEST(TypeLibrary, IsTheOneThatClientsKnow) {
+    const auto lib = library();
+    TLIBATTR* attributes = nullptr;
+    ASSERT_EQ(lib->GetLibAttr(&attributes), S_OK);
+    EXPECT_EQ(attributes->guid, LIBID_MOVACMDSVRLib);
+    EXPECT_EQ(attributes->lcid, 0x409u);
+    EXPECT_EQ(attributes->wMajorVerNum, 1);
+    EXPECT_EQ(attributes->wMinorVerNum, 0);
+    EXPECT_EQ(attributes->syskind, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
+    lib->ReleaseTLibAttr(attributes);
+    BSTR name = nullptr;
+    BSTR help = nullptr;
+    ASSERT_EQ(lib->GetDocumentation(-1, &name, &help, nullptr, nullptr), S_OK);
+    EXPECT_EQ(narrowed(name), "MOVACMDSVRLib");
+    EXPECT_EQ(narrowed(help), "MovaCmdSvr 1.0 Type Library");
+    EXPECT_EQ(lib->GetTypeInfoCount(), 3u);
+}
+
+TEST(TypeLibrary, IdentifiersNeverChange) {
+    const auto text = [](REFGUID id) {
+        wchar_t buffer[40];
+        StringFromGUID2(id, buffer, 40);
+        return std::wstring(buffer);
+    };
+    EXPECT_EQ(text(LIBID_MOVACMDSVRLib), L"{42F19DC8-90EF-428C-9410-46300A83FA1A}");
+    EXPECT_EQ(text(__uuidof(IVeCmdManager)), L"{FF0381D5-EB26-4F16-A82F-7F593595B369}");
+    EXPECT_EQ(text(__uuidof(_IVeCmdManagerEvents)), L"{DEB4045C-EDD6-4221-8A33-7225B054A6D3}");
+    EXPECT_EQ(text(__uuidof(VeCmdManager)), L"{FE640147-2F81-4A07-AF44-F1B818ED5CEE}");
+}
+
+TEST(TypeLibrary, InterfaceIsDualAndDerivesFromIDispatch) {
+    const auto view = vtableView(library().get());
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(view->GetTypeAttr(&attributes), S_OK);
+    EXPECT_EQ(attributes->typekind, TKIND_INTERFACE);
+    EXPECT_TRUE(attributes->wTypeFlags & TYPEFLAG_FDUAL);
+    EXPECT_TRUE(attributes->wTypeFlags & TYPEFLAG_FOLEAUTOMATION);
+    EXPECT_EQ(attributes->cImplTypes, 1);
+    view->ReleaseTypeAttr(attributes);
+    HREFTYPE reference = 0;
+    ASSERT_EQ(view->GetRefTypeOfImplType(0, &reference), S_OK);
+    ComPtr<ITypeInfo> base;
+    ASSERT_EQ(view->GetRefTypeInfo(reference, base.receive()), S_OK);
+    EXPECT_EQ(nameOf(base.get()), "IDispatch");
+}
+
+TEST(TypeLibrary, EntriesStandInTheirSlotsWithIdsAndNames) {
+    const auto view = vtableView(library().get());
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(view->GetTypeAttr(&attributes), S_OK);
+    const UINT count = attributes->cFuncs;
+    view->ReleaseTypeAttr(attributes);
+    std::vector<std::string> entries;
+    for (UINT i = 0; i < count; ++i) entries.push_back(describe(view.get(), i, 7));
+    const std::vector<std::string> expected{
+        "0 1 get BaudRate([out,retval] long* pVal)",
+        "1 1 put BaudRate([in] long)",
+        "2 2 get CommPortId([out,retval] long* pVal)",
+        "3 2 put CommPortId([in] long)",
+        "4 3 InitCmdManager([in] unsigned long ulParam, [out] unsigned long* pulErrorCode)",
+        "5 4 SetGeneralParam([in] unsigned long ulParam1, [in] unsigned long ulParam2, [in] unsigned long ulParam3, "
+        "[in] int iParam4, [in] int iParam5, [in] int iParam6)",
+        "6 5 RfGeneralTestReq([in] unsigned char bytServiceType, [in] unsigned short ushIndex, "
+        "[out] unsigned long* pulResult)",
+        "7 6 RfChangeParamReq([in] unsigned char bytReq, [in] unsigned char bytAccess, [in] unsigned short ushIndex, "
+        "[in] unsigned short ushParam, [out] unsigned long* pulResult)",
+        "8 7 RfChangeTableReq([in] unsigned char bytReq, [in] unsigned char bytAccess, [in] unsigned short ushIndex, "
+        "[in] unsigned short ushLength, [in] VARIANT varArray, [out] unsigned long* pulResult)",
+        "9 8 RfTestCaseReq([in] unsigned char bytReq, [in] unsigned char bytAccess, [out] unsigned long* pulResult)",
+        "10 9 RfStatisticsReq([in] unsigned char bytReq, [in] unsigned char bytAccess, [in] unsigned short ushIndex, "
+        "[in] unsigned short ushParam, [out] unsigned long* pulResult)",
+        "11 10 ResetCmdManager([in] unsigned long ulParam, [out] unsigned long* pulErrorCode)",
+        "12 11 SetAtCmdProperty([in] unsigned long ulPropertyId, [in] unsigned long ulParam, "
+        "[out] unsigned long* pulErrorCode)",
+        "13 12 FetchMovaCnfData([out] unsigned long* pulRemainedSig, [out] unsigned long* pulLength, "
+        "[out] unsigned long* pulError, [out] BSTR* pbstrData)",
+        "14 13 RfOtherTestService([in] unsigned char bytReq, [in] unsigned char bytAccess, [in] unsigned short ushIndex, "
+        "[in] unsigned short ushLength, [in] VARIANT varArray, [out] unsigned long* pulResult)",
+        "15 14 FetchQueuedCnfItem([out] unsigned long* pulRemainedSig, [out] unsigned long* pulLength, "
+        "[out] unsigned long* pulError, [out] BSTR* pbstrData)",
+        "16 15 SwitchOperateMode([in] unsigned long ulOption, [in] unsigned long ulParam, "
+        "[out] unsigned long* pulErrorCode)",
+        "17 16 ReadE2PObject([in] long ObjectID, [in] long Record, [out] BSTR* bstrBuffer, "
+        "[out,retval] long* plErrorCode)",
+        "18 17 WriteE2PObject([in] long ObjectID, [in] long Record, [in,out] BSTR* bstrBuffer, "
+        "[out,retval] long* plErrorCode)",
+        "19 18 ActivateMovaLogging([in] BSTR bstrFileName, [in] unsigned long ulStartTick, "
+        "[in,out] unsigned long* pulParamError)",
+        "20 19 ProprietaryOpenComPort([in] long lOption, [out,retval] long* plErrorCode)",
+        "21 20 ProprietaryCloseComPort([in] long lOption, [out,retval] long* plErrorCode)",
+        "22 21 RetriveComPortData([in] long lOption, [in] long lPollingDuration, [out] BSTR* pbstrData, "
+        "[out,retval] long* plErrorCode)",
+        "23 22 SendNormalAtCmd([in] long lOption, [in] BSTR bstrAtString, [out,retval] long* plErrorCode)",
+        "24 23 GetNormalAtResult([in] long lOption, [out] long* plDataLength, [out] BSTR* pbstrAtData, "
+        "[out,retval] long* plErrorCode)",
+        "25 24 SetCommSignal([in] int iIndex, [in] long bValue, [out,retval] long* plErrorCode)",
+        "26 25 DetectCommSignal([in] int iIndex, [out,retval] int* piValue)",
+        "27 26 VbInitCmdManager([in] long lParam, [out,retval] long* plErrorCode)",
+        "28 27 VbSetAtCmdProperty([in] long lPropertyId, [in] long lParam, [out,retval] long* plErrorCode)",
+        "29 28 VbSwitchOperateMode([in] long lOption, [in] long lParam, [out,retval] long* plErrorCode)",
+        "30 29 SendE2PPasswd([in] long ObjectID, [in] long Record, [in,out] BSTR* bstrBuffer, "
+        "[out,retval] long* plErrorCode)",
+        "31 30 SendAuthReq([in] long ObjectID, [in] long Record, [out] BSTR* bstrBuffer, [out,retval] long* plErrorCode)",
+        "32 31 SendAuthKey([in] long ObjectID, [in] long Record, [in,out] BSTR* bstrBuffer, "
+        "[out,retval] long* plErrorCode)",
+        "33 32 SendSerialNumber([in] long ObjectID, [in] long Record, [in,out] BSTR* bstrBuffer, "
+        "[out,retval] long* plErrorCode)",
+        "34 33 GetCmpVersion([in] long lOption, [out,retval] BSTR* pbstrVersion)",
+        "35 34 ActivateMovaLoggingVb([in] BSTR bstrFileName, [in] long lStartTick, [in] long lParam, "
+        "[out,retval] long* plErrorCode)",
+        "36 35 AssignTimeoutConstant([in] long lOption, [in] long lMiliSecTimeout)",
+        "37 36 ReadE2PObjectEx([in] long ObjectID, [in] long Record, [in] long StartPos, [in,out] long* length, "
+        "[out] BSTR* bstrBuffer, [out,retval] long* plErrorCode)",
+        "38 37 WriteE2PObjectEx([in] long ObjectID, [in] long Record, [in] long StartPos, [in,out] long* length, "
+        "[in,out] BSTR* bstrBuffer, [out,retval] long* plErrorCode)",
+        "39 38 SetCommDeviceType([in] short sDeviceType, [in] long lDevicePara1, [in] long lDevicePara2, "
+        "[out,retval] long* plErrorCode)",
+        "40 39 FetchQueuedCnfTextItem([out] long* plRemainedSig, [out] long* plLength, [out] long* plError, "
+        "[out] BSTR* pbstrData)",
+        "41 40 ClearQueue([out,retval] long* plErrorCode)",
+        "42 41 DirectWriteHexData([in] BSTR bstrBuffer, [in] long lDataToWrite, [out] long* plDataWrite, "
+        "[out,retval] long* plErrorCode)",
+        "43 42 DirectReadHexData([out] BSTR* pbstrBuffer, [in] long lDataToRead, [out] long* plDataRead, "
+        "[out,retval] long* plErrorCode)",
+        "44 43 DirectQueryDataInQueue([out,retval] long* plDataInQueue)",
+        "45 44 SwitchCommFlowControlMode([in] long lFlowControlMode)",
+        "46 45 VbRfVarReq([in] long lReqType, [in] unsigned char bytReq, [in] BSTR bstrParameter, "
+        "[out,retval] long* plResult)",
+        "47 46 SpecificInfo([in] long lOption, [in] int iAccess, [in] BSTR bstrParam, [out] BSTR* pbstrResult, "
+        "[out,retval] long* plErrorCode)",
+        "48 47 HciAction([in] long lOption, [in] BSTR bstrCmd, [out] BSTR* pbstrReturn, [out,retval] long* plErrorCode)",
+        "49 48 DirectWriteAsciiData([in] VARIANT varArray, [in] long lDataToWrite, [out] long* plDataWrite, "
+        "[out,retval] long* plErrorCode)",
+        "50 49 DirectReadAsciiData([out] VARIANT* pvarArray, [in] long lDataToRead, [out] long* plDataRead, "
+        "[out,retval] long* plErrorCode)",
+        "51 50 SendHashReq([in] long ObjectID, [in] long Record, [out] BSTR* bstrBuffer, [out,retval] long* plErrorCode)",
+        "52 51 SendLockOtp([in] long lOption, [in] long lRecord, [out] BSTR* pbstrBuffer, [out,retval] long* plErrorCode)",
+        "53 52 WiFiAction([in] unsigned char bytCmd, [in] BSTR bstrParam, [out] BSTR* pbstrReturn, "
+        "[out,retval] long* plErrorCode)",
+        "54 53 IsCommDeviceOpen([out,retval] long* pbOpened)",
+        "55 54 GetDeviceHandle([out,retval] long* plHandle)",
+        "56 55 SetDeviceHandle([in] long lHandle, [out,retval] long* plErrorCode)",
+        "57 56 Set_Log_File_Path([in] BSTR bstrPath)",
+        "58 57 DirectWriteByteData([in] unsigned char* pbytBuf, [in] long lDataToWrite, [out] long* plDataWrite, "
+        "[out,retval] long* plErrorCode)",
+    };
+    EXPECT_THAT(entries, ElementsAreArray(expected));
+}
+
+TEST(TypeLibrary, EventsAreAPureDispatchInterface) {
+    ComPtr<ITypeInfo> events;
+    ASSERT_EQ(library()->GetTypeInfoOfGuid(__uuidof(_IVeCmdManagerEvents), events.receive()), S_OK);
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(events->GetTypeAttr(&attributes), S_OK);
+    EXPECT_EQ(attributes->typekind, TKIND_DISPATCH);
+    EXPECT_FALSE(attributes->wTypeFlags & TYPEFLAG_FDUAL);
+    const UINT count = attributes->cFuncs;
+    events->ReleaseTypeAttr(attributes);
+    std::vector<std::string> entries;
+    for (UINT i = 0; i < count; ++i) {
+        FUNCDESC* function = nullptr;
+        ASSERT_EQ(events->GetFuncDesc(i, &function), S_OK);
+        BSTR names[4] = {};
+        UINT named = 0;
+        events->GetNames(function->memid, names, 4, &named);
+        std::string text = std::to_string(function->memid);
+        for (UINT name = 0; name < named; ++name) text += " " + narrowed(names[name]);
+        for (SHORT p = 0; p < function->cParams; ++p) text += " " + typeName(function->lprgelemdescParam[p].tdesc);
+        entries.push_back(text);
+        events->ReleaseFuncDesc(function);
+    }
+    EXPECT_THAT(entries, ElementsAre("1 OnCpMsgInfo bstrMsg lParamAlpha lParamBeta BSTR long long",
+                                     "2 OnCpGetMovaCnf lType lParam bstrDataBuffer long long BSTR"));
+}
+
+TEST(TypeLibrary, ClassHasItsInterfaceAndItsDefaultSource) {
+    ComPtr<ITypeInfo> coclass;
+    ASSERT_EQ(library()->GetTypeInfoOfGuid(__uuidof(VeCmdManager), coclass.receive()), S_OK);
+    EXPECT_EQ(nameOf(coclass.get()), "VeCmdManager");
+    EXPECT_EQ(helpOf(coclass.get()), "VeCmdManager Class");
+    std::vector<std::string> implemented;
+    for (UINT i = 0; i < 2; ++i) {
+        HREFTYPE reference = 0;
+        ASSERT_EQ(coclass->GetRefTypeOfImplType(i, &reference), S_OK);
+        ComPtr<ITypeInfo> info;
+        ASSERT_EQ(coclass->GetRefTypeInfo(reference, info.receive()), S_OK);
+        INT flags = 0;
+        ASSERT_EQ(coclass->GetImplTypeFlags(i, &flags), S_OK);
+        implemented.push_back(nameOf(info.get()) + " " + std::to_string(flags));
+    }
+    EXPECT_THAT(implemented, ElementsAre("IVeCmdManager 1", "_IVeCmdManagerEvents 3"));  // 1 default, 2 source
+}
+
+TEST(Resources, VersionIsThatOfTheComponent) {
+    DWORD none = 0;
+    const DWORD size = GetFileVersionInfoSizeW(dllPath().c_str(), &none);
+    ASSERT_GT(size, 0u);
+    std::vector<char> data(size);
+    ASSERT_TRUE(GetFileVersionInfoW(dllPath().c_str(), 0, size, data.data()));
+    VS_FIXEDFILEINFO* info = nullptr;
+    UINT length = 0;
+    ASSERT_TRUE(VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&info), &length));
+    EXPECT_EQ(info->dwFileVersionMS, 0x00010008u);
+    EXPECT_EQ(info->dwFileVersionLS, 0x00040000u);
+    EXPECT_EQ(info->dwFileType, static_cast<DWORD>(VFT_DLL));
+}
+
+TEST(Resources, StringTableHasTheModulesNameAlone) {
+    const HMODULE module = LoadLibraryExW(dllPath().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    ASSERT_TRUE(module);
+    wchar_t text[64] = {};
+    EXPECT_EQ(LoadStringW(module, 100, text, 64), 10);
+    EXPECT_EQ(std::wstring(text), L"MovaCmdSvr");
+    for (UINT id = 96; id < 112; ++id) {
+        EXPECT_TRUE(id == 100 || LoadStringW(module, id, text, 64) == 0) << id;
+    }
+    FreeLibrary(module);
+}
+
+}  // namespace
+}  // namespace mova::test

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# run-under-wine.sh DLL_FOLDER NATIVE_FOLDER [GTEST_OPTION...]: tries the component in a private Wine prefix, with simulated
+# handsets on its COM ports, from compiled clients and from scripts.
+set -uo pipefail
+cd "$(dirname "$0")/../.."
+source tools/setup/wine.sh
+dlls=$1 native=$2
+shift 2
+
+prefix=$PWD/build/automation-prefix
+lines=$prefix/modem-lines
+handsets=()
+failed=()
+
+finish() {
+    for handset in "${handsets[@]}"; do kill "$handset" 2>/dev/null && wait "$handset" 2>/dev/null; done
+    wine_stop
+}
+trap finish EXIT
+
+# offer NUMBER [OPTION...]: a handset on COM<NUMBER>.
+offer() {
+    local number=$1
+    shift
+    start_handset "$native" "$prefix/handset$number" "$@" || exit 1
+    handsets+=("$handset_pid")
+    wine_link_port "$number" "$prefix/handset$number"
+    wine_list_port "$number"
+}
+
+# step NAME COMMAND...
+step() {
+    local name=$1
+    shift
+    echo "--- $name"
+    "$@" || failed+=("$name")
+}
+
+# A script's uncaught error ends its host silently and with 0: it must reach its last line and its own exit code.
+script() {
+    local output status
+    output=$(timeout 120 wine cscript //nologo "tests/automation/$1" "${@:2}" 2>/dev/null | tr -d '\r')
+    status=$?
+    tail -n 12 <<<"$output"
+    [ "$status" -eq 0 ] && grep -q '^ALL PASSED$' <<<"$output"
+}
+
+# compiled LOG GTEST_OPTION... A crash does not always show in the exit code: the closing line must be there.
+compiled() {
+    local log=$prefix/$1
+    LD_PRELOAD=$PWD/$native/libmodem-lines.so timeout 900 wine "$dlls/test-automation.exe" --gtest_brief=1 "${@:2}" 2>/dev/null |
+        tr -d '\r' >"$log"
+    tail -n 60 "$log"
+    grep -q '^\[  PASSED  \]' "$log" && ! grep -q FAILED "$log"
+}
+
+wine_start "$prefix"
+mkdir -p "$lines"
+offer 7
+offer 8 --baud-rate 0
+offer 9 --baud-rate 0
+wine_register "$dlls/MovaCmdSvr.dll" || { echo "the component could not be registered" >&2; exit 1; }
+# Wine's marshaller looks for the type library under language 0 only.
+timeout 60 wine reg add 'HKCR\TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0\0\win64' /ve /d \
+    "$(windows_path "$dlls/MovaCmdSvr.dll")" /f >/dev/null 2>&1
+
+export MOVA_LINE_PORT=7 MOVA_FAST_PORT=8 MOVA_SPARE_FAST_PORT=9
+export MOVA_FAST_PTS=$(basename "$(readlink "$prefix/handset8")")
+export MODEM_LINES=$lines MODEM_LINES_WINDOWS=$(windows_path "$lines")
+export MOVA_DLL=$(windows_path "$dlls/MovaCmdSvr.dll")
+
+# By itself: Wine keeps the class object of an apartment that it made for another, and with it the module.
+step "compiled client of another apartment" compiled apartment.log --gtest_filter='EventsThroughAProxy*'
+step "compiled clients" compiled clients.log --gtest_filter=-'EventsThroughAProxy*' "$@"
+step "VBScript" script late-binding.vbs "$MOVA_FAST_PORT"
+step "JScript" script late-binding.js "$MOVA_FAST_PORT"
+
+if [ ${#failed[@]} -gt 0 ]; then
+    echo "failed under Wine: ${failed[*]}"
+    exit 1
+fi
