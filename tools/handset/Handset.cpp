@@ -44,6 +44,7 @@ bool Handset::takeHangUp() { return std::exchange(hangUp_, false); }
 
 void Handset::lineLost() {
     input_.clear();
+    lineInFree_ = 0;
     out_.clear();
 }
 

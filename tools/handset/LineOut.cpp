@@ -35,14 +35,19 @@ std::string LineOut::due(std::uint64_t nowMicroseconds) {
     while (!pieces_.empty()) {
         Piece& piece = pieces_.front();
         if (now < piece.start + piece.perByte) break;
-        const std::size_t left = piece.perByte == 0 ? piece.bytes.size()
-                                                    : std::min<std::uint64_t>(piece.bytes.size(), (now - piece.start) / piece.perByte);
+        const std::uint64_t sent = piece.perByte == 0 ? piece.bytes.size() : (now - piece.start) / piece.perByte;
+        const auto left = static_cast<std::size_t>(std::min<std::uint64_t>(piece.bytes.size(), sent));
         out.append(piece.bytes, piece.gone, left - piece.gone);
         piece.gone = left;
         if (left < piece.bytes.size()) break;
         pieces_.pop_front();
     }
     return out;
+}
+
+void LineOut::clear() {
+    pieces_.clear();
+    free_ = 0;
 }
 
 std::optional<std::uint64_t> LineOut::nextDue() const {

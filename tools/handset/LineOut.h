@@ -23,7 +23,7 @@ public:
     std::string due(std::uint64_t nowMicroseconds);                      // what has left by now; once
     std::optional<std::uint64_t> nextDue() const;
     bool empty() const { return pieces_.empty(); }
-    void clear() { pieces_.clear(); }
+    void clear();  // what has not left is gone, and the line is free
 
 private:
     // Bytes that leave one after the other; each has left a byte time after it began.

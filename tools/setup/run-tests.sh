@@ -16,6 +16,9 @@ native() {
 native linux
 native linux-asan
 native linux-tsan
+echo "--- both DLLs, from outside"
+tests/automation/check-dll.py build/windows-x64/MovaCmdSvr.dll AMD64 || failed+=("64-bit DLL")
+tests/automation/check-dll.py build/windows-x86/MovaCmdSvr.dll I386 || failed+=("32-bit DLL")
 echo "--- the component under Wine"
 tests/automation/run-under-wine.sh build/windows-x64 build/linux || failed+=("under Wine")
 
