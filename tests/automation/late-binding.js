@@ -23,12 +23,55 @@ check("VbSwitchOperateMode, back", handset.VbSwitchOperateMode(0, 0), 0);
 // Out-parameters are for others: a value in their place is accepted, its result dropped.
 check("ReadE2PObject", handset.ReadE2PObject(0x1234, 2, ""), 0);
 check("WriteE2PObject", handset.WriteE2PObject(0x1234, 2, "AABB"), 0);
+check("ReadE2PObjectEx", handset.ReadE2PObjectEx(0x1234, 2, 0, 2, ""), 0);
+check("WriteE2PObjectEx", handset.WriteE2PObjectEx(0x1234, 2, 0, 2, "CC"), 0);
+check("SendE2PPasswd", handset.SendE2PPasswd(1, 1, "0102"), 0);
+check("SendAuthReq", handset.SendAuthReq(1, 1, ""), 0);
+check("SendAuthKey", handset.SendAuthKey(1, 1, "0102"), 0);
+check("SendSerialNumber", handset.SendSerialNumber(1, 1, "0102"), 0);
+check("SendHashReq", handset.SendHashReq(1, 1, ""), 0);
+check("SendLockOtp", handset.SendLockOtp(1, 1, ""), 0);
 check("WiFiAction", handset.WiFiAction(0x21, "AABB", null), 0);
+check("HciAction", handset.HciAction(0, "0102", ""), 0);
 check("HciAction, unknown", handset.HciAction(6, "", 0), 0x4305);
+check("SpecificInfo", handset.SpecificInfo(2, 0, "", ""), 0);
+check("SpecificInfo, unknown", handset.SpecificInfo(11, 0, "", ""), 0x4305);
+check("GetNormalAtResult", handset.GetNormalAtResult(2, 0, ""), 0);
+handset.FetchMovaCnfData(0, 0, 0, "");
+handset.FetchQueuedCnfItem(0, 0, 0, "");
+handset.FetchQueuedCnfTextItem(0, 0, 0, "");
+handset.ClearQueue();
+handset.SetAtCmdProperty(105, 0, 0);
+handset.SwitchOperateMode(0, 0, 0);
+handset.RfGeneralTestReq(5, 1, 0);
+handset.RfChangeParamReq(1, 2, 3, 4, 0);
+handset.RfStatisticsReq(1, 2, 3, 4, 0);
+handset.RfTestCaseReq(1, 2, 0);
+handset.RfChangeTableReq(1, 2, 3, 2, [1, 2], 0);
+handset.RfOtherTestService(1, 2, 3, 2, "text", 0);
+handset.SetGeneralParam(1, 2, 3, 4, 5, 6);
+handset.AssignTimeoutConstant(5, 1500);
+handset.SwitchCommFlowControlMode(8);
+handset.Set_Log_File_Path("");
+handset.ActivateMovaLogging("C:\\from-jscript.log", 0, 0);
+check("ActivateMovaLoggingVb", handset.ActivateMovaLoggingVb("C:\\from-jscript.log", 0, 0), 0);
+handset.BaudRate = 115200;
+check("BaudRate", handset.BaudRate, 115200);
+check("DetectCommSignal", typeof handset.DetectCommSignal(-1), "number");
+check("SetDeviceHandle, open", handset.SetDeviceHandle(4), 0x4346);
+check("GetDeviceHandle", handset.GetDeviceHandle() !== -1, true);
+check("DirectQueryDataInQueue", typeof handset.DirectQueryDataInQueue(), "number");
+check("DirectReadHexData", handset.DirectReadHexData("", 100, 0), 0);
 check("DirectReadAsciiData", handset.DirectReadAsciiData([1, 2], 2, 0), 0);
 check("DirectWriteHexData", handset.DirectWriteHexData("0D", 1, 0), 0);
-handset.RfGeneralTestReq(5, 1, 0);
-handset.InitCmdManager(0);
+check("DirectWriteByteData", handset.DirectWriteByteData(13, 1, 0), 0);
+handset.DirectWriteAsciiData("text", 4, 0);
+handset.RetriveComPortData(1, 0, "");
+check("SetCommDeviceType", handset.SetCommDeviceType(0, 0, 0), 0);
+handset.ResetCmdManager(0, 0);
+check("IsCommDeviceOpen, closed", handset.IsCommDeviceOpen(), 0);
+check("ProprietaryOpenComPort", handset.ProprietaryOpenComPort(0), 0);
+handset.InitCmdManager(0, 0);
 check("IsCommDeviceOpen, opened again", handset.IsCommDeviceOpen(), 1);
 
 check("a missing argument", errorOf(function () { handset.SendNormalAtCmd(0); }), true);
@@ -39,7 +82,7 @@ check("ProprietaryCloseComPort", handset.ProprietaryCloseComPort(0), 0);
 handset = null;
 
 WScript.Echo(checks + " checks, " + failures + " failed");
-if (failures === 0 && checks === 25) {
+if (failures === 0 && checks === 48) {
     WScript.Echo("ALL PASSED");
     WScript.Quit(0);
 }

@@ -39,10 +39,37 @@ step() {
 # A script's uncaught error ends its host silently and with 0: it must reach its last line and its own exit code.
 script() {
     local output status
-    output=$(timeout 120 wine cscript //nologo "tests/automation/$1" "${@:2}" 2>/dev/null | tr -d '\r')
+    output=$(timeout 120 wine cscript //nologo "$@" 2>/dev/null | tr -d '\r')
     status=$?
     tail -n 12 <<<"$output"
-    [ "$status" -eq 0 ] && grep -q '^ALL PASSED$' <<<"$output"
+    [ "$status" -eq 0 ] && grep -qE '^(ALL PASSED|VERDICT: PASS)$' <<<"$output"
+}
+
+# sample PROGRAM: a compiled sample that ends with its verdict.
+sample() {
+    local output
+    output=$(timeout 120 wine "$1" "$MOVA_LINE_PORT" 2>/dev/null | tr -d '\r')
+    tail -n 12 <<<"$output"
+    grep -q '^VERDICT: PASS$' <<<"$output"
+}
+
+# Programs with the two manifests beside them need no registration, and without them they do.
+registration_free() {
+    local folder=$prefix/registration-free program
+    rm -rf "$folder" && mkdir -p "$folder"
+    cp "$dlls/MovaCmdSvr.dll" samples/registration-free/MovaCmdSvr.manifest "$folder"
+    for program in late_bound early_bound; do
+        cp "$dlls/samples/$program.exe" "$folder"
+        cp samples/registration-free/program.exe.manifest "$folder/$program.exe.manifest"
+    done
+    timeout 60 wine regsvr32 /s /u "$(windows_path "$dlls/MovaCmdSvr.dll")" 2>/dev/null
+    for program in late_bound early_bound; do
+        if sample "$dlls/samples/$program.exe" >/dev/null; then
+            echo "the component is still registered"
+            return 1
+        fi
+        sample "$folder/$program.exe" || return 1
+    done
 }
 
 # compiled LOG GTEST_OPTION... A crash does not always show in the exit code: the closing line must be there.
@@ -72,8 +99,13 @@ export MOVA_DLL=$(windows_path "$dlls/MovaCmdSvr.dll")
 # By itself: Wine keeps the class object of an apartment that it made for another, and with it the module.
 step "compiled client of another apartment" compiled apartment.log --gtest_filter='EventsThroughAProxy*'
 step "compiled clients" compiled clients.log --gtest_filter=-'EventsThroughAProxy*' "$@"
-step "VBScript" script late-binding.vbs "$MOVA_FAST_PORT"
-step "JScript" script late-binding.js "$MOVA_FAST_PORT"
+step "VBScript" script tests/automation/late-binding.vbs "$MOVA_FAST_PORT"
+step "JScript" script tests/automation/late-binding.js "$MOVA_FAST_PORT"
+step "sample: VBScript" script samples/vbscript/station.vbs "$MOVA_LINE_PORT"
+step "sample: JScript" script samples/jscript/station.js "$MOVA_LINE_PORT"
+step "sample: C++, early bound" sample "$dlls/samples/early_bound.exe"
+step "sample: C++, late bound" sample "$dlls/samples/late_bound.exe"
+step "sample: without registration" registration_free
 
 if [ ${#failed[@]} -gt 0 ]; then
     echo "failed under Wine: ${failed[*]}"
