@@ -166,6 +166,18 @@ std::wstring exchange(IVeCmdManager* manager, const wchar_t* command) {
     return answer;
 }
 
+std::size_t heapBytes() {
+    PROCESS_HEAP_ENTRY entry{};
+    std::size_t bytes = 0;
+    const HANDLE heap = GetProcessHeap();
+    HeapLock(heap);
+    while (HeapWalk(heap, &entry)) {
+        if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) bytes += entry.cbData;
+    }
+    HeapUnlock(heap);
+    return bytes;
+}
+
 bool eventually(const std::function<bool()>& condition, unsigned milliseconds) {
     const ULONGLONG start = GetTickCount64();
     for (;;) {

@@ -94,6 +94,8 @@ ComPtr<IVeCmdManager> openManager(int port);
 // Sends an AT command in the synchronous mode and collects its whole answer.
 std::wstring exchange(IVeCmdManager* manager, const wchar_t* command);
 
+std::size_t heapBytes();  // in use in the process's heap
+
 bool eventually(const std::function<bool()>& condition, unsigned milliseconds = 10000);
 
 }  // namespace mova::test

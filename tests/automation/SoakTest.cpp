@@ -26,18 +26,6 @@ DWORD handles() {
     return count;
 }
 
-std::size_t heapBytes() {
-    PROCESS_HEAP_ENTRY entry{};
-    std::size_t bytes = 0;
-    const HANDLE heap = GetProcessHeap();
-    HeapLock(heap);
-    while (HeapWalk(heap, &entry)) {
-        if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) bytes += entry.cbData;
-    }
-    HeapUnlock(heap);
-    return bytes;
-}
-
 void openExchangeCloseRelease(int port) {
     const auto manager = makeManager();
     manager->put_CommPortId(port);

@@ -72,6 +72,27 @@ registration_free() {
     done
 }
 
+# Installs silently, tries the installed component, and uninstalls silently until nothing is left.
+installer() {
+    local setup folder="$prefix/drive_c/Program Files/MovaCmdSvr"
+    setup=$(echo build/package/MovaCmdSvr-*-setup.exe)
+    timeout 60 wine regsvr32 /s /u "$(windows_path "$dlls/MovaCmdSvr.dll")" 2>/dev/null
+    timeout 120 wine "$setup" /S 2>/dev/null || { echo "the installer failed"; return 1; }
+    cmp "$dlls/MovaCmdSvr.dll" "$folder/windows-x64/MovaCmdSvr.dll" || return 1
+    [ -e "$folder/windows-x86/MovaCmdSvr.dll" ] && [ -e "$folder/docs/reference.md" ] || { echo "files are missing"; return 1; }
+    sample "$dlls/samples/late_bound.exe" || return 1
+    timeout 120 wine "$folder/uninstall.exe" /S 2>/dev/null
+    for _ in $(seq 100); do
+        [ -e "$folder" ] || break
+        sleep 0.1
+    done
+    [ ! -e "$folder" ] || { echo "left behind:"; find "$folder"; return 1; }
+    ! timeout 60 wine reg query 'HKCR\MovaCmdSvr.VeCmdManager' >/dev/null 2>&1 || { echo "still registered"; return 1; }
+    ! timeout 60 wine reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\MovaCmdSvr' >/dev/null 2>&1 ||
+        { echo "still listed"; return 1; }
+    echo "installed, tried, uninstalled"
+}
+
 # compiled LOG GTEST_OPTION... A crash does not always show in the exit code: the closing line must be there.
 compiled() {
     local log=$prefix/$1
@@ -106,6 +127,7 @@ step "sample: JScript" script samples/jscript/station.js "$MOVA_LINE_PORT"
 step "sample: C++, early bound" sample "$dlls/samples/early_bound.exe"
 step "sample: C++, late bound" sample "$dlls/samples/late_bound.exe"
 step "sample: without registration" registration_free
+step "installer" installer
 
 if [ ${#failed[@]} -gt 0 ]; then
     echo "failed under Wine: ${failed[*]}"

@@ -114,13 +114,14 @@ TEST(DirectLineGate, NothingMovesBeforeTheObjectIsInitialised) {
     EXPECT_EQ(station.manager.IsCommDeviceOpen(), 0);
 }
 
-TEST(DirectLineGate, AnotherDeviceTypeTouchesNoPort) {
-    LineStation station;
-    station.manager.SetCommDeviceType(1, 0, 0);
-    EXPECT_EQ(station.manager.InitCmdManager(0), 0U);
-    EXPECT_EQ(station.manager.DirectWriteHexData("41540D", 3).code, 0U);
-    EXPECT_EQ(station.manager.DirectWriteHexData("41540D", 3).count, 0);
-    EXPECT_EQ(station.manager.IsCommDeviceOpen(), 0);
+TEST_F(DirectLine, AnotherDeviceTypeTouchesNoPort) {
+    ASSERT_EQ(manager_.ResetCmdManager(0), 0U);
+    manager_.SetCommDeviceType(1, 0, 0);
+    const CountResult written = manager_.DirectWriteHexData("41540D", 3);
+    EXPECT_EQ(written.code, 0U);
+    EXPECT_EQ(written.count, 0);
+    EXPECT_EQ(manager_.DirectQueryDataInQueue(), 0);
+    EXPECT_EQ(manager_.IsCommDeviceOpen(), 0);
 }
 
 }  // namespace

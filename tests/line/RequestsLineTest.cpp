@@ -221,13 +221,14 @@ TEST(RequestsLine, AHandsetOfItsOwnRateAndDelay) {
 TEST(RequestsLine, TheTraceFileHoldsTheConversation) {
     LineStation station(atOnce(false));
     const std::string file = station.bench.file("trace.log");
-    station.manager.ActivateMovaLogging(file, 1, 0);
+    station.manager.ActivateMovaLogging(file, 0, 1);
     ASSERT_EQ(station.open(), 0U);
     ASSERT_EQ(station.manager.ReadE2PObject(0x1234, 2).code, 0U);
     ASSERT_EQ(station.manager.RfGeneralTestReq(5, 0x0102), 0U);
     const std::string trace = readFile(file);
-    for (const char* record : {"0C0080010106008000341202002E", "%%E2p Ack!", "%% E2p OK!", "0800800034120200FFFF",
-                               "090005000201000000000F", "05000201"}) {
+    for (const char* record : {"E2P-S 0C00#800101-0600-80-00-3412-0200%\n2E\r\t\t\t\t[T:", "E2P-A %E2p Ack!\t\t\t\t[T:",
+                               "E2P-R 0800-80-00-3412-0200%\nFFFF\n\t\t\t\t[T:", "E2P-A % E2p OK!\t\t\t\t[T:",
+                               "Mv-S 0900#05-00-0201-0000-0000%0F\r\t\t\t\t[T:", "Mv-R 05-00-0201%\t\t\t\t[T:"}) {
         EXPECT_THAT(trace, testing::HasSubstr(record));
     }
 }

@@ -274,7 +274,9 @@ HRESULT BoundCall::prepareValue(const LateBinding::Parameter& parameter, Slot& s
 }
 
 HRESULT BoundCall::preparePointer(const LateBinding::Parameter& parameter, Slot& slot, VARIANT& passed) {
-    if (slot.given && V_VT(slot.given) == (parameter.type | VT_BYREF)) {
+    // An entry writes an out-text without freeing what was there: that is done here.
+    const bool outText = parameter.type == VT_BSTR && !parameter.in;
+    if (slot.given && V_VT(slot.given) == (parameter.type | VT_BYREF) && !outText) {
         passed = *slot.given;
         slot.lent = true;
         return S_OK;
