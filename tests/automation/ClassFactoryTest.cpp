@@ -195,6 +195,21 @@ TEST_F(Registration, ReplacesTheClassWhole) {
     EXPECT_FALSE(exists(key + L"\\Left"));
 }
 
+TEST_F(Registration, StopsAtTheFirstErrorAndReturnsIt) {
+    // A root that is gone refuses everything.
+    HKEY refusing = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\MovaRefusing", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &refusing,
+                              nullptr), ERROR_SUCCESS);
+    ASSERT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\MovaRefusing"), ERROR_SUCCESS);
+    ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, refusing), ERROR_SUCCESS);
+    const HRESULT registering = registerServer();
+    const HRESULT unregistering = unregisterServer();
+    ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr), ERROR_SUCCESS);
+    RegCloseKey(refusing);
+    EXPECT_EQ(registering, HRESULT_FROM_WIN32(ERROR_KEY_DELETED));
+    EXPECT_EQ(unregistering, HRESULT_FROM_WIN32(ERROR_KEY_DELETED));
+}
+
 TEST_F(Registration, UnregisteringLeavesNothingButTheCommonKey) {
     ASSERT_EQ(registerServer(), S_OK);
     ASSERT_EQ(unregisterServer(), S_OK);

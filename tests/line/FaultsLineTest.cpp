@@ -178,7 +178,7 @@ TEST_F(FaultsLine, UnpluggedUnderABackgroundReader) {
     patience(kShort);
     EXPECT_NE(readCode(), 0U);
     station_.handset.replug();
-    // The reader finds the port again by itself.
+    // The request that failed has closed the port; the reader opens it again by itself.
     const auto confirmed = [&] {
         station_.handset.with([](Handset& h) { h.sendUnsolicited(PtyHandset::nowMicroseconds()); });
         return !manager_.FetchQueuedCnfTextItem().data.empty();
