@@ -29,6 +29,12 @@ RangeResult toResult(E2pRequests::RangeReply reply, bool withText) {
 
 QueuedItem toItem(AnswerChannel::Item item) { return {item.remained, item.length, 0, std::move(item.data)}; }
 
+void awaitReader(Rooms& rooms) {
+    rooms.reader.awaitEnd(kReaderEndWait, [&rooms] {
+        if (rooms.events) rooms.events->letCallsIn();
+    });
+}
+
 std::int32_t toCount(std::uint32_t bytes) { return static_cast<std::int32_t>(bytes); }
 
 }  // namespace
@@ -48,15 +54,10 @@ void CVeCmdManager::FinalRelease() {
         if (!pending.empty()) rooms_->trace.record(TraceKind::Purged, pending.text());
         rooms_->port.closeAtEnd();
     }
-    awaitReader();
+    awaitReader(*rooms_);
     rooms_->debug.post("FinalRelease");
 }
 
-void CVeCmdManager::awaitReader() {
-    rooms_->reader.awaitEnd(kReaderEndWait, [events = rooms_->events] {
-        if (events) events->letCallsIn();
-    });
-}
 
 // --- port and lifecycle
 
@@ -216,20 +217,21 @@ std::uint32_t CVeCmdManager::SetAtCmdProperty(std::uint32_t ulPropertyId, std::u
 }
 
 std::uint32_t CVeCmdManager::SwitchOperateMode(std::uint32_t ulOption, std::uint32_t) {
+    const std::shared_ptr<Rooms> rooms = rooms_;  // a listener that is let in may end this object
     {
-        const Tenure tenure(rooms_);
-        setOperatingMode(rooms_->session, ulOption);
-        if (!rooms_->session.synchronous) {
-            startReader();  // deliberate: a failure is not told
+        const Tenure tenure(rooms);
+        setOperatingMode(rooms->session, ulOption);
+        if (!rooms->session.synchronous) {
+            Rooms::startReader(rooms);  // deliberate: a failure is not told
             return code::Success;
         }
     }
     // The stop event must be down again before the caller's next exchange, which it would end.
-    rooms_->reader.requestStop();
-    awaitReader();
-    const Tenure tenure(rooms_);
-    rooms_->answers.clearQueue(AnswerChannel::Purge::No);
-    rooms_->answers.discardInput();
+    rooms->reader.requestStop();
+    awaitReader(*rooms);
+    const Tenure tenure(rooms);
+    rooms->answers.clearQueue(AnswerChannel::Purge::No);
+    rooms->answers.discardInput();
     return code::Success;
 }
 
@@ -343,6 +345,10 @@ CountResult CVeCmdManager::DirectReadAsciiData(std::span<std::uint8_t> array, st
     const auto room = static_cast<std::int32_t>(std::min(array.size(), static_cast<std::size_t>(std::max(lDataToRead, 0))));
     std::string bytes;
     CountResult result;
+    if (room < 1) {  // nowhere to read to: the port's availability is told all the same
+        if (lDataToRead > 0) rooms_->port.makeAvailable(HandsetPort::OpenTest::Device, result.code);
+        return result;
+    }
     result.code = rooms_->direct.read(room, bytes);
     std::copy(bytes.begin(), bytes.end(), array.begin());
     result.count = static_cast<std::int32_t>(bytes.size());

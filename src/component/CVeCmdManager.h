@@ -151,7 +151,6 @@ public:
 private:
     std::uint32_t closePort();
     std::uint32_t startReader();
-    void awaitReader();
 
     std::shared_ptr<Rooms> rooms_;
     bool released_ = false;

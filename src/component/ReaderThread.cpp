@@ -85,7 +85,7 @@ void ReaderThread::run(const Work& work) {
 
 bool ReaderThread::mayEnd(WaitResult seen) {
     const std::lock_guard guard(*lock_);
-    if (seen == WaitResult::Signalled && !stopping_ && !ending_ && !stop_.isSet()) return false;
+    if (seen != WaitResult::Failed && !stopping_ && !ending_ && !stop_.isSet()) return false;
     stop_.reset();
     recorded_ = false;
     return true;

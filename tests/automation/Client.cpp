@@ -167,14 +167,18 @@ std::wstring exchange(IVeCmdManager* manager, const wchar_t* command) {
 }
 
 std::size_t heapBytes() {
-    PROCESS_HEAP_ENTRY entry{};
+    HANDLE heaps[64];  // the runtime has one of its own
+    const DWORD count = GetProcessHeaps(static_cast<DWORD>(std::size(heaps)), heaps);
+    EXPECT_LE(count, std::size(heaps));
     std::size_t bytes = 0;
-    const HANDLE heap = GetProcessHeap();
-    HeapLock(heap);
-    while (HeapWalk(heap, &entry)) {
-        if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) bytes += entry.cbData;
+    for (DWORD i = 0; i < count; ++i) {
+        PROCESS_HEAP_ENTRY entry{};
+        HeapLock(heaps[i]);
+        while (HeapWalk(heaps[i], &entry)) {
+            if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) bytes += entry.cbData;
+        }
+        HeapUnlock(heaps[i]);
     }
-    HeapUnlock(heap);
     return bytes;
 }
 

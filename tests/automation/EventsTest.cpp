@@ -25,7 +25,9 @@ class Sink final : public IDispatch {
 public:
     STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
         *object = nullptr;
-        if (iid != __uuidof(IUnknown) && iid != __uuidof(IDispatch)) return E_NOINTERFACE;
+        const bool forEvents = eventsOnly && iid == __uuidof(_IVeCmdManagerEvents);
+        if (eventsOnly && iid == __uuidof(IDispatch)) return other->QueryInterface(iid, object);
+        if (iid != __uuidof(IUnknown) && iid != __uuidof(IDispatch) && !forEvents) return E_NOINTERFACE;
         *object = static_cast<IDispatch*>(this);
         AddRef();
         return S_OK;
@@ -68,6 +70,8 @@ public:
     std::function<void()> action;
     HRESULT answer = S_OK;
     bool direct = true;
+    bool eventsOnly = false;  // its IDispatch is another interface, that of `other`
+    Sink* other = nullptr;
 
 private:
     std::mutex mutex;
@@ -358,6 +362,24 @@ TEST(EventsAtTheEnd, ASinkMayReleaseTheLastReference) {
 }
 
 // Of those that one pass takes in together the last stands for all: numbers may be left out, never repeated or swapped.
+TEST(EventsAtTheEnd, ASinkMayReleaseTheLastReferenceInsideALateBoundCall) {
+    Sink sink;
+    std::atomic<bool> released{false};
+    IVeCmdManager* raw = openManager(fastPort()).release();
+    const DWORD caller = GetCurrentThreadId();
+    sink.action = [&] {
+        if (GetCurrentThreadId() != caller || released.exchange(true)) return;
+        raw->Release();
+    };
+    advise(raw, sink);
+    switchTo(raw, 1);
+    Variant code;
+    EXPECT_EQ(call(raw, L"SetAtCmdProperty", {Variant(101).raw(), Variant(1).raw(), variable(code)}).result, S_OK);
+    EXPECT_EQ(code.type(), VT_I4);
+    if (!released) raw->Release();  // the reader's pass took the answer
+    EXPECT_TRUE(eventually([&] { return sink.references == 1; }));
+}
+
 TEST(EventsAtSpeed, TenThousandConfirmationsArriveInOrder) {
     Sink sink;
     const auto manager = openManager(linePort());
@@ -411,6 +433,33 @@ TEST(EventsThroughAProxy, AnMtaClientGetsThemOnItsOwnThreads) {
     });
     client.join();
     EXPECT_EQ(got, 3u);
+    EXPECT_TRUE(eventually([&] { return sink.references == 1; }));
+}
+
+TEST(EventsThroughAProxy, GoToTheInterfaceThatWasSubscribed) {
+    Sink other;
+    Sink sink;
+    sink.direct = false;
+    sink.eventsOnly = true;
+    sink.other = &other;
+    std::size_t got = 0;
+    std::thread client([&] {
+        ASSERT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+        {
+            const auto manager = openManager(fastPort());
+            const DWORD cookie = advise(manager.get(), sink);
+            switchTo(manager.get(), 1);
+            ask(manager.get(), L"3");
+            eventually([&] { return confirmations(sink) == 3; });
+            got = confirmations(sink);
+            switchTo(manager.get(), 0);
+            EXPECT_EQ(pointOf(manager.get())->Unadvise(cookie), S_OK);
+        }
+        CoUninitialize();
+    });
+    client.join();
+    EXPECT_EQ(got, 3u);
+    EXPECT_EQ(other.count(), 0u);
     EXPECT_TRUE(eventually([&] { return sink.references == 1; }));
 }
 

@@ -224,6 +224,7 @@ TEST_F(LateBinding, AFailedArrayReadLeavesTheVariableAlone) {
         Variant count;
         const Outcome outcome = call(object, L"DirectReadAsciiData", {variable(held), Variant(2).raw(), variable(count)});
         EXPECT_EQ(outcome.result, S_OK);
+        EXPECT_EQ(outcome.value.number(), kNotInitialised);
         EXPECT_EQ(count.number(), 0);
         EXPECT_EQ(held.type(), type);
     }
@@ -246,6 +247,7 @@ TEST_F(LateBinding, BytesThatAreNotThereAreNotWritten) {
     EXPECT_EQ(write(Variant(65).raw(), -1), S_OK);
     EXPECT_EQ(write(reference(VT_UI1, &byte), 1), S_OK);
     EXPECT_EQ(write(Variant(L"A").raw(), 1), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(write(Variant::byteArray("AB", VT_UI2).raw(), 1), DISP_E_TYPEMISMATCH);
     EXPECT_EQ(write(Variant(300).raw(), 1), DISP_E_OVERFLOW);
 }
 

@@ -46,7 +46,7 @@ Check "SpecificInfo", handset.SpecificInfo(2, 0, "", text), 0
 Check "the IMEI", text, "490154203237518"
 
 ' --- RF tests, in a background mode
-Check "VbSwitchOperateMode", handset.VbSwitchOperateMode(2, 0), 0
+Check "VbSwitchOperateMode", handset.VbSwitchOperateMode(5, 0), 0
 Check "RfGeneralTestReq", Rf(5, &H102), 0
 Check "its confirmation", Fetched, "05000201"
 handset.RfChangeParamReq 1, 2, 3, 513, code

@@ -14,8 +14,13 @@ TEST(E2pStore, AnErasedStoreHasTheIdentityObjectsAllSet) {
         std::size_t bytes;
     };
     E2pStore store = E2pStore::erased();
-    for (const Expected& expected : {Expected{4097, 1, 64}, {4099, 1, 64}, {4099, 2, 96}, {4099, 7, 32}, {4256, 1, 16},
-                                     {4260, 1, 24}, {36895, 1, 512}}) {
+    for (const Expected& expected : {Expected{4097, 1, 64},
+                                     {4099, 1, 64},
+                                     {4099, 2, 96},
+                                     {4099, 7, 32},
+                                     {4256, 1, 16},
+                                     {4260, 1, 24},
+                                     {36895, 1, 512}}) {
         const std::string* const bytes = store.find(expected.object, expected.record);
         ASSERT_NE(bytes, nullptr) << expected.object;
         EXPECT_EQ(*bytes, std::string(expected.bytes, '\xFF')) << expected.object;

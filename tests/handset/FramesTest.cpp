@@ -44,7 +44,9 @@ TEST(HandsetFrames, AnEmptyRequestIsWellFormed) {
     EXPECT_EQ(request.payload, "");
 }
 
-TEST(HandsetFrames, LowerCaseIsARequestToo) { EXPECT_EQ(readRequest("0b000102030002000000cdab6f").fault, FrameFault::None); }
+TEST(HandsetFrames, LowerCaseIsARequestToo) {
+    EXPECT_EQ(readRequest("0b000102030002000000cdab6f").fault, FrameFault::None);
+}
 
 TEST(HandsetFrames, TheLengthIsChecked) {
     EXPECT_EQ(readRequest("0A000102030002000000CDAB6E").fault, FrameFault::Length);  // says one less

@@ -49,27 +49,29 @@ TEST_P(HandsetAnswers, AreThoseOfAPlainHandset) {
 
 INSTANTIATE_TEST_SUITE_P(
     At, HandsetAnswers,
-    testing::Values(
-        Question{"Attention", "AT", "\r\nOK\r\n"},  //
-        Question{"LowerCase", "at+cgsn", "\r\n490154203237518\r\n\r\nOK\r\n"},
-        Question{"Identity", "ATI", "\r\nACME\r\nAM-1\r\n4.2\r\n\r\nOK\r\n"},
-        Question{"Manufacturer", "AT+CGMI", "\r\nACME\r\n\r\nOK\r\n"},
-        Question{"Model", "AT+CGMM", "\r\nAM-1\r\n\r\nOK\r\n"}, Question{"Revision", "AT+CGMR", "\r\n4.2\r\n\r\nOK\r\n"},
-        Question{"SerialNumber", "AT+CGSN", "\r\n490154203237518\r\n\r\nOK\r\n"},
-        Question{"Version", "AT%V", "\r\nACME AM-1\r\nSW 4.2.0 2026-03-01\r\n\r\nOK\r\n"},
-        Question{"Imei", "ATD*#06#", "\r\n490154203237518\r\n\r\nOK\r\n"},
-        Question{"EmergencyCall", "ATD112;", "\r\nOK\r\n"}, Question{"HangUp", "ATH", "\r\nOK\r\n"},
-        Question{"Signal", "AT+CSQ", "\r\n+CSQ: 21,99\r\n\r\nOK\r\n"},
-        Question{"Registration", "AT+CREG?", "\r\n+CREG: 0,1\r\n\r\nOK\r\n"},
-        Question{"Operator", "AT+COPS?", "\r\n+COPS: 0,0,\"TESTNET\"\r\n\r\nOK\r\n"},
-        Question{"Function", "AT+CFUN?", "\r\n+CFUN: 1\r\n\r\nOK\r\n"},
-        Question{"Otp", "AT%OTP?", "\r\nUNLOCKED\r\n\r\nOK\r\n"}, Question{"SetFunction", "AT+CFUN=1", "\r\nOK\r\n"},
-        Question{"SetOperator", "AT+COPS=0", "\r\nOK\r\n"}, Question{"AutoAnswer", "ATS0=2", "\r\nOK\r\n"},
-        Question{"UartSwap", "AT*UARTSWAP", "\r\nOK\r\n"}, Question{"Bypass", "AT*BYPASS=1", "\r\nOK\r\n"},
-        Question{"BoardTest", "AT*BOARDTEST=0", "\r\nOK\r\n"}, Question{"Enter", "<j", "\r\n>j\r\n"},
-        Question{"Leave", "<k", "\r\n>k\r\n"}, Question{"Unknown", "AT+NONSENSE", "\r\nERROR\r\n"},
-        Question{"UnknownSetting", "AT+NONSENSE=1", "\r\nERROR\r\n"}, Question{"NoAt", "hello", "\r\nERROR\r\n"},
-        Question{"Empty", "", ""}, Question{"BadFrame", "AT*MOVA=01", "ERROR\r\n"}),
+    testing::Values(Question{"Attention", "AT", "\r\nOK\r\n"},  //
+                    Question{"LowerCase", "at+cgsn", "\r\n490154203237518\r\n\r\nOK\r\n"},
+                    Question{"Identity", "ATI", "\r\nACME\r\nAM-1\r\n4.2\r\n\r\nOK\r\n"},
+                    Question{"Manufacturer", "AT+CGMI", "\r\nACME\r\n\r\nOK\r\n"},
+                    Question{"Model", "AT+CGMM", "\r\nAM-1\r\n\r\nOK\r\n"},
+                    Question{"Revision", "AT+CGMR", "\r\n4.2\r\n\r\nOK\r\n"},
+                    Question{"SerialNumber", "AT+CGSN", "\r\n490154203237518\r\n\r\nOK\r\n"},
+                    Question{"Version", "AT%V", "\r\nACME AM-1\r\nSW 4.2.0 2026-03-01\r\n\r\nOK\r\n"},
+                    Question{"Imei", "ATD*#06#", "\r\n490154203237518\r\n\r\nOK\r\n"},
+                    Question{"EmergencyCall", "ATD112;", "\r\nOK\r\n"}, Question{"HangUp", "ATH", "\r\nOK\r\n"},
+                    Question{"Signal", "AT+CSQ", "\r\n+CSQ: 21,99\r\n\r\nOK\r\n"},
+                    Question{"Registration", "AT+CREG?", "\r\n+CREG: 0,1\r\n\r\nOK\r\n"},
+                    Question{"Operator", "AT+COPS?", "\r\n+COPS: 0,0,\"TESTNET\"\r\n\r\nOK\r\n"},
+                    Question{"Function", "AT+CFUN?", "\r\n+CFUN: 1\r\n\r\nOK\r\n"},
+                    Question{"Otp", "AT%OTP?", "\r\nUNLOCKED\r\n\r\nOK\r\n"},
+                    Question{"SetFunction", "AT+CFUN=1", "\r\nOK\r\n"},
+                    Question{"SetOperator", "AT+COPS=0", "\r\nOK\r\n"}, Question{"AutoAnswer", "ATS0=2", "\r\nOK\r\n"},
+                    Question{"UartSwap", "AT*UARTSWAP", "\r\nOK\r\n"}, Question{"Bypass", "AT*BYPASS=1", "\r\nOK\r\n"},
+                    Question{"BoardTest", "AT*BOARDTEST=0", "\r\nOK\r\n"}, Question{"Enter", "<j", "\r\n>j\r\n"},
+                    Question{"Leave", "<k", "\r\n>k\r\n"}, Question{"Unknown", "AT+NONSENSE", "\r\nERROR\r\n"},
+                    Question{"UnknownSetting", "AT+NONSENSE=1", "\r\nERROR\r\n"},
+                    Question{"NoAt", "hello", "\r\nERROR\r\n"}, Question{"Empty", "", ""},
+                    Question{"BadFrame", "AT*MOVA=01", "ERROR\r\n"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(HandsetTest, AnswersFromItsProfile) {
@@ -170,8 +172,7 @@ TEST_F(HandsetTest, ConfirmationsThatWereAskedForFollowTheAnswer) {
 }
 
 TEST_F(HandsetTest, WithoutAGapTheyComeAtOnce) {
-    EXPECT_EQ(ask("AT%CNF=3\r"),
-              "\r\nOK\r\n*MOVA=05007E0000007B\r\n*MOVA=05007E0001007A\r\n*MOVA=05007E00020079\r\n");
+    EXPECT_EQ(ask("AT%CNF=3\r"), "\r\nOK\r\n*MOVA=05007E0000007B\r\n*MOVA=05007E0001007A\r\n*MOVA=05007E00020079\r\n");
 }
 
 TEST_F(HandsetTest, NoneMayBeAskedForToo) { EXPECT_EQ(ask("AT%CNF=0,10\r"), "\r\nOK\r\n"); }
@@ -327,7 +328,9 @@ TEST_F(HandsetTest, TellsWhatItHearsAndSays) {
     });
     ask("AT*SLEEPMODE=1\r");
     now_ += kSecond;
-    handset_.setLog([&](std::uint64_t, LogKind kind, std::string_view text) { entries.push_back({kind, std::string(text)}); });
+    handset_.setLog([&](std::uint64_t, LogKind kind, std::string_view text) {
+        entries.push_back({kind, std::string(text)});
+    });
     ask(kWakeFrame);
     EXPECT_THAT(entries, ElementsAre(Entry{LogKind::Received, "AT*SLEEPMODE=1"}, Entry{LogKind::Sent, "\r\nOK\r\n"},
                                      Entry{LogKind::Note, "asleep"}, Entry{LogKind::Note, "awake"}));

@@ -10,12 +10,12 @@ using testing::ElementsAre;
 using namespace std::string_literals;
 
 // Bodies of requests: what stands behind "AT*MOVA=".
-constexpr const char* kRead = "0C0080010106008000341202002E";             // object 0x1234, record 2
-constexpr const char* kWrite = "0E008001010800810034120200AABB32";        // the same with AA BB
+constexpr const char* kRead = "0C0080010106008000341202002E";       // object 0x1234, record 2
+constexpr const char* kWrite = "0E008001010800810034120200AABB32";  // the same with AA BB
 constexpr const char* kErasedReply = "*MOVA=0E008000010800800034120200FFFF23";
 constexpr const char* kWrittenReply = "*MOVA=0E008000010800810034120200AABB33";
-constexpr const char* kHci = "0700A00101000001A6";                        // option 1, no command
-constexpr const char* kWifi = "0A00B0010121000200AABB88";                 // command 0x21, AA BB
+constexpr const char* kHci = "0700A00101000001A6";         // option 1, no command
+constexpr const char* kWifi = "0A00B0010121000200AABB88";  // command 0x21, AA BB
 
 class RequestProtocolTest : public testing::Test {
 protected:
@@ -133,9 +133,8 @@ TEST_F(RequestProtocolTest, EveryE2pRequestGetsTheStatusThatIsSet) {
 
 TEST_F(RequestProtocolTest, ALongReplyComesInSeveralSegments) {
     protocol_.setSegmentSize(4);
-    EXPECT_THAT(protocol_.answer(kRead),
-                ElementsAre("*MOVA=ACK", "*MOVA=08008000010800800001", "*MOVA=080080000234120200AE",
-                            "*MOVA=0600800003FFFF85", "OK"));
+    EXPECT_THAT(protocol_.answer(kRead), ElementsAre("*MOVA=ACK", "*MOVA=08008000010800800001",
+                                                     "*MOVA=080080000234120200AE", "*MOVA=0600800003FFFF85", "OK"));
 }
 
 TEST_F(RequestProtocolTest, ASegmentMayBeFullToTheLastByte) {

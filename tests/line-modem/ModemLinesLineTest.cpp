@@ -1,5 +1,5 @@
-// DTR and RTS out, CTS, DSR, RING and carrier in, on a pseudo-terminal that has been given modem lines: this program runs
-// with the interposer preloaded.
+// DTR and RTS out, CTS, DSR, RING and carrier in, on a pseudo-terminal that has been given modem lines: this program
+// runs with the interposer preloaded.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -129,11 +129,23 @@ struct Property {
 TEST(AtLineProperties, ThoseThatWaitAreAnswered) {
     LineStation station;
     ASSERT_EQ(station.open(), 0U);
-    for (const Property& property :
-         {Property{101, 1, "ATE1"}, {102, 0, "AT"}, {103, 0, "AT*UARTSWAP"}, {104, 0, "ATD112;"}, {105, 0, "ATH"},
-          {106, 0, "AT+CFUN=1"}, {107, 0, "AT+COPS=0"}, {109, 0, "AT*SLEEPMODE=0"}, {110, 7, "ATS0=7"},
-          {111, 0, "<j"}, {112, 1, "AT*BYPASS=1"}, {112, 2, "AT*BYPASS=0"}, {113, 0, "<k"},
-          {114, 1, "AT*BOARDTEST=1"}, {114, 0, "AT*BOARDTEST=0"}, {108, 0, "AT*SLEEPMODE=1"}, {101, 0, "ATE0"}}) {
+    for (const Property& property : {Property{101, 1, "ATE1"},
+                                     {102, 0, "AT"},
+                                     {103, 0, "AT*UARTSWAP"},
+                                     {104, 0, "ATD112;"},
+                                     {105, 0, "ATH"},
+                                     {106, 0, "AT+CFUN=1"},
+                                     {107, 0, "AT+COPS=0"},
+                                     {109, 0, "AT*SLEEPMODE=0"},
+                                     {110, 7, "ATS0=7"},
+                                     {111, 0, "<j"},
+                                     {112, 1, "AT*BYPASS=1"},
+                                     {112, 2, "AT*BYPASS=0"},
+                                     {113, 0, "<k"},
+                                     {114, 1, "AT*BOARDTEST=1"},
+                                     {114, 0, "AT*BOARDTEST=0"},
+                                     {108, 0, "AT*SLEEPMODE=1"},
+                                     {101, 0, "ATE0"}}) {
         const Heard heard(station.handset);
         // The property's own wait is short, down to 100 ms: a busy machine may need another try.
         EXPECT_TRUE(waitUntil([&] { return station.manager.SetAtCmdProperty(property.id, property.parameter) == 0; }))
@@ -152,9 +164,9 @@ TEST(AtLineProperties, ThoseThatDoNotWaitAreHeard) {
         EXPECT_EQ(station.manager.SetAtCmdProperty(id, 1), 0U) << id;
     }
     // The second "AT" is followed by the wake frame, which is no command.
-    const std::vector<std::string> expected{"ATE1",      "AT",        "AT*UARTSWAP",    "ATD112;", "ATH",
-                                            "AT+CFUN=1", "AT+COPS=0", "AT*SLEEPMODE=0", "ATS0=1",  "<j",
-                                            "AT*BYPASS=1", "<k",      "AT*BOARDTEST=1"};
+    const std::vector<std::string> expected{"ATE1",        "AT",        "AT*UARTSWAP",    "ATD112;", "ATH",
+                                            "AT+CFUN=1",   "AT+COPS=0", "AT*SLEEPMODE=0", "ATS0=1",  "<j",
+                                            "AT*BYPASS=1", "<k",        "AT*BOARDTEST=1"};
     EXPECT_TRUE(waitUntil([&] { return heard.commands().size() >= expected.size(); }));
     EXPECT_THAT(heard.commands(), ElementsAreArray(expected));
 }
@@ -216,7 +228,9 @@ TEST(AtLineInformation, IdentityFieldsAreWrittenAndReadBack) {
     EXPECT_EQ(written.text, "AB12");
     EXPECT_EQ(station.manager.SpecificInfo(3, 0, "").text, "AB12");
     station.handset.with([](Handset& h) {
-        EXPECT_EQ(h.store().find(4099, 1)->substr(20, 5), "\x04" "AB12");  // 40 characters are 20 bytes
+        EXPECT_EQ(h.store().find(4099, 1)->substr(20, 5),
+                  "\x04"
+                  "AB12");  // 40 characters are 20 bytes
     });
 }
 

@@ -89,6 +89,16 @@ TEST(BackgroundLine, InEventModeARequestFindsNoConfirmation) {
     EXPECT_TRUE(events->has("0800800034120200FFFF"));
 }
 
+TEST(BackgroundLine, TwoFamiliesInOneAnswerAreTwoEvents) {
+    const auto events = std::make_shared<RecordingEvents>();
+    LineStation station(atOnce(), events);
+    ASSERT_EQ(station.open(kEvents), 0U);
+    station.fault(Fault::TwoFamilies);
+    EXPECT_EQ(station.manager.ReadE2PObject(0x1234, 2).code, 0x4203U);
+    EXPECT_TRUE(events->has("7E000000"));
+    EXPECT_TRUE(waitUntil([&] { return events->has("0800800034120200FFFF"); }));  // handed back to the reader
+}
+
 TEST(BackgroundLine, RfConfirmationsArriveByThemselves) {
     for (const std::uint32_t mode : {kQueue, kQueueAtOk}) {
         LineStation station;
@@ -164,11 +174,18 @@ public:
     std::atomic<bool> ended{false};
 };
 
+// For an object that its own thread frees at a moment nobody is told of: stays until the process ends.
+Platform& lastingPlatform(const std::string& folder) {
+    static auto& kept = *new std::vector<std::unique_ptr<PosixPlatform>>;
+    kept.push_back(std::make_unique<PosixPlatform>(PosixOptions{folder, folder, folder}));
+    return kept.back()->platform();
+}
+
 TEST(BackgroundLine, AListenerMayReleaseTheObject) {
-    Bench bench;
-    PtyHandset handset(atOnce(), bench.link(9));
+    TempFolder folder;
+    PtyHandset handset(atOnce(), folder.file("COM9"));
     const auto listener = std::make_shared<LettingGo>();
-    listener->owned = std::make_unique<CVeCmdManager>(bench.platform(), listener);
+    listener->owned = std::make_unique<CVeCmdManager>(lastingPlatform(folder.path().string()), listener);
     listener->owned->put_CommPortId(9);
     ASSERT_EQ(listener->owned->InitCmdManager(0), 0U);
     ASSERT_EQ(listener->owned->SwitchOperateMode(kEvents, 0), 0U);

@@ -1,5 +1,5 @@
-// A test station in real time: the command manager of this system on a pseudo-terminal with the simulated handset behind
-// it. Machines are noisy, so waits for answers are long; tests of missing answers shorten them.
+// A test station in real time: the command manager on a pseudo-terminal with the simulated handset behind it.
+// behind it. Machines are noisy, so waits for answers are long; tests of missing answers shorten them.
 #pragma once
 #include <chrono>
 #include <functional>
@@ -87,7 +87,7 @@ enum class Timeout : std::int32_t { RfAcknowledgement = 3, TextAcknowledgement =
 class LineStation {
 public:
     static constexpr std::int32_t kPort = 3;
-    static constexpr std::int32_t kPatience = 60'000;  // milliseconds
+    static constexpr std::int32_t kPatience = 60'000;      // milliseconds
     static constexpr std::uint32_t kAnswersEndWithOk = 3;  // operating mode
 
     explicit LineStation(Profile profile = atOnce(), std::shared_ptr<ConfirmationEvents> events = nullptr)

@@ -47,8 +47,9 @@ TEST(RfLine, ATableIsSentInSegments) {
     ASSERT_EQ(station.open(), 0U);
     std::vector<std::uint8_t> table(1024);
     for (std::size_t i = 0; i < table.size(); ++i) table[i] = static_cast<std::uint8_t>(i);
-    for (const std::uint16_t length : {std::uint16_t{0}, std::uint16_t{1}, std::uint16_t{99}, std::uint16_t{100},
-                                       std::uint16_t{101}, std::uint16_t{200}, std::uint16_t{201}, std::uint16_t{1024}}) {
+    for (const std::uint16_t length :
+         {std::uint16_t{0}, std::uint16_t{1}, std::uint16_t{99}, std::uint16_t{100}, std::uint16_t{101},
+          std::uint16_t{200}, std::uint16_t{201}, std::uint16_t{1024}}) {
         ASSERT_EQ(station.manager.RfChangeTableReq(8, 0, 9, length, table), 0U) << length;
         const QueuedItem item = station.manager.FetchQueuedCnfItem();
         // Service, status and index, then what the handset took in: of a long table the first 200 bytes.
@@ -129,8 +130,18 @@ TEST(E2pLine, StatusesOfTheHandsetAreToldAsCodes) {
         std::uint8_t status;
         std::uint32_t code;
     };
-    for (const Row& row : {Row{1, 0x820C}, {2, 0x8201}, {12, 0x820B}, {13, 0x8313}, {14, 0x8314}, {15, 0x8310},
-                           {16, 0x8311}, {17, 0x8312}, {18, 0x8315}, {19, 0x8316}, {20, 0x8317}, {21, 0x820C},
+    for (const Row& row : {Row{1, 0x820C},
+                           {2, 0x8201},
+                           {12, 0x820B},
+                           {13, 0x8313},
+                           {14, 0x8314},
+                           {15, 0x8310},
+                           {16, 0x8311},
+                           {17, 0x8312},
+                           {18, 0x8315},
+                           {19, 0x8316},
+                           {20, 0x8317},
+                           {21, 0x820C},
                            {255, 0x820C}}) {
         station.handset.with([&](Handset& h) { h.protocol().setE2pStatus(row.status); });
         const TextResult read = station.manager.ReadE2PObject(0x1234, 2);

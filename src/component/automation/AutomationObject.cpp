@@ -23,9 +23,9 @@ AutomationObject::AutomationObject(IUnknown* outer)
 AutomationObject::~AutomationObject() {
     guarded([&] {
         manager_.FinalRelease();
-        sinks_->clear();
         return S_OK;
     });
+    sinks_->clear();
 }
 
 STDMETHODIMP AutomationObject::Inner::QueryInterface(REFIID iid, void** object) {
@@ -82,6 +82,7 @@ STDMETHODIMP AutomationObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count
 STDMETHODIMP AutomationObject::Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* parameters, VARIANT* result,
                                       EXCEPINFO* exception, UINT* wrongArgument) {
     if (iid != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
+    const ComPtr<IUnknown> alive(outer_);  // a sink that is called meanwhile may release the last reference
     return guarded([&] {
         return lateBinding_.invoke(static_cast<IVeCmdManager*>(this), id, flags, parameters, result, exception,
                                    wrongArgument);

@@ -141,6 +141,12 @@ void moveInto(VARIANT& variable, VARIANT& value) {
 HRESULT writeThrough(VARIANT& reference, VARIANT& value) {
     const VARTYPE type = valueType(reference);
     if (copyBits(type, value, V_BYREF(&reference))) return S_OK;
+    if (type == VT_BSTR && V_VT(&value) == VT_BSTR) {  // moved: bytes that are packed in it stay as they are
+        SysFreeString(*V_BSTRREF(&reference));
+        *V_BSTRREF(&reference) = V_BSTR(&value);
+        VariantInit(&value);
+        return S_OK;
+    }
     VARIANT converted;
     VariantInit(&converted);
     const HRESULT result = changeType(converted, value, type);
@@ -336,6 +342,7 @@ HRESULT BoundCall::prepareBytes(std::size_t index, Slot& slot, VARIANT& passed) 
             if (FAILED(result)) return result;
         }
     } else if (arrayIn(argument)) {
+        if ((V_VT(&argument) & VT_TYPEMASK) != VT_UI1) return DISP_E_TYPEMISMATCH;
         const auto bytes = ByteArray(argument).bytes();
         slot.bytes.assign(bytes.begin(), bytes.end());
     } else {

@@ -26,10 +26,10 @@ ComPtr<IGlobalInterfaceTable> globalTable() {
 bool isProxy(IDispatch* sink) { return static_cast<bool>(ComPtr<IClientSecurity>::of(sink)); }
 
 // A proxy may be called on the thread that subscribed it only; every other thread fetches its own.
-DWORD makeGlobal(IDispatch* sink) {
+DWORD makeGlobal(IDispatch* sink, REFIID iid) {
     DWORD cookie = 0;
     const auto table = globalTable();
-    if (table) table->RegisterInterfaceInGlobal(sink, __uuidof(IDispatch), &cookie);
+    if (table) table->RegisterInterfaceInGlobal(sink, iid, &cookie);
     return cookie;
 }
 
@@ -61,10 +61,14 @@ HRESULT EventSinks::advise(IUnknown* subscriber, DWORD* cookie) {
     *cookie = 0;
     if (!subscriber) return E_POINTER;
     Place place;
-    subscriber->QueryInterface(__uuidof(_IVeCmdManagerEvents), reinterpret_cast<void**>(place.sink.receive()));
-    if (!place.sink) place.sink = ComPtr<IDispatch>::of(subscriber);
+    // An object may have more than one dispatch interface: this one is meant.
+    for (const IID& iid : {__uuidof(_IVeCmdManagerEvents), __uuidof(IDispatch)}) {
+        if (place.sink) break;
+        place.iid = iid;
+        subscriber->QueryInterface(iid, reinterpret_cast<void**>(place.sink.receive()));
+    }
     if (!place.sink) return CONNECT_E_CANNOTCONNECT;
-    if (isProxy(place.sink.get())) place.globalCookie = makeGlobal(place.sink.get());
+    if (isProxy(place.sink.get())) place.globalCookie = makeGlobal(place.sink.get(), place.iid);
 
     const std::lock_guard guard(mutex_);
     const auto free = std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.cookie == 0; });
@@ -120,16 +124,18 @@ std::size_t EventSinks::count() const {
 ComPtr<IDispatch> EventSinks::reachable(std::size_t place) const {
     ComPtr<IDispatch> sink;
     DWORD globalCookie = 0;
+    IID iid{};
     {
         const std::lock_guard guard(mutex_);
         if (place >= places_.size()) return sink;
         sink = places_[place].sink;
+        iid = places_[place].iid;
         globalCookie = places_[place].globalCookie;
     }
     if (globalCookie == 0) return sink;
     ComPtr<IDispatch> own;
     const auto table = globalTable();
-    if (table) table->GetInterfaceFromGlobal(globalCookie, __uuidof(IDispatch), reinterpret_cast<void**>(own.receive()));
+    if (table) table->GetInterfaceFromGlobal(globalCookie, iid, reinterpret_cast<void**>(own.receive()));
     return own ? own : sink;
 }
 

@@ -35,6 +35,7 @@ private:
     struct Place {
         DWORD cookie = 0;         // 0: nobody
         ComPtr<IDispatch> sink;   // as it was subscribed
+        IID iid{};                // the interface that this is
         DWORD globalCookie = 0;   // 0: called directly
     };
 

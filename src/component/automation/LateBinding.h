@@ -7,8 +7,8 @@
 //   text out         any reference
 //   number in/out    any reference that converts; a plain value is taken in and its result dropped
 //   array of bytes   (VARIANT*) the caller's own byte array, filled in place; a script's array gets its elements set
-//   bytes            (unsigned char*) a reference to a byte, an array of bytes or of numbers, or one number; more bytes
-//                    asked for than there are: DISP_E_OVERFLOW
+//   bytes            (unsigned char*) a reference to a byte, an array of bytes, a script's array of numbers, or one
+//                    number; more bytes asked for than there are: DISP_E_OVERFLOW
 // A missing out-parameter's result is dropped; a missing in-parameter is DISP_E_PARAMNOTOPTIONAL.
 #pragma once
 #include <vector>
