@@ -4,6 +4,7 @@
 // Texts are 8-bit text in the system code page. Codes are 32-bit, 0 for success (docs/reference.md lists them).
 // An empty optional text means: the caller's text stays as it was. Running out of memory throws std::bad_alloc.
 // One thread calls the object; its reader thread runs beside it and outlives neither its module nor what it touches.
+// The platform outlives the reader thread, which a listener that ends the object on it outlives by a moment.
 #pragma once
 #include <cstdint>
 #include <memory>

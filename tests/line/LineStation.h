@@ -1,5 +1,5 @@
 // A test station in real time: the command manager on a pseudo-terminal with the simulated handset behind it.
-// behind it. Machines are noisy, so waits for answers are long; tests of missing answers shorten them.
+// Machines are noisy, so waits for answers are long; tests of missing answers shorten them.
 #pragma once
 #include <chrono>
 #include <functional>
