@@ -5,12 +5,16 @@ cd "$(dirname "$0")/../.."
 failed=()
 
 native() {
-    local preset=$1
+    local preset=$1 log=build/$1-tests.log status
     echo "--- native tests, $preset"
-    ctest --test-dir "build/$preset" --output-on-failure -j "$(nproc)" >"build/$preset-tests.log" 2>&1
-    local status=$?
-    if [ $status -eq 0 ]; then tail -n 4 "build/$preset-tests.log"; else tail -n 100 "build/$preset-tests.log"; fi
-    [ $status -eq 0 ] || failed+=("$preset")
+    ctest --test-dir "build/$preset" -V -j "$((4 * $(nproc)))" >"$log" 2>&1
+    status=$?
+    if [ $status -ne 0 ]; then
+        grep -nE "Failure$|FAILED|ERROR: |WARNING: ThreadSanitizer|runtime error|Timeout|Exception" -A 12 "$log" | head -n 150
+        failed+=("$preset")
+    fi
+    tail -n 12 "$log" | grep -E "tests passed|Total Test time|^\s+[0-9]+ - "
+    awk '/\[  PASSED  \]/ { passed += $(NF - 1) } END { print passed, "test cases passed" }' "$log"
 }
 
 native linux
