@@ -2,9 +2,8 @@
 // MovaCmdSvr.h comes from the type library (the build writes it; `#import "MovaCmdSvr.dll"` serves as well).
 //
 //   early_bound.exe [port number]
-#include <windows.h>
-
 #include <ole2.h>
+#include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -62,8 +61,8 @@ void drive(IVeCmdManager* handset, long port) {
 int main(int argc, char** argv) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     IVeCmdManager* handset = nullptr;
-    const HRESULT created = CoCreateInstance(__uuidof(VeCmdManager), nullptr, CLSCTX_INPROC_SERVER, __uuidof(IVeCmdManager),
-                                             reinterpret_cast<void**>(&handset));
+    const HRESULT created = CoCreateInstance(__uuidof(VeCmdManager), nullptr, CLSCTX_INPROC_SERVER,
+                                             __uuidof(IVeCmdManager), reinterpret_cast<void**>(&handset));
     if (FAILED(created)) {
         std::printf("the component cannot be created: 0x%lX\n", static_cast<unsigned long>(created));
         return 2;

@@ -1,9 +1,8 @@
 // A first station in C++ without any header of the component: by name, as scripts do it.
 //
 //   late_bound.exe [port number]
-#include <windows.h>
-
 #include <ole2.h>
+#include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -32,7 +31,8 @@ VARIANT reference(VARIANT& value) {
 }
 
 // Arguments in natural order; the result's number, or the call's error.
-LONG call(IDispatch* object, const wchar_t* name, std::initializer_list<VARIANT> arguments, WORD kind = DISPATCH_METHOD) {
+LONG call(IDispatch* object, const wchar_t* name, std::initializer_list<VARIANT> arguments,
+          WORD kind = DISPATCH_METHOD) {
     DISPID id = 0;
     LPOLESTR names = const_cast<LPOLESTR>(name);
     HRESULT outcome = object->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id);
@@ -51,7 +51,8 @@ LONG call(IDispatch* object, const wchar_t* name, std::initializer_list<VARIANT>
 }
 
 void step(const char* what, LONG got, LONG expected, const wchar_t* detail = L"") {
-    std::printf("  %s  %s: 0x%lX %ls\n", got == expected ? "pass" : "FAIL", what, static_cast<unsigned long>(got), detail);
+    std::printf("  %s  %s: 0x%lX %ls\n", got == expected ? "pass" : "FAIL", what, static_cast<unsigned long>(got),
+                detail);
     failures += got != expected;
 }
 
@@ -78,7 +79,8 @@ void drive(IDispatch* handset, LONG port) {
     call(handset, L"SwitchOperateMode", {number(3), number(0), reference(code)});
     call(handset, L"RfGeneralTestReq", {number(5), number(0x0102), reference(code)});
     step("RF test", V_I4(&code), 0);
-    call(handset, L"FetchQueuedCnfTextItem", {reference(remained), reference(length), reference(error), reference(text)});
+    call(handset, L"FetchQueuedCnfTextItem",
+         {reference(remained), reference(length), reference(error), reference(text)});
     step("its confirmation", V_I4(&length), 8, V_BSTR(&text));
     step("no such object", call(handset, L"ReadE2PObject", {number(0x7777), number(1), reference(text)}), 0x8202);
     step("a missing argument", call(handset, L"SendNormalAtCmd", {}), DISP_E_PARAMNOTOPTIONAL);
@@ -94,7 +96,8 @@ int main(int argc, char** argv) {
     IDispatch* handset = nullptr;
     HRESULT created = CLSIDFromProgID(L"MovaCmdSvr.VeCmdManager", &id);
     if (SUCCEEDED(created)) {
-        created = CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&handset));
+        created =
+            CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&handset));
     }
     if (FAILED(created)) {
         std::printf("the component cannot be created: 0x%lX\n", static_cast<unsigned long>(created));

@@ -58,7 +58,6 @@ void CVeCmdManager::FinalRelease() {
     rooms_->debug.post("FinalRelease");
 }
 
-
 // --- port and lifecycle
 
 std::int32_t CVeCmdManager::get_BaudRate() const {
@@ -342,7 +341,8 @@ CountResult CVeCmdManager::DirectWriteAsciiData(std::span<const std::uint8_t> ar
 
 CountResult CVeCmdManager::DirectReadAsciiData(std::span<std::uint8_t> array, std::int32_t lDataToRead) {
     const Tenure tenure(rooms_);
-    const auto room = static_cast<std::int32_t>(std::min(array.size(), static_cast<std::size_t>(std::max(lDataToRead, 0))));
+    const auto room =
+        static_cast<std::int32_t>(std::min(array.size(), static_cast<std::size_t>(std::max(lDataToRead, 0))));
     std::string bytes;
     CountResult result;
     if (room < 1) {  // nowhere to read to: the port's availability is told all the same

@@ -20,8 +20,8 @@ std::uint32_t ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
     stop_.reset();
     stopping_ = false;
     if (recorded_) return code::Success;
-    std::shared_ptr<Thread> thread = platform_.threading.start(
-        [this, keep = std::move(keepAlive), work = std::move(work)] { run(work); });
+    std::shared_ptr<Thread> thread =
+        platform_.threading.start([this, keep = std::move(keepAlive), work = std::move(work)] { run(work); });
     if (!thread) return code::ReaderNotStarted;
     thread_ = std::move(thread);
     recorded_ = true;

@@ -15,12 +15,16 @@ std::string eventText(const MovaRetCmdTag& record) {
     if (record.valid != 1) return record.responseText;
     switch (record.kind) {
         case LineClass::AtText:
-        case LineClass::Echo: return foldLines(record.responseText + record.terminatorText);
+        case LineClass::Echo:
+            return foldLines(record.responseText + record.terminatorText);
         case LineClass::Confirmation:
-        case LineClass::E2p: return record.hexData;
-        case LineClass::Acknowledgement: return record.responseText;
+        case LineClass::E2p:
+            return record.hexData;
+        case LineClass::Acknowledgement:
+            return record.responseText;
         case LineClass::Hci:
-        case LineClass::Wifi: break;
+        case LineClass::Wifi:
+            break;
     }
     return {};
 }

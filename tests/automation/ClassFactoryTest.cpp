@@ -21,8 +21,9 @@ HRESULT canUnloadNow() { return entryPoint<CanUnloadNow>("DllCanUnloadNow")(); }
 
 ComPtr<IClassFactory> factory() {
     ComPtr<IClassFactory> factory;
-    EXPECT_EQ(getClassObject(__uuidof(VeCmdManager), __uuidof(IClassFactory), reinterpret_cast<void**>(factory.receive())),
-              S_OK);
+    EXPECT_EQ(
+        getClassObject(__uuidof(VeCmdManager), __uuidof(IClassFactory), reinterpret_cast<void**>(factory.receive())),
+        S_OK);
     return factory;
 }
 
@@ -123,7 +124,8 @@ TEST(Aggregation, AsksForIUnknownFirst) {
 
 TEST(Aggregation, InterfacesSpeakForTheOuterObject) {
     Outer outer;
-    ASSERT_EQ(factory()->CreateInstance(&outer, __uuidof(IUnknown), reinterpret_cast<void**>(outer.inner.receive())), S_OK);
+    ASSERT_EQ(factory()->CreateInstance(&outer, __uuidof(IUnknown), reinterpret_cast<void**>(outer.inner.receive())),
+              S_OK);
     EXPECT_EQ(outer.references, 1u);
     {
         const auto manager = ComPtr<IVeCmdManager>::of(outer.inner.get());
@@ -190,7 +192,8 @@ TEST_F(Registration, WritesTheEntriesOfTheClass) {
 }
 
 TEST_F(Registration, ReplacesTheClassWhole) {
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CLASSES_ROOT, (key + L"\\Left\\Over").c_str(), nullptr, REG_SZ, L"x", 4), ERROR_SUCCESS);
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CLASSES_ROOT, (key + L"\\Left\\Over").c_str(), nullptr, REG_SZ, L"x", 4),
+              ERROR_SUCCESS);
     ASSERT_EQ(registerServer(), S_OK);
     EXPECT_FALSE(exists(key + L"\\Left"));
 }
@@ -198,8 +201,9 @@ TEST_F(Registration, ReplacesTheClassWhole) {
 TEST_F(Registration, StopsAtTheFirstErrorAndReturnsIt) {
     // A root that is gone refuses everything.
     HKEY refusing = nullptr;
-    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\MovaRefusing", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &refusing,
-                              nullptr), ERROR_SUCCESS);
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\MovaRefusing", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &refusing, nullptr),
+              ERROR_SUCCESS);
     ASSERT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\MovaRefusing"), ERROR_SUCCESS);
     ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, refusing), ERROR_SUCCESS);
     const HRESULT registering = registerServer();

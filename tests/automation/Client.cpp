@@ -90,8 +90,8 @@ namespace {
 
 Outcome invoke(IDispatch* object, DISPID id, DISPPARAMS parameters, WORD flags) {
     Outcome outcome;
-    outcome.result = object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &parameters, &outcome.value.raw(), nullptr,
-                                    &outcome.wrongArgument);
+    outcome.result = object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &parameters, &outcome.value.raw(),
+                                    nullptr, &outcome.wrongArgument);
     return outcome;
 }
 
@@ -119,7 +119,8 @@ Outcome callNamed(IDispatch* object, DISPID id, std::vector<std::pair<DISPID, VA
         ids.push_back(index);
         values.push_back(value);
     }
-    return invoke(object, id, {values.data(), ids.data(), static_cast<UINT>(values.size()), static_cast<UINT>(ids.size())},
+    return invoke(object, id,
+                  {values.data(), ids.data(), static_cast<UINT>(values.size()), static_cast<UINT>(ids.size())},
                   DISPATCH_METHOD);
 }
 

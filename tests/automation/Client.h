@@ -12,9 +12,9 @@
 namespace mova::test {
 
 // Ports of the prefix: each has a simulated handset of its own.
-int linePort();        // answers at 115200 baud
-int fastPort();        // answers as fast as the machine
-int spareFastPort();   // another such
+int linePort();       // answers at 115200 baud
+int fastPort();       // answers as fast as the machine
+int spareFastPort();  // another such
 std::wstring dllPath();
 std::string environment(const char* name);  // fails the test when it is not set
 
@@ -39,9 +39,9 @@ public:
     VARTYPE type() const { return V_VT(&value_); }
     VARIANT& raw() { return value_; }
     const VARIANT& raw() const { return value_; }
-    std::int32_t number() const;     // of VT_I4; fails the test for another type
-    std::wstring text() const;       // of VT_BSTR
-    std::string bytes() const;       // of an array's storage, or packed in a text
+    std::int32_t number() const;  // of VT_I4; fails the test for another type
+    std::wstring text() const;    // of VT_BSTR
+    std::string bytes() const;    // of an array's storage, or packed in a text
 
 private:
     VARIANT value_;
@@ -59,7 +59,8 @@ struct Outcome {
 };
 
 // Arguments in natural order.
-Outcome call(IDispatch* object, DISPID id, std::vector<VARIANT> arguments, WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET);
+Outcome call(IDispatch* object, DISPID id, std::vector<VARIANT> arguments,
+             WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET);
 Outcome call(IDispatch* object, const wchar_t* name, std::vector<VARIANT> arguments,
              WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET);
 // Named arguments: ids are parameter indices.
@@ -82,7 +83,9 @@ public:
     BSTR* inOut() { return &text_; }
     BSTR get() const { return text_; }
     std::wstring wide() const { return text_ ? std::wstring(text_, SysStringLen(text_)) : std::wstring(); }
-    std::string bytes() const { return text_ ? std::string(reinterpret_cast<const char*>(text_), SysStringByteLen(text_)) : std::string(); }
+    std::string bytes() const {
+        return text_ ? std::string(reinterpret_cast<const char*>(text_), SysStringByteLen(text_)) : std::string();
+    }
 
 private:
     BSTR text_ = nullptr;

@@ -68,7 +68,8 @@ TEST_F(Conversation, AnAtCommandIsAnsweredOnOneLine) {
 TEST_F(Conversation, AnEmptyOrTooLongCommandIsNotSent) {
     EXPECT_EQ(call(object, L"SendNormalAtCmd", {Variant(0).raw(), Variant(L"").raw()}).value.number(), 0x2007);
     const std::wstring longest(4095, L'A');
-    EXPECT_EQ(call(object, L"SendNormalAtCmd", {Variant(0).raw(), Variant(longest.c_str()).raw()}).value.number(), 0x2007);
+    EXPECT_EQ(call(object, L"SendNormalAtCmd", {Variant(0).raw(), Variant(longest.c_str()).raw()}).value.number(),
+              0x2007);
 }
 
 TEST_F(Conversation, TheAnswerReplacesTheTextThatWasThere) {
@@ -130,15 +131,18 @@ TEST_F(Confirmed, AGeneralTestIsConfirmedInBytes) {
 
 TEST_F(Confirmed, AConfirmationIsFetchedAsTextToo) {
     Variant result;
-    EXPECT_EQ(call(object, L"RfChangeParamReq", {Variant(1).raw(), Variant(2).raw(), Variant(3).raw(), Variant(0xABCD).raw(),
-                                                 variable(result)}).result, S_OK);
+    EXPECT_EQ(call(object, L"RfChangeParamReq",
+                   {Variant(1).raw(), Variant(2).raw(), Variant(3).raw(), Variant(0xABCD).raw(), variable(result)})
+                  .result,
+              S_OK);
     EXPECT_EQ(result.number(), 0);
     Variant remained;
     Variant length;
     Variant error;
     Variant data;
     EXPECT_TRUE(eventually([&] {
-        call(object, L"FetchQueuedCnfTextItem", {variable(remained), variable(length), variable(error), variable(data)});
+        call(object, L"FetchQueuedCnfTextItem",
+             {variable(remained), variable(length), variable(error), variable(data)});
         return length.number() > 0;
     }));
     EXPECT_EQ(length.number(), 12);
@@ -152,11 +156,13 @@ TEST_F(Confirmed, ATableIsSentFromAByteArrayAndFromAWordArray) {
     EXPECT_EQ(manager->RfChangeTableReq(9, 1, 2, 3, Variant::byteArray("ABCD").raw(), &result), S_OK);
     EXPECT_EQ(result, 0u);
     EXPECT_EQ(fetchedBytes(), std::string("\x09\x00\x02\x00"
-                                          "ABC", 7));
+                                          "ABC",
+                                          7));
     EXPECT_EQ(manager->RfOtherTestService(9, 1, 2, 99, Variant::byteArray("ABCD", VT_UI2).raw(), &result), S_OK);
     EXPECT_EQ(result, 0u);
     EXPECT_EQ(fetchedBytes(), std::string("\x09\x00\x02\x00"
-                                          "ABCD", 8));
+                                          "ABCD",
+                                          8));
 }
 
 TEST_F(Confirmed, ALongTableGoesInSegments) {
@@ -176,10 +182,12 @@ TEST_F(Conversation, AnythingButAnArrayIsNoTable) {
 }
 
 TEST_F(Confirmed, RequestsAreMadeFromText) {
-    EXPECT_EQ(call(object, L"VbRfVarReq", {Variant(2).raw(), Variant(7).raw(), Variant(L"1,2,3,0A0B0C").raw()}).value.number(),
+    EXPECT_EQ(call(object, L"VbRfVarReq", {Variant(2).raw(), Variant(7).raw(), Variant(L"1,2,3,0A0B0C").raw()})
+                  .value.number(),
               0);
     EXPECT_EQ(fetchedBytes(), std::string("\x07\x00\x02\x00\x0A\x0B\x0C", 7));
-    EXPECT_EQ(call(object, L"VbRfVarReq", {Variant(9).raw(), Variant(7).raw(), Variant(L"300").raw()}).value.number(), 0);
+    EXPECT_EQ(call(object, L"VbRfVarReq", {Variant(9).raw(), Variant(7).raw(), Variant(L"300").raw()}).value.number(),
+              0);
     EXPECT_EQ(fetchedBytes(), std::string("\x07\x00\x2C\x01", 4));
 }
 
@@ -199,16 +207,21 @@ TEST_F(Conversation, AnObjectIsWrittenAndReadBack) {
 
 TEST_F(Conversation, ARangeOfAnObjectIsRewritten) {
     Variant whole(L"00112233445566778899AABBCCDDEEFF");
-    EXPECT_EQ(call(object, L"WriteE2PObject", {Variant(0x1234).raw(), Variant(1).raw(), variable(whole)}).value.number(), 0);
+    EXPECT_EQ(
+        call(object, L"WriteE2PObject", {Variant(0x1234).raw(), Variant(1).raw(), variable(whole)}).value.number(), 0);
     Variant length(4);
     Variant part(L"FFEE");
-    EXPECT_EQ(call(object, L"WriteE2PObjectEx", {Variant(0x1234).raw(), Variant(1).raw(), Variant(6).raw(), variable(length),
-                                                 variable(part)}).value.number(), 0);
+    EXPECT_EQ(call(object, L"WriteE2PObjectEx",
+                   {Variant(0x1234).raw(), Variant(1).raw(), Variant(6).raw(), variable(length), variable(part)})
+                  .value.number(),
+              0);
     EXPECT_EQ(length.number(), 4);
     length = Variant(8);
     Variant read;
-    EXPECT_EQ(call(object, L"ReadE2PObjectEx", {Variant(0x1234).raw(), Variant(1).raw(), Variant(4).raw(), variable(length),
-                                                variable(read)}).value.number(), 0);
+    EXPECT_EQ(call(object, L"ReadE2PObjectEx",
+                   {Variant(0x1234).raw(), Variant(1).raw(), Variant(4).raw(), variable(length), variable(read)})
+                  .value.number(),
+              0);
     EXPECT_EQ(read.text(), L"22FFEE55");
     EXPECT_EQ(length.number(), 8);
 }
@@ -252,15 +265,16 @@ TEST_F(Conversation, AControllerCommandIsPassed) {
 
 TEST_F(Conversation, AWifiCommandIsPassed) {
     Variant reply;
-    EXPECT_EQ(call(object, L"WiFiAction", {Variant(0x21).raw(), Variant(L"AABB").raw(), variable(reply)}).value.number(), 0);
+    EXPECT_EQ(
+        call(object, L"WiFiAction", {Variant(0x21).raw(), Variant(L"AABB").raw(), variable(reply)}).value.number(), 0);
     EXPECT_EQ(reply.text(), L"AABB");
 }
 
 TEST_F(Conversation, TheHandsetTellsWhoItIs) {
     const auto info = [&](int option) {
         Variant text(L"old");
-        const Outcome outcome =
-            call(object, L"SpecificInfo", {Variant(option).raw(), Variant(0).raw(), Variant(L"").raw(), variable(text)});
+        const Outcome outcome = call(object, L"SpecificInfo",
+                                     {Variant(option).raw(), Variant(0).raw(), Variant(L"").raw(), variable(text)});
         return std::to_wstring(outcome.value.number()) + L" " + text.text();
     };
     exchange(manager.get(), L"ATE0");
@@ -283,11 +297,13 @@ TEST_F(Conversation, RawBytesGoOutAndComeBack) {
     EXPECT_TRUE(eventually([&] { return call(object, L"DirectQueryDataInQueue", {}).value.number() == 9; }));
     Variant read;
     Variant count;
-    EXPECT_EQ(call(object, L"DirectReadHexData", {variable(read), Variant(100).raw(), variable(count)}).value.number(), 0);
+    EXPECT_EQ(call(object, L"DirectReadHexData", {variable(read), Variant(100).raw(), variable(count)}).value.number(),
+              0);
     EXPECT_EQ(count.number(), 9);
     EXPECT_EQ(read.text(), L"41540D0D0A4F4B0D0A");
     Variant none(L"kept");
-    EXPECT_EQ(call(object, L"DirectReadHexData", {variable(none), Variant(0).raw(), variable(count)}).value.number(), 0);
+    EXPECT_EQ(call(object, L"DirectReadHexData", {variable(none), Variant(0).raw(), variable(count)}).value.number(),
+              0);
     EXPECT_EQ(count.number(), 0);
 }
 
@@ -332,7 +348,8 @@ protected:
     void ask() {
         Variant written;
         BYTE bytes[] = {'A', 'T', '\r'};
-        EXPECT_EQ(call(object, L"DirectWriteByteData", {reference(VT_UI1, bytes), Variant(3).raw(), variable(written)}).result,
+        EXPECT_EQ(call(object, L"DirectWriteByteData", {reference(VT_UI1, bytes), Variant(3).raw(), variable(written)})
+                      .result,
                   S_OK);
         EXPECT_EQ(written.number(), 3);
         EXPECT_TRUE(eventually([&] { return call(object, L"DirectQueryDataInQueue", {}).value.number() == 9; }));
@@ -417,7 +434,9 @@ TEST_F(ModemLines, AreRaisedAndDropped) {
 }
 
 TEST_F(ModemLines, AreRead) {
-    const auto detect = [&](int index) { return call(object, L"DetectCommSignal", {Variant(index).raw()}).value.number(); };
+    const auto detect = [&](int index) {
+        return call(object, L"DetectCommSignal", {Variant(index).raw()}).value.number();
+    };
     handsetRaises("CTS DSR");
     EXPECT_EQ(detect(-1), 0x30);
     EXPECT_EQ(detect(0), 1);
@@ -453,14 +472,16 @@ TEST_F(Conversation, TheTraceFileTellsWhatWentOverTheLine) {
     const std::string narrow(path.begin(), path.end());
     std::remove(narrow.c_str());
     Variant enable(1);
-    EXPECT_EQ(call(object, L"ActivateMovaLogging", {Variant(path.c_str()).raw(), Variant(0).raw(), variable(enable)}).result,
-              S_OK);
+    EXPECT_EQ(
+        call(object, L"ActivateMovaLogging", {Variant(path.c_str()).raw(), Variant(0).raw(), variable(enable)}).result,
+        S_OK);
     EXPECT_EQ(enable.number(), 0);
     exchange(manager.get(), L"AT+CGMI");
     Variant reply;
     call(object, L"WiFiAction", {Variant(0x21).raw(), Variant(L"AABB").raw(), variable(reply)});
     EXPECT_EQ(call(object, L"ActivateMovaLoggingVb", {Variant(path.c_str()).raw(), Variant(0).raw(), Variant(0).raw()})
-                  .value.number(), 0);
+                  .value.number(),
+              0);
     exchange(manager.get(), L"AT+CGMM");
     const std::string text = fileText(narrow);
     EXPECT_THAT(text, HasSubstr("AT-S AT+CGMI\t\t\t\t[T:"));

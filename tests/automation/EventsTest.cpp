@@ -50,8 +50,11 @@ public:
         EXPECT_EQ(V_VT(&arguments[2]), VT_I4);
         {
             const std::lock_guard guard(mutex);
-            seen.push_back({id, V_I4(&arguments[2]), V_I4(&arguments[1]),
-                            {V_BSTR(&arguments[0]), SysStringLen(V_BSTR(&arguments[0]))}, GetCurrentThreadId()});
+            seen.push_back({id,
+                            V_I4(&arguments[2]),
+                            V_I4(&arguments[1]),
+                            {V_BSTR(&arguments[0]), SysStringLen(V_BSTR(&arguments[0]))},
+                            GetCurrentThreadId()});
         }
         if (action) action();
         return answer;
@@ -391,13 +394,15 @@ TEST(EventsAtSpeed, TenThousandConfirmationsArriveInOrder) {
     const auto number = [](const Event& event) {  // two bytes, least significant first
         return std::stoul(event.text.substr(6, 2) + event.text.substr(4, 2), nullptr, 16);
     };
-    EXPECT_TRUE(eventually([&] {
-        const auto events = sink.events();
-        for (auto event = events.rbegin(); event != events.rend(); ++event) {
-            if (isConfirmation(*event)) return number(*event) == 9999;
-        }
-        return false;
-    }, 120000));
+    EXPECT_TRUE(eventually(
+        [&] {
+            const auto events = sink.events();
+            for (auto event = events.rbegin(); event != events.rend(); ++event) {
+                if (isConfirmation(*event)) return number(*event) == 9999;
+            }
+            return false;
+        },
+        120000));
     switchTo(manager.get(), 0);
     long last = -1;
     std::size_t arrived = 0;

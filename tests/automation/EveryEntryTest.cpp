@@ -1,5 +1,5 @@
-// Each entry called three ways, by slot, by id and by name, on a port with a simulated handset: the same outcome in every
-// out-parameter.
+// Each entry called three ways, by slot, by id and by name, on a port with a simulated handset: the same outcome in
+// every out-parameter.
 #include "Client.h"
 
 namespace mova::test {
@@ -52,7 +52,8 @@ std::wstring late(IDispatch* object, DISPID id, const Entry& entry) {
     std::vector<Variant> held;
     for (const Parameter& parameter : entry.parameters) held.push_back(parameter.value);
     std::vector<VARIANT> arguments;
-    for (std::size_t i = 0; i < held.size(); ++i) arguments.push_back(entry.parameters[i].out ? variable(held[i]) : held[i].raw());
+    for (std::size_t i = 0; i < held.size(); ++i)
+        arguments.push_back(entry.parameters[i].out ? variable(held[i]) : held[i].raw());
     const Outcome outcome = call(object, id, arguments, entry.kind);
     EXPECT_TRUE(SUCCEEDED(outcome.result)) << std::hex << outcome.result;
     std::wstring text;
@@ -68,6 +69,8 @@ using Manager = IVeCmdManager*;
 Slots code(ULONG value) { return Slots().number(value); }
 Slots code(LONG value) { return Slots().number(value); }
 
+// A table, one entry a line.
+// clang-format off
 const std::vector<Entry>& entries() {
     static const std::vector<Entry> all{
         {L"BaudRate", 1, {in(115200)}, false, L"", [](Manager m) { m->put_BaudRate(115200); return Slots(); }, DISPATCH_PROPERTYPUT},
@@ -132,6 +135,7 @@ const std::vector<Entry>& entries() {
     };
     return all;
 }
+// clang-format on
 
 // A confirmation that waits in the queue as bytes.
 void queueOne(Manager manager) {
@@ -170,7 +174,9 @@ TEST(EveryEntry, FetchesTheSameBytesUnderBothNames) {
     for (const wchar_t* name : {L"FetchMovaCnfData", L"FetchQueuedCnfItem"}) {
         queueOne(manager.get());
         Variant remained, length, error, data;
-        EXPECT_EQ(call(manager.get(), name, {variable(remained), variable(length), variable(error), variable(data)}).result, S_OK);
+        EXPECT_EQ(
+            call(manager.get(), name, {variable(remained), variable(length), variable(error), variable(data)}).result,
+            S_OK);
         EXPECT_EQ(length.number(), 4);
         EXPECT_EQ(data.bytes(), bytes);
     }

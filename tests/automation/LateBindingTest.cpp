@@ -20,20 +20,66 @@ protected:
 };
 
 TEST_F(LateBinding, EveryNameHasItsId) {
-    const wchar_t* const names[] = {L"BaudRate", L"CommPortId", L"InitCmdManager", L"SetGeneralParam",
-        L"RfGeneralTestReq", L"RfChangeParamReq", L"RfChangeTableReq", L"RfTestCaseReq", L"RfStatisticsReq",
-        L"ResetCmdManager", L"SetAtCmdProperty", L"FetchMovaCnfData", L"RfOtherTestService", L"FetchQueuedCnfItem",
-        L"SwitchOperateMode", L"ReadE2PObject", L"WriteE2PObject", L"ActivateMovaLogging", L"ProprietaryOpenComPort",
-        L"ProprietaryCloseComPort", L"RetriveComPortData", L"SendNormalAtCmd", L"GetNormalAtResult", L"SetCommSignal",
-        L"DetectCommSignal", L"VbInitCmdManager", L"VbSetAtCmdProperty", L"VbSwitchOperateMode", L"SendE2PPasswd",
-        L"SendAuthReq", L"SendAuthKey", L"SendSerialNumber", L"GetCmpVersion", L"ActivateMovaLoggingVb",
-        L"AssignTimeoutConstant", L"ReadE2PObjectEx", L"WriteE2PObjectEx", L"SetCommDeviceType",
-        L"FetchQueuedCnfTextItem", L"ClearQueue", L"DirectWriteHexData", L"DirectReadHexData",
-        L"DirectQueryDataInQueue", L"SwitchCommFlowControlMode", L"VbRfVarReq", L"SpecificInfo", L"HciAction",
-        L"DirectWriteAsciiData", L"DirectReadAsciiData", L"SendHashReq", L"SendLockOtp", L"WiFiAction",
-        L"IsCommDeviceOpen", L"GetDeviceHandle", L"SetDeviceHandle", L"Set_Log_File_Path", L"DirectWriteByteData"};
+    const wchar_t* const names[] = {L"BaudRate",
+                                    L"CommPortId",
+                                    L"InitCmdManager",
+                                    L"SetGeneralParam",
+                                    L"RfGeneralTestReq",
+                                    L"RfChangeParamReq",
+                                    L"RfChangeTableReq",
+                                    L"RfTestCaseReq",
+                                    L"RfStatisticsReq",
+                                    L"ResetCmdManager",
+                                    L"SetAtCmdProperty",
+                                    L"FetchMovaCnfData",
+                                    L"RfOtherTestService",
+                                    L"FetchQueuedCnfItem",
+                                    L"SwitchOperateMode",
+                                    L"ReadE2PObject",
+                                    L"WriteE2PObject",
+                                    L"ActivateMovaLogging",
+                                    L"ProprietaryOpenComPort",
+                                    L"ProprietaryCloseComPort",
+                                    L"RetriveComPortData",
+                                    L"SendNormalAtCmd",
+                                    L"GetNormalAtResult",
+                                    L"SetCommSignal",
+                                    L"DetectCommSignal",
+                                    L"VbInitCmdManager",
+                                    L"VbSetAtCmdProperty",
+                                    L"VbSwitchOperateMode",
+                                    L"SendE2PPasswd",
+                                    L"SendAuthReq",
+                                    L"SendAuthKey",
+                                    L"SendSerialNumber",
+                                    L"GetCmpVersion",
+                                    L"ActivateMovaLoggingVb",
+                                    L"AssignTimeoutConstant",
+                                    L"ReadE2PObjectEx",
+                                    L"WriteE2PObjectEx",
+                                    L"SetCommDeviceType",
+                                    L"FetchQueuedCnfTextItem",
+                                    L"ClearQueue",
+                                    L"DirectWriteHexData",
+                                    L"DirectReadHexData",
+                                    L"DirectQueryDataInQueue",
+                                    L"SwitchCommFlowControlMode",
+                                    L"VbRfVarReq",
+                                    L"SpecificInfo",
+                                    L"HciAction",
+                                    L"DirectWriteAsciiData",
+                                    L"DirectReadAsciiData",
+                                    L"SendHashReq",
+                                    L"SendLockOtp",
+                                    L"WiFiAction",
+                                    L"IsCommDeviceOpen",
+                                    L"GetDeviceHandle",
+                                    L"SetDeviceHandle",
+                                    L"Set_Log_File_Path",
+                                    L"DirectWriteByteData"};
     ASSERT_EQ(std::size(names), 57u);
-    for (std::size_t i = 0; i < std::size(names); ++i) EXPECT_EQ(idOf(object, names[i]), static_cast<DISPID>(i + 1)) << i;
+    for (std::size_t i = 0; i < std::size(names); ++i)
+        EXPECT_EQ(idOf(object, names[i]), static_cast<DISPID>(i + 1)) << i;
     EXPECT_EQ(idOf(object, L"initcmdmanager"), kInitCmdManager);  // scripts write names as they like
     EXPECT_EQ(idOf(object, L"NoSuchEntry"), DISPID_UNKNOWN);
 }
@@ -100,7 +146,8 @@ TEST_F(LateBinding, AMissingOutParameterIsTolerated) {
 
 TEST_F(LateBinding, AMissingInParameterIsNot) {
     EXPECT_EQ(call(object, kInitCmdManager, {}).result, DISP_E_PARAMNOTOPTIONAL);
-    EXPECT_EQ(call(object, kInitCmdManager, {Variant::missing().raw(), variable(code)}).result, DISP_E_PARAMNOTOPTIONAL);
+    EXPECT_EQ(call(object, kInitCmdManager, {Variant::missing().raw(), variable(code)}).result,
+              DISP_E_PARAMNOTOPTIONAL);
 }
 
 TEST_F(LateBinding, TooManyArgumentsAreRefused) {
@@ -115,8 +162,9 @@ TEST_F(LateBinding, AnUnknownIdIsRefused) {
 
 TEST_F(LateBinding, AnotherInterfaceIdIsRefused) {
     DISPPARAMS none{};
-    EXPECT_EQ(object->Invoke(kInitCmdManager, __uuidof(IDispatch), 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
-              DISP_E_UNKNOWNINTERFACE);
+    EXPECT_EQ(
+        object->Invoke(kInitCmdManager, __uuidof(IDispatch), 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
+        DISP_E_UNKNOWNINTERFACE);
 }
 
 TEST_F(LateBinding, AnArgumentThatDoesNotConvertIsNamed) {
@@ -178,9 +226,10 @@ TEST_F(LateBinding, ResultsAreTypesThatScriptsKnow) {
     Variant length;
     Variant error;
     Variant data;
-    EXPECT_EQ(call(object, L"FetchQueuedCnfItem",
-                   {variable(remained), variable(length), variable(error), variable(data)}).result,
-              S_OK);
+    EXPECT_EQ(
+        call(object, L"FetchQueuedCnfItem", {variable(remained), variable(length), variable(error), variable(data)})
+            .result,
+        S_OK);
     EXPECT_EQ(remained.number(), 0);
     EXPECT_EQ(length.number(), 0);
     EXPECT_EQ(error.number(), 0);
@@ -222,7 +271,8 @@ TEST_F(LateBinding, AFailedArrayReadLeavesTheVariableAlone) {
     for (Variant held : {Variant(5), Variant(L"text"), Variant(), Variant::typed(VT_NULL), Variant::byteArray("abc")}) {
         const VARTYPE type = held.type();
         Variant count;
-        const Outcome outcome = call(object, L"DirectReadAsciiData", {variable(held), Variant(2).raw(), variable(count)});
+        const Outcome outcome =
+            call(object, L"DirectReadAsciiData", {variable(held), Variant(2).raw(), variable(count)});
         EXPECT_EQ(outcome.result, S_OK);
         EXPECT_EQ(outcome.value.number(), kNotInitialised);
         EXPECT_EQ(count.number(), 0);

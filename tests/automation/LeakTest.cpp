@@ -51,8 +51,9 @@ const Shape kShapes[] = {
          double length = 0;
          LONG error = 0;
          BSTR data = SysAllocString(L"old");
-         call(object, DISPID{14}, {reference(VT_UI4, &remained), reference(VT_R8, &length), reference(VT_I4, &error),
-                                   reference(VT_BSTR, &data)});
+         call(object, DISPID{14},
+              {reference(VT_UI4, &remained), reference(VT_R8, &length), reference(VT_I4, &error),
+               reference(VT_BSTR, &data)});
          SysFreeString(data);
      }},
     {"NumberIntoATextReference",
@@ -67,7 +68,9 @@ const Shape kShapes[] = {
          call(object, DISPID{17}, {Variant(1).raw(), Variant(1).raw(), variable(buffer)});
      }},
     {"NumberForAText",
-     [](IDispatch* object) { call(object, DISPID{56}, {Variant(5).raw()}), call(object, DISPID{56}, {Variant(L"").raw()}); }},
+     [](IDispatch* object) {
+         call(object, DISPID{56}, {Variant(5).raw()}), call(object, DISPID{56}, {Variant(L"").raw()});
+     }},
     {"NamedArguments",
      [](IDispatch* object) {
          Variant code(L"old");
@@ -102,7 +105,10 @@ const Shape kShapes[] = {
          BYTE small = 0;
          call(object, DISPID{11}, {Variant(50).raw(), Variant(0).raw(), reference(VT_UI1, &small)});
      }},
-    {"TooManyArguments", [](IDispatch* object) { call(object, DISPID{40}, {Variant(1).raw(), Variant(L"x").raw()}); }},
+    {"TooManyArguments",
+     [](IDispatch* object) {
+         call(object, DISPID{40}, {Variant(1).raw(), Variant(L"x").raw()});
+     }},
     {"UnknownName", [](IDispatch* object) { idOf(object, L"NoSuchEntry"); }},
 };
 
@@ -125,7 +131,9 @@ TEST(Module, IsUnloadedAfterAnObjectThatHadAReaderThread) {
                       __uuidof(VeCmdManager), __uuidof(IClassFactory), reinterpret_cast<void**>(factory.receive())),
                   S_OK);
         ComPtr<IVeCmdManager> manager;
-        ASSERT_EQ(factory->CreateInstance(nullptr, __uuidof(IVeCmdManager), reinterpret_cast<void**>(manager.receive())), S_OK);
+        ASSERT_EQ(
+            factory->CreateInstance(nullptr, __uuidof(IVeCmdManager), reinterpret_cast<void**>(manager.receive())),
+            S_OK);
         manager->put_CommPortId(fastPort());
         ULONG code = 1;
         manager->SwitchOperateMode(2, 0, &code);

@@ -44,16 +44,26 @@ ComPtr<ITypeInfo> vtableView(ITypeLib* from) {
 
 std::string typeName(const TYPEDESC& type) {
     switch (type.vt) {
-        case VT_PTR: return typeName(*type.lptdesc) + "*";
-        case VT_I2: return "short";
-        case VT_I4: return "long";
-        case VT_INT: return "int";
-        case VT_UI1: return "unsigned char";
-        case VT_UI2: return "unsigned short";
-        case VT_UI4: return "unsigned long";
-        case VT_BSTR: return "BSTR";
-        case VT_VARIANT: return "VARIANT";
-        default: return "type " + std::to_string(type.vt);
+        case VT_PTR:
+            return typeName(*type.lptdesc) + "*";
+        case VT_I2:
+            return "short";
+        case VT_I4:
+            return "long";
+        case VT_INT:
+            return "int";
+        case VT_UI1:
+            return "unsigned char";
+        case VT_UI2:
+            return "unsigned short";
+        case VT_UI4:
+            return "unsigned long";
+        case VT_BSTR:
+            return "BSTR";
+        case VT_VARIANT:
+            return "VARIANT";
+        default:
+            return "type " + std::to_string(type.vt);
     }
 }
 
@@ -83,7 +93,8 @@ std::string describe(ITypeInfo* info, UINT index, std::size_t firstSlot) {
         if (i > 0) text += ", ";
         text += flagsOf(element) + typeName(element.tdesc);
         const auto name = static_cast<UINT>(i + 1);
-        if (function->invkind != INVOKE_PROPERTYPUT && name < count) text += " " + narrowed(std::exchange(names[name], nullptr));
+        if (function->invkind != INVOKE_PROPERTYPUT && name < count)
+            text += " " + narrowed(std::exchange(names[name], nullptr));
     }
     for (UINT i = 1; i < count; ++i) SysFreeString(names[i]);
     EXPECT_EQ(function->elemdescFunc.tdesc.vt, VT_HRESULT);
@@ -168,7 +179,8 @@ TEST(TypeLibrary, EntriesStandInTheirSlotsWithIdsAndNames) {
         "[out] unsigned long* pulErrorCode)",
         "13 12 FetchMovaCnfData([out] unsigned long* pulRemainedSig, [out] unsigned long* pulLength, "
         "[out] unsigned long* pulError, [out] BSTR* pbstrData)",
-        "14 13 RfOtherTestService([in] unsigned char bytReq, [in] unsigned char bytAccess, [in] unsigned short ushIndex, "
+        "14 13 RfOtherTestService([in] unsigned char bytReq, [in] unsigned char bytAccess, [in] unsigned short "
+        "ushIndex, "
         "[in] unsigned short ushLength, [in] VARIANT varArray, [out] unsigned long* pulResult)",
         "15 14 FetchQueuedCnfItem([out] unsigned long* pulRemainedSig, [out] unsigned long* pulLength, "
         "[out] unsigned long* pulError, [out] BSTR* pbstrData)",
@@ -194,7 +206,8 @@ TEST(TypeLibrary, EntriesStandInTheirSlotsWithIdsAndNames) {
         "29 28 VbSwitchOperateMode([in] long lOption, [in] long lParam, [out,retval] long* plErrorCode)",
         "30 29 SendE2PPasswd([in] long ObjectID, [in] long Record, [in,out] BSTR* bstrBuffer, "
         "[out,retval] long* plErrorCode)",
-        "31 30 SendAuthReq([in] long ObjectID, [in] long Record, [out] BSTR* bstrBuffer, [out,retval] long* plErrorCode)",
+        "31 30 SendAuthReq([in] long ObjectID, [in] long Record, [out] BSTR* bstrBuffer, [out,retval] long* "
+        "plErrorCode)",
         "32 31 SendAuthKey([in] long ObjectID, [in] long Record, [in,out] BSTR* bstrBuffer, "
         "[out,retval] long* plErrorCode)",
         "33 32 SendSerialNumber([in] long ObjectID, [in] long Record, [in,out] BSTR* bstrBuffer, "
@@ -222,13 +235,16 @@ TEST(TypeLibrary, EntriesStandInTheirSlotsWithIdsAndNames) {
         "[out,retval] long* plResult)",
         "47 46 SpecificInfo([in] long lOption, [in] int iAccess, [in] BSTR bstrParam, [out] BSTR* pbstrResult, "
         "[out,retval] long* plErrorCode)",
-        "48 47 HciAction([in] long lOption, [in] BSTR bstrCmd, [out] BSTR* pbstrReturn, [out,retval] long* plErrorCode)",
+        "48 47 HciAction([in] long lOption, [in] BSTR bstrCmd, [out] BSTR* pbstrReturn, [out,retval] long* "
+        "plErrorCode)",
         "49 48 DirectWriteAsciiData([in] VARIANT varArray, [in] long lDataToWrite, [out] long* plDataWrite, "
         "[out,retval] long* plErrorCode)",
         "50 49 DirectReadAsciiData([out] VARIANT* pvarArray, [in] long lDataToRead, [out] long* plDataRead, "
         "[out,retval] long* plErrorCode)",
-        "51 50 SendHashReq([in] long ObjectID, [in] long Record, [out] BSTR* bstrBuffer, [out,retval] long* plErrorCode)",
-        "52 51 SendLockOtp([in] long lOption, [in] long lRecord, [out] BSTR* pbstrBuffer, [out,retval] long* plErrorCode)",
+        "51 50 SendHashReq([in] long ObjectID, [in] long Record, [out] BSTR* bstrBuffer, [out,retval] long* "
+        "plErrorCode)",
+        "52 51 SendLockOtp([in] long lOption, [in] long lRecord, [out] BSTR* pbstrBuffer, [out,retval] long* "
+        "plErrorCode)",
         "53 52 WiFiAction([in] unsigned char bytCmd, [in] BSTR bstrParam, [out] BSTR* pbstrReturn, "
         "[out,retval] long* plErrorCode)",
         "54 53 IsCommDeviceOpen([out,retval] long* pbOpened)",

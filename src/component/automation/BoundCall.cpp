@@ -42,9 +42,7 @@ std::size_t integerWidth(VARTYPE type) {
     }
 }
 
-const void* dataOf(const VARIANT& value) {
-    return (V_VT(&value) & VT_BYREF) != 0 ? V_BYREF(&value) : &V_NONE(&value);
-}
+const void* dataOf(const VARIANT& value) { return (V_VT(&value) & VT_BYREF) != 0 ? V_BYREF(&value) : &V_NONE(&value); }
 
 // Integers of one width go over with their bits: &hFFFFFFFF of a script is a negative number.
 bool copyBits(VARTYPE type, const VARIANT& from, void* to) {

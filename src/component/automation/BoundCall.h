@@ -26,13 +26,13 @@ public:
 
 private:
     struct Slot {
-        VARIANT* given = nullptr;       // the caller's argument; null: missing
+        VARIANT* given = nullptr;  // the caller's argument; null: missing
         UINT givenIndex = 0;
-        bool lent = false;              // the caller's own storage is passed
-        VARIANT own{};                  // the typed value, when not lent
-        VARIANT alias{};                // a second view of the caller's array
+        bool lent = false;                // the caller's own storage is passed
+        VARIANT own{};                    // the typed value, when not lent
+        VARIANT alias{};                  // a second view of the caller's array
         std::vector<std::uint8_t> bytes;  // storage for a byte pointer
-        bool standsIn = false;          // own holds a byte array in place of a script's array
+        bool standsIn = false;            // own holds a byte array in place of a script's array
     };
 
     HRESULT match(DISPPARAMS& given);

@@ -210,7 +210,8 @@ STDMETHODIMP AutomationObject::VbSwitchOperateMode(LONG lOption, LONG lParam, LO
 
 STDMETHODIMP AutomationObject::SendE2PPasswd(LONG ObjectID, LONG Record, BSTR* bstrBuffer, LONG* plErrorCode) {
     return guarded([&] {
-        return replaceByReply(manager_.SendE2PPasswd(ObjectID, Record, textBehind(bstrBuffer)), bstrBuffer, plErrorCode);
+        return replaceByReply(manager_.SendE2PPasswd(ObjectID, Record, textBehind(bstrBuffer)), bstrBuffer,
+                              plErrorCode);
     });
 }
 

@@ -1,5 +1,5 @@
-// The clients' event sinks: a growable array of places, one for each subscriber. Events go to each in turn, on the thread
-// that runs the receive engine, without a lock held; a sink may unsubscribe itself or others meanwhile.
+// The clients' event sinks: a growable array of places, one for each subscriber. Events go to each in turn, on the
+// thread that runs the receive engine, without a lock held; a sink may unsubscribe itself or others meanwhile.
 #pragma once
 #include <cstdint>
 #include <mutex>
@@ -33,10 +33,10 @@ public:
 
 private:
     struct Place {
-        DWORD cookie = 0;         // 0: nobody
-        ComPtr<IDispatch> sink;   // as it was subscribed
-        IID iid{};                // the interface that this is
-        DWORD globalCookie = 0;   // 0: called directly
+        DWORD cookie = 0;        // 0: nobody
+        ComPtr<IDispatch> sink;  // as it was subscribed
+        IID iid{};               // the interface that this is
+        DWORD globalCookie = 0;  // 0: called directly
     };
 
     std::size_t count() const;

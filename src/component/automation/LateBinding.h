@@ -3,11 +3,11 @@
 // caller's references in types that scripts can use (32-bit integers become signed).
 //
 // What a parameter accepts:
-//   value            anything that converts; unsigned 32- and 16-bit values also as the signed number with the same bits
-//   text out         any reference
-//   number in/out    any reference that converts; a plain value is taken in and its result dropped
-//   array of bytes   (VARIANT*) the caller's own byte array, filled in place; a script's array gets its elements set
-//   bytes            (unsigned char*) a reference to a byte, an array of bytes, a script's array of numbers, or one
+//   value            anything that converts; unsigned 32- and 16-bit values also as the signed number with the same
+//   bits text out         any reference number in/out    any reference that converts; a plain value is taken in and its
+//   result dropped array of bytes   (VARIANT*) the caller's own byte array, filled in place; a script's array gets its
+//   elements set bytes            (unsigned char*) a reference to a byte, an array of bytes, a script's array of
+//   numbers, or one
 //                    number; more bytes asked for than there are: DISP_E_OVERFLOW
 // A missing out-parameter's result is dropped; a missing in-parameter is DISP_E_PARAMNOTOPTIONAL.
 #pragma once

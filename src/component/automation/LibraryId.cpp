@@ -3,6 +3,7 @@
 
 #include <ole2.h>
 
+// After the headers that only declare ids.
 #include <initguid.h>
 
 #include "MovaCmdSvr.h"

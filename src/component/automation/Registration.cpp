@@ -31,14 +31,14 @@ std::wstring classKey() { return L"CLSID\\" + textOf(__uuidof(VeCmdManager)); }
 
 HRESULT write(const std::wstring& key, const wchar_t* name, const std::wstring& value) {
     const auto bytes = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
-    return HRESULT_FROM_WIN32(static_cast<DWORD>(
-        RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, value.c_str(), bytes)));
+    return HRESULT_FROM_WIN32(
+        static_cast<DWORD>(RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, value.c_str(), bytes)));
 }
 
 HRESULT createEmpty(const std::wstring& key) {
     HKEY opened = nullptr;
-    const LSTATUS result = RegCreateKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &opened,
-                                           nullptr);
+    const LSTATUS result =
+        RegCreateKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &opened, nullptr);
     if (result == ERROR_SUCCESS) RegCloseKey(opened);
     return HRESULT_FROM_WIN32(static_cast<DWORD>(result));
 }
