@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# build.sh PRESET...: configures and builds the presets.
+# build.sh TESTS PRESET...: configures and builds the presets, with (ON) or without (OFF) the tests.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
+tests=$1
+shift
 for preset in "$@"; do
     echo "--- building $preset"
     mkdir -p build
-    if ! { cmake --preset "$preset" && cmake --build --preset "$preset"; } >"build/$preset.log" 2>&1; then
+    if ! { cmake --preset "$preset" -DMOVA_TESTS="$tests" && cmake --build --preset "$preset"; } >"build/$preset.log" 2>&1; then
         tail -n 60 "build/$preset.log"
         echo "building $preset failed; the whole log is build/$preset.log" >&2
         exit 1
