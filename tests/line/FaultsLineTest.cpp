@@ -178,7 +178,9 @@ TEST_F(FaultsLine, UnpluggedUnderABackgroundReader) {
     patience(kShort);
     EXPECT_NE(readCode(), 0U);
     station_.handset.replug();
-    // The request that failed has closed the port; the reader opens it again by itself.
+    // A write that fails closes the port; whoever comes next, the reader or another request, opens it again.
+    patience(LineStation::kPatience);
+    EXPECT_TRUE(waitUntil([&] { return readCode() == 0; }));
     const auto confirmed = [&] {
         station_.handset.with([](Handset& h) { h.sendUnsolicited(PtyHandset::nowMicroseconds()); });
         return !manager_.FetchQueuedCnfTextItem().data.empty();
