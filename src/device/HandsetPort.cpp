@@ -1,16 +1,8 @@
 #include "device/HandsetPort.h"
 
-#include <algorithm>
-#include <array>
-#include <cstring>
-
 #include "logging/Text.h"
 
 namespace mova {
-
-namespace {
-constexpr std::size_t kStagingSize = 4096;
-}
 
 HandsetPort::HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace)
     : platform_(platform),
@@ -98,17 +90,15 @@ std::uint32_t HandsetPort::write(const void* data, std::uint32_t length, std::ui
 }
 
 std::uint32_t HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds) {
-    std::array<char, kStagingSize> staged;
-    length = std::min(length, static_cast<std::uint32_t>(staged.size()));  // callers never pass more
-    std::memcpy(staged.data(), data, length);
     const std::uint32_t start = platform_.clock.tickCount();
     if (!isSerial()) return code::Success;
-    if (isUsb(cardType_)) return write(staged.data(), length);
+    if (isUsb(cardType_)) return write(data, length);
 
     // Required: every other kind of card takes the request byte by byte.
+    const char* const bytes = static_cast<const char*>(data);
     for (std::uint32_t sent = 0; sent < length;) {
         std::uint32_t written = 0;
-        const std::uint32_t result = write(staged.data() + sent, 1, &written);
+        const std::uint32_t result = write(bytes + sent, 1, &written);
         if (result != code::Success) return result;
         // As in a whole write: a device that is found closed, or is no serial one any more, takes nothing.
         if (!isSerial() || !device_.isOpen()) return code::Success;

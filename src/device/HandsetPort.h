@@ -48,7 +48,7 @@ public:
 
     // Object write: the whole buffer at once. bytesWritten may be null.
     std::uint32_t write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten = nullptr);
-    // Byte by byte unless the card sits on USB; the limit is for the whole request. At most 4096 bytes.
+    // Byte by byte unless the card sits on USB; the limit is for the whole request.
     std::uint32_t pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds);
 
     // For the receive engine: reopens a port that closed itself while it should be open. 0 when there is none.

@@ -144,6 +144,22 @@ TEST_F(LateBinding, AMissingOutParameterIsTolerated) {
     EXPECT_EQ(call(object, kInitCmdManager, {Variant(0).raw(), Variant::missing().raw()}).result, S_OK);
 }
 
+TEST_F(LateBinding, AReferenceToNothingCountsAsMissing) {
+    for (const VARTYPE type : {VT_UI4, VT_I4, VT_R8, VT_BSTR, VT_VARIANT}) {
+        EXPECT_EQ(call(object, kInitCmdManager, {Variant(0).raw(), reference(type, nullptr)}).result, S_OK) << type;
+        EXPECT_EQ(call(object, kInitCmdManager, {reference(type, nullptr), variable(code)}).result,
+                  DISP_E_PARAMNOTOPTIONAL)
+            << type;
+    }
+    Variant count;
+    EXPECT_EQ(call(object, L"DirectReadAsciiData", {reference(VT_VARIANT, nullptr), Variant(1).raw(), variable(count)})
+                  .result,
+              S_OK);
+    EXPECT_EQ(
+        call(object, L"DirectWriteByteData", {reference(VT_UI1, nullptr), Variant(1).raw(), variable(count)}).result,
+        DISP_E_PARAMNOTOPTIONAL);
+}
+
 TEST_F(LateBinding, AMissingInParameterIsNot) {
     EXPECT_EQ(call(object, kInitCmdManager, {}).result, DISP_E_PARAMNOTOPTIONAL);
     EXPECT_EQ(call(object, kInitCmdManager, {Variant::missing().raw(), variable(code)}).result,

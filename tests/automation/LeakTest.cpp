@@ -67,6 +67,14 @@ const Shape kShapes[] = {
          Variant buffer(L"AABB");
          call(object, DISPID{17}, {Variant(1).raw(), Variant(1).raw(), variable(buffer)});
      }},
+    {"CompiledClientsTexts",
+     [](IDispatch* object) {
+         const auto manager = ComPtr<IVeCmdManager>::of(object);
+         LONG length = 0;
+         LONG code = 0;
+         Text answer(L"an answer of before");
+         manager->GetNormalAtResult(2, &length, answer.inOut(), &code);
+     }},
     {"NumberForAText",
      [](IDispatch* object) {
          call(object, DISPID{56}, {Variant(5).raw()}), call(object, DISPID{56}, {Variant(L"").raw()});

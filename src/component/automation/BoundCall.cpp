@@ -19,7 +19,8 @@ HRESULT changeType(VARIANT& to, const VARIANT& from, VARTYPE type) {
 }
 
 bool isMissing(const VARIANT* argument) {
-    return !argument || (V_VT(argument) == VT_ERROR && V_ERROR(argument) == DISP_E_PARAMNOTFOUND);
+    if (!argument || (V_VT(argument) == VT_ERROR && V_ERROR(argument) == DISP_E_PARAMNOTFOUND)) return true;
+    return (V_VT(argument) & VT_BYREF) != 0 && !V_BYREF(argument);  // a reference to nothing
 }
 
 // What a script's variable holds; any other argument is itself.
