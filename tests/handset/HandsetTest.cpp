@@ -83,6 +83,36 @@ TEST_F(HandsetTest, AnswersFromItsProfile) {
     EXPECT_EQ(ask("AT%OTP?\r"), "\r\nERROR\r\n");
 }
 
+TEST_F(HandsetTest, AnAnswerOfItsOwnMayTakeItsTime) {
+    handset_.profile().answers["AT+CBC"] = {{"+CBC: 0,97"}, "OK", 250'000};
+    EXPECT_EQ(ask("at+cbc\r"), "");
+    EXPECT_EQ(handset_.due(now_ + 249'999), "");
+    EXPECT_EQ(handset_.due(now_ + 250'000), "\r\n+CBC: 0,97\r\n\r\nOK\r\n");
+}
+
+TEST_F(HandsetTest, ReplaysWhatTheConversationHoldsAndAnswersTheRest) {
+    std::string error;
+    handset_.replay(*Conversation::fromText("1 -> RING\\r\\n\n10 <- AT+CGMR\n10 -> 9.9\\r\\n\n12 -> OK\\r\\n\n", error), now_);
+    EXPECT_EQ(handset_.due(now_ + 999), "");
+    EXPECT_EQ(handset_.due(now_ + 1'000), "RING\r\n");
+    now_ += kSecond;
+    EXPECT_EQ(ask("AT+CGMR\r"), "9.9\r\n");
+    EXPECT_EQ(handset_.nextDue(), now_ + 2'000);
+    EXPECT_EQ(handset_.due(now_ + 2'000), "OK\r\n");
+    now_ += kSecond;
+    EXPECT_EQ(ask("AT+CGMM\r"), "\r\nAM-1\r\n\r\nOK\r\n");
+}
+
+TEST_F(HandsetTest, LogsWhatItSendsWithTheTimeWhenItDoes) {
+    std::vector<std::string> log;
+    handset_.setLog([&](std::uint64_t when, LogKind kind, std::string_view text) {
+        log.push_back(conversationLine(when, kind, text));
+    });
+    handset_.faults().delayMicroseconds = 1'500;
+    ask("AT\r");
+    EXPECT_THAT(log, ElementsAre("    1000.000 <- AT", R"(    1001.500 -> \r\nOK\r\n)"));
+}
+
 TEST_F(HandsetTest, ACommandMayArriveByteByByte) {
     EXPECT_EQ(ask("A"), "");
     EXPECT_EQ(ask("T"), "");

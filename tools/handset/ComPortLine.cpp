@@ -3,8 +3,11 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <memory>
+#include <thread>
+#include <vector>
 
-#include "handset/Options.h"
+#include "handset/Lines.h"
 
 namespace mova::handset {
 
@@ -27,14 +30,14 @@ std::uint64_t nowMicroseconds() {
     return ticks / perSecond * kSecond + ticks % perSecond * kSecond / perSecond;
 }
 
-HANDLE openPort(const Options& options) {
-    const HANDLE port = CreateFileA(("\\\\.\\" + options.port).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+HANDLE openPort(const Line& line) {
+    const HANDLE port = CreateFileA(("\\\\.\\" + line.port).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                     OPEN_EXISTING, 0, nullptr);
     if (port == INVALID_HANDLE_VALUE) return port;
     DCB settings{};
     settings.DCBlength = sizeof settings;
     GetCommState(port, &settings);
-    if (options.profile.baudRate != 0) settings.BaudRate = options.profile.baudRate;
+    if (line.profile.baudRate != 0) settings.BaudRate = line.profile.baudRate;
     settings.ByteSize = 8;
     settings.Parity = NOPARITY;
     settings.StopBits = ONESTOPBIT;
@@ -45,40 +48,70 @@ HANDLE openPort(const Options& options) {
     return port;
 }
 
+class PortHandset {
+public:
+    explicit PortHandset(const Line& line) : line_(line), port_(openPort(line)), handset_(line.profile) {
+        if (!isOpen()) {
+            std::fprintf(stderr, "mova-handset: %s does not open (error %lu); is it there, and free?\n",
+                         line.port.c_str(), GetLastError());
+        }
+    }
+    PortHandset(const PortHandset&) = delete;
+    PortHandset& operator=(const PortHandset&) = delete;
+    ~PortHandset() {
+        if (thread_.joinable()) thread_.join();
+        if (isOpen()) CloseHandle(port_);
+    }
+
+    bool isOpen() const { return port_ != INVALID_HANDLE_VALUE; }
+    void start() {
+        line_.prepare(handset_, nowMicroseconds());
+        thread_ = std::thread([this] { serve(); });
+    }
+
+private:
+    void serve() {
+        std::array<char, 4096> buffer;
+        while (!ending && !handset_.takeHangUp()) {
+            DWORD count = 0;
+            COMSTAT status{};
+            DWORD errors = 0;
+            if (!ClearCommError(port_, &errors, &status)) break;
+            if (status.cbInQue > 0 && ReadFile(port_, buffer.data(), buffer.size(), &count, nullptr) && count > 0) {
+                handset_.receive(std::string_view(buffer.data(), count), nowMicroseconds());
+            }
+            const std::string out = handset_.due(nowMicroseconds());
+            if (!out.empty()) WriteFile(port_, out.data(), static_cast<DWORD>(out.size()), &count, nullptr);
+            if (count == 0) Sleep(1);
+        }
+        line_.finish(handset_);
+    }
+
+    const Line& line_;
+    const HANDLE port_;
+    Handset handset_;
+    std::thread thread_;
+};
+
 }  // namespace
 
-int serveLine(const Options& options) {
-    if (options.port.empty()) {
-        std::fprintf(stderr, "mova-handset: name the port to answer on, for instance --port COM8\n");
-        return 1;
-    }
-    const HANDLE port = openPort(options);
-    if (port == INVALID_HANDLE_VALUE) {
-        std::fprintf(stderr, "mova-handset: %s does not open (error %lu); is it there, and free?\n", options.port.c_str(),
-                     GetLastError());
-        return 1;
+int serveLines(std::span<const Line> lines, const std::string& readyFile) {
+    std::vector<std::unique_ptr<PortHandset>> handsets;
+    for (const Line& line : lines) {
+        if (line.port.empty()) {
+            std::fprintf(stderr, "mova-handset: name the port to answer on, for instance --port COM8\n");
+            return 1;
+        }
+        if (!handsets.emplace_back(std::make_unique<PortHandset>(line))->isOpen()) return 1;
     }
     SetConsoleCtrlHandler(endOnControl, TRUE);
-    Handset handset(options.profile);
-    options.prepare(handset, nowMicroseconds());
-    std::printf("%s\n", options.port.c_str());
-    std::fflush(stdout);
-    makeReadyFile(options.readyFile);
-    std::array<char, 4096> buffer;
-    while (!ending && !handset.takeHangUp()) {
-        DWORD count = 0;
-        COMSTAT status{};
-        DWORD errors = 0;
-        if (!ClearCommError(port, &errors, &status)) break;
-        if (status.cbInQue > 0 && ReadFile(port, buffer.data(), buffer.size(), &count, nullptr) && count > 0) {
-            handset.receive(std::string_view(buffer.data(), count), nowMicroseconds());
-        }
-        const std::string out = handset.due(nowMicroseconds());
-        if (!out.empty()) WriteFile(port, out.data(), static_cast<DWORD>(out.size()), &count, nullptr);
-        if (count == 0) Sleep(1);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        handsets[i]->start();
+        std::printf("%s\n", lines[i].port.c_str());
     }
-    options.finish(handset);
-    CloseHandle(port);
+    std::fflush(stdout);
+    makeReadyFile(readyFile);
+    handsets.clear();  // waits for each
     return 0;
 }
 

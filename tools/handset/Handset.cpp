@@ -36,8 +36,8 @@ void Handset::setBaudRate(unsigned baudRate) {
     out_.setBaudRate(baudRate);
 }
 
-void Handset::note(LogKind kind, std::string_view text) {
-    if (log_) log_(now_, kind, text);
+void Handset::note(std::uint64_t when, LogKind kind, std::string_view text) {
+    if (log_) log_(when, kind, text);
 }
 
 bool Handset::takeHangUp() { return std::exchange(hangUp_, false); }
@@ -85,7 +85,7 @@ void Handset::fallAsleep() {
     asleep_ = true;
     wakeFramesSeen_ = 0;
     input_.clear();
-    note(LogKind::Note, "asleep");
+    note(now_, LogKind::Note, "asleep");
 }
 
 void Handset::listenAsleep() {
@@ -93,7 +93,7 @@ void Handset::listenAsleep() {
         input_.clear();
         if (++wakeFramesSeen_ >= profile_.wakeFrames) {
             asleep_ = false;
-            note(LogKind::Note, "awake");
+            note(now_, LogKind::Note, "awake");
         }
     } else if (input_.size() > kLongestLine) {
         input_.clear();
@@ -103,12 +103,14 @@ void Handset::listenAsleep() {
 // --- answers
 
 void Handset::command(const std::string& line) {
-    note(LogKind::Received, line);
+    note(now_, LogKind::Received, line);
     if (faults_.take(Fault::Silence)) return;
     if (faults_.take(Fault::HangUp)) {
         hangUp_ = true;
         return;
     }
+    if (replayed(line)) return;
+    std::uint64_t when = now_ + faults_.delayMicroseconds;
     std::string bytes = profile_.echo ? line + "\r" : std::string();
     if (line.starts_with(kRequest)) {
         if (profile_.echo) bytes += "\n";  // the echo is a line of its own
@@ -118,17 +120,34 @@ void Handset::command(const std::string& line) {
     } else if (line == "<j" || line == "<k") {
         bytes += std::string("\r\n>") + line[1] + "\r\n";
     } else if (!line.empty()) {
-        const Answer given = atAnswer(upperCase(line)).value_or(Answer{{}, "ERROR"});
+        const AtAnswer given = atAnswer(upperCase(line)).value_or(AtAnswer{{}, "ERROR"});
         for (const std::string& text : given.information) bytes += "\r\n" + text;
         if (!given.information.empty()) bytes += "\r\n";
-        bytes += "\r\n" + given.result + "\r\n";
+        if (!given.result.empty()) bytes += "\r\n" + given.result + "\r\n";
+        when += given.delayMicroseconds;
     }
-    answer(bytes);
+    send(bytes, when);
     sendAskedConfirmations();
 }
 
-std::optional<Handset::Answer> Handset::atAnswer(const std::string& upper) {
-    const Answer ok{{}, "OK"};
+bool Handset::replayed(const std::string& line) {
+    const Conversation::Turn* const turn = conversation_ ? conversation_->next(line) : nullptr;
+    if (!turn) return false;
+    for (const Conversation::Reply& reply : turn->replies) send(reply.bytes, now_ + reply.delayMicroseconds);
+    return true;
+}
+
+void Handset::replay(Conversation conversation, std::uint64_t nowMicroseconds) {
+    for (const Conversation::Reply& reply : conversation.opening()) {
+        send(reply.bytes, nowMicroseconds + reply.delayMicroseconds);
+    }
+    conversation_ = std::move(conversation);
+}
+
+std::optional<AtAnswer> Handset::atAnswer(const std::string& upper) {
+    const auto own = profile_.answers.find(upper);
+    if (own != profile_.answers.end()) return own->second;
+    const AtAnswer ok;
     struct Question {
         std::string_view command;
         std::vector<std::string> information;
@@ -151,13 +170,13 @@ std::optional<Handset::Answer> Handset::atAnswer(const std::string& upper) {
         {"AT+CFUN?", {"+CFUN: 1"}},
     };
     for (const Question& question : questions) {
-        if (upper == question.command) return Answer{question.information, "OK"};
+        if (upper == question.command) return AtAnswer{question.information};
     }
     if (upper == "ATE" || upper == "ATE0" || upper == "ATE1") {
         profile_.echo = upper == "ATE1";
         return ok;
     }
-    if (upper == "AT%OTP?" && !profile_.otp.empty()) return Answer{{profile_.otp}, "OK"};
+    if (upper == "AT%OTP?" && !profile_.otp.empty()) return AtAnswer{{profile_.otp}};
     const auto equals = upper.find('=');
     const std::string name = upper.substr(0, equals);
     if (equals == upper.npos || std::find(kSettings.begin(), kSettings.end(), name) == kSettings.end())
@@ -172,7 +191,8 @@ void Handset::set(const std::string& name, const std::string& value) {
         constexpr std::uint64_t kMillisecond = 1000;
         const auto comma = value.find(',');
         confirmationsAsked_ = static_cast<unsigned>(std::strtoul(value.c_str(), nullptr, 10));
-        confirmationGap_ = comma == value.npos ? 0 : std::strtoul(value.c_str() + comma + 1, nullptr, 10) * kMillisecond;
+        confirmationGap_ =
+            comma == value.npos ? 0 : std::strtoul(value.c_str() + comma + 1, nullptr, 10) * kMillisecond;
     }
 }
 
@@ -184,9 +204,9 @@ void Handset::sendAskedConfirmations() {
     }
 }
 
-void Handset::answer(std::string_view bytes) {
-    note(LogKind::Sent, bytes);
-    out_.send(bytes, now_ + faults_.delayMicroseconds);
+void Handset::send(std::string_view bytes, std::uint64_t whenMicroseconds) {
+    note(whenMicroseconds, LogKind::Sent, bytes);
+    out_.send(bytes, whenMicroseconds);
 }
 
 // --- out
@@ -213,9 +233,7 @@ void Handset::sendUnsolicited(std::uint64_t nowMicroseconds) {
 }
 
 void Handset::sendConfirmation(std::uint64_t whenMicroseconds) {
-    const std::string line = protocol_.unsolicited() + "\r\n";
-    note(LogKind::Sent, line);
-    out_.send(line, whenMicroseconds);
+    send(protocol_.unsolicited() + "\r\n", whenMicroseconds);
 }
 
 void Handset::sendDueUnsolicited(std::uint64_t now) {

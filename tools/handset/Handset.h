@@ -6,16 +6,25 @@
 #pragma once
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "handset/Conversation.h"
 #include "handset/Faults.h"
 #include "handset/LineOut.h"
 #include "handset/RequestProtocol.h"
 
 namespace mova::handset {
+
+// The answer to an AT command: information lines, then the result.
+struct AtAnswer {
+    std::vector<std::string> information;
+    std::string result = "OK";
+    std::uint64_t delayMicroseconds = 0;
+};
 
 struct Profile {
     std::string manufacturer = "ACME";
@@ -28,12 +37,11 @@ struct Profile {
     std::string operatorName = "0,0,\"TESTNET\"";
     std::string otp = "UNLOCKED";  // of "AT%OTP?"; empty: "ERROR"
     bool echo = true;
-    unsigned baudRate = 115200;                    // 0: as fast as the machine
+    unsigned baudRate = 115200;                      // 0: as fast as the machine
     std::uint64_t sleepAfterMicroseconds = 200'000;  // idle time until a handset in sleep mode falls asleep
-    unsigned wakeFrames = 1;                       // that it takes to wake it
+    unsigned wakeFrames = 1;                         // that it takes to wake it
+    std::map<std::string, AtAnswer> answers;         // to commands (in upper case) that are answered differently
 };
-
-enum class LogKind { Received, Sent, Note };
 
 class Handset {
 public:
@@ -57,34 +65,33 @@ public:
     // Numbered general confirmations from now on; 0: none.
     void setUnsolicitedInterval(std::uint64_t microseconds, std::uint64_t nowMicroseconds);
     void sendUnsolicited(std::uint64_t nowMicroseconds);
+    // From now on what the conversation holds is answered from it, everything else as before.
+    void replay(Conversation conversation, std::uint64_t nowMicroseconds);
     void setLog(Log log) { log_ = std::move(log); }
     bool isAsleep() const { return asleep_; }
     void lineLost();  // what was under way is gone
 
 private:
-    struct Answer {
-        std::vector<std::string> information;
-        std::string result;
-    };
-
     void command(const std::string& line);
-    std::optional<Answer> atAnswer(const std::string& upper);
+    bool replayed(const std::string& line);
+    std::optional<AtAnswer> atAnswer(const std::string& upper);
     void set(const std::string& name, const std::string& value);
-    void answer(std::string_view bytes);
+    void send(std::string_view bytes, std::uint64_t whenMicroseconds);
     void sendAskedConfirmations();
     void sendConfirmation(std::uint64_t whenMicroseconds);
     void listenAsleep();
     void fallAsleep();
-    void note(LogKind kind, std::string_view text);
+    void note(std::uint64_t when, LogKind kind, std::string_view text);
     void sendDueUnsolicited(std::uint64_t now);
 
     Profile profile_;
     Faults faults_;
     LineOut out_;
     RequestProtocol protocol_;
+    std::optional<Conversation> conversation_;
     Log log_;
     std::string input_;
-    std::uint64_t now_ = 0;        // microseconds; when the byte being handled had arrived
+    std::uint64_t now_ = 0;         // microseconds; when the byte being handled had arrived
     std::uint64_t lineInFree_ = 0;  // nanoseconds
     std::uint64_t lastHeard_ = 0;
     bool sleepMode_ = false;

@@ -51,6 +51,14 @@ RequestProtocol::Lines RequestProtocol::answer(std::string_view body) {
     return lines;
 }
 
+const ServiceAnswer* RequestProtocol::ownAnswer(ServiceAnswer::Service service, std::string_view request) const {
+    const auto fits = [&](const ServiceAnswer& own) {
+        return own.service == service && request.starts_with(own.request);
+    };
+    const auto found = std::find_if(answers_.begin(), answers_.end(), fits);
+    return found == answers_.end() ? nullptr : &*found;
+}
+
 // Head: service, access, index, data length, then segment number and count when there are several.
 RequestProtocol::Lines RequestProtocol::answerRf(std::string_view payload) {
     constexpr std::size_t kHead = 8;
@@ -65,9 +73,10 @@ RequestProtocol::Lines RequestProtocol::answerRf(std::string_view payload) {
     assembly.bytes += payload.substr(kHead);
     if (number < count) return kOnlyAcknowledged;
     // The confirmation: service, status, index, then the data as it was taken in.
-    std::string confirmation{static_cast<char>(service), '\0'};
+    const ServiceAnswer* const own = ownAnswer(ServiceAnswer::Service::Rf, payload.substr(0, 4));
+    std::string confirmation{static_cast<char>(service), static_cast<char>(own ? own->status : 0)};
     confirmation += payload.substr(2, 2);
-    confirmation += assembly.bytes.substr(0, 200);
+    confirmation += own ? own->data : assembly.bytes.substr(0, 200);
     assembly = {};
     return {confirmationLine(confirmation, faults_.take(Fault::WrongChecksum))};
 }
@@ -137,20 +146,29 @@ std::uint8_t RequestProtocol::performE2p(std::uint8_t command, std::uint16_t obj
         }
         case kPassword:
         case kAuthenticationKey:
-        case kSerialNumber: return kGood;  // echoed
-        case kAuthenticationRequest: data = std::string("\x01\x23\x45\x67\x89\xAB\xCD\xEF", 8); return kGood;
-        case kHashRequest: data = std::string(20, '\x5A'); return kGood;
-        case kLockOtp: data.clear(); return kGood;
-        default: return kUnknownCommand;
+        case kSerialNumber:
+            return kGood;  // echoed
+        case kAuthenticationRequest:
+            data = std::string("\x01\x23\x45\x67\x89\xAB\xCD\xEF", 8);
+            return kGood;
+        case kHashRequest:
+            data = std::string(20, '\x5A');
+            return kGood;
+        case kLockOtp:
+            data.clear();
+            return kGood;
+        default:
+            return kUnknownCommand;
     }
 }
 
 // Message: length, option, command. Reply: length, option, data led by a status.
 std::string RequestProtocol::serveHci(const std::string& message) {
     constexpr std::size_t kHead = 3;
-    std::string data{static_cast<char>(hciStatus_)};
-    if (message.size() > kHead) data += message.substr(kHead);
     const std::uint8_t option = byteAt(message, 2);
+    const std::string command = message.size() > kHead ? message.substr(kHead) : std::string();
+    const ServiceAnswer* const own = ownAnswer(ServiceAnswer::Service::Hci, static_cast<char>(option) + command);
+    const std::string data = static_cast<char>(own ? own->status : hciStatus_) + (own ? own->data : command);
     const bool wrong = faults_.take(Fault::WrongEcho);
     std::string reply = word(static_cast<std::uint16_t>(data.size()));
     reply += static_cast<char>(wrong ? option ^ 1 : option);
@@ -160,10 +178,13 @@ std::string RequestProtocol::serveHci(const std::string& message) {
 // Message: command, spare, length, parameter. Reply: command, status, length, data: the parameter as it came.
 std::string RequestProtocol::serveWifi(const std::string& message) {
     constexpr std::size_t kHead = 4;
-    const std::string data = message.size() > kHead ? message.substr(kHead) : std::string();
+    const std::string parameter = message.size() > kHead ? message.substr(kHead) : std::string();
     const std::uint8_t command = byteAt(message, 0);
+    const ServiceAnswer* const own = ownAnswer(ServiceAnswer::Service::Wifi, static_cast<char>(command) + parameter);
+    const std::string& data = own ? own->data : parameter;
+    const std::uint8_t status = own ? own->status : wifiStatus_;
     const bool wrong = faults_.take(Fault::WrongEcho);
-    std::string reply{static_cast<char>(wrong ? command ^ 1 : command), static_cast<char>(wifiStatus_)};
+    std::string reply{static_cast<char>(wrong ? command ^ 1 : command), static_cast<char>(status)};
     return reply + word(static_cast<std::uint16_t>(data.size())) + data;
 }
 

@@ -12,6 +12,16 @@
 
 namespace mova::handset {
 
+// What a service answers to certain requests instead of giving back what it got. A request is known by how it begins:
+// RF: service, access and index; HCI: option, command; WiFi: command, parameter.
+struct ServiceAnswer {
+    enum class Service { Rf, Hci, Wifi };
+    Service service = Service::Rf;
+    std::string request;
+    std::uint8_t status = 0;
+    std::string data;
+};
+
 class RequestProtocol {
 public:
     explicit RequestProtocol(Faults& faults) : faults_(faults), store_(E2pStore::erased()) {}
@@ -22,6 +32,8 @@ public:
     void setWifiStatus(std::uint8_t status) { wifiStatus_ = status; }
     // Every E2P request gets this status while it is not 0.
     void setE2pStatus(std::uint8_t status) { e2pStatus_ = status; }
+
+    void addAnswer(ServiceAnswer answer) { answers_.push_back(std::move(answer)); }  // the first that fits is given
 
     // The lines, in order, each without its line end. A bad frame is answered with "ERROR".
     std::vector<std::string> answer(std::string_view body);
@@ -38,6 +50,7 @@ private:
         std::string bytes;
     };
 
+    const ServiceAnswer* ownAnswer(ServiceAnswer::Service service, std::string_view request) const;
     Lines answerRf(std::string_view payload);
     Lines answerText(std::string_view payload);
     std::string serve(std::uint8_t family, const std::string& message);
@@ -55,6 +68,7 @@ private:
     std::uint8_t wifiStatus_ = 0;
     std::uint8_t e2pStatus_ = 0;
     std::uint16_t unsolicited_ = 0;
+    std::vector<ServiceAnswer> answers_;
     std::map<std::uint8_t, Assembly> assemblies_;  // by family byte, or RF service
 };
 

@@ -1,11 +1,13 @@
-// mova-handset: a simulated handset to work with when none is on the desk.
+// mova-handset: simulated handsets to work with when none is on the desk.
 #include <CLI/CLI.hpp>
-
+#include <atomic>
 #include <cstdio>
 #include <fstream>
-#include <sstream>
+#include <mutex>
+#include <set>
 
-#include "handset/Options.h"
+#include "handset/Lines.h"
+#include "handset/ProfileFile.h"
 
 namespace mova::handset {
 
@@ -15,112 +17,184 @@ void makeReadyFile(const std::string& path) {
 
 namespace {
 
+#ifdef _WIN32
+constexpr const char* kPlaces = "--port";
+#else
+constexpr const char* kPlaces = "--link";
+#endif
+
+// What the command line says; what it leaves out is as the profile has it.
 struct Settings {
-    Options line;
-    double delayMilliseconds = 0;
-    double splitMilliseconds = 0;
-    double unsolicitedMilliseconds = 0;
-    std::uint32_t dropped = 0;
-    std::uint32_t noise = 0;
-    std::uint64_t seed = 1;
-    std::string echo = "on";
-    std::string store;
+    std::vector<std::string> profiles;
+    std::vector<std::string> places;  // links or ports
+    std::string readyFile;
+    std::optional<unsigned> baudRate;
+    std::optional<double> delayMilliseconds;
+    std::optional<double> splitMilliseconds;
+    std::optional<double> unsolicitedMilliseconds;
+    std::optional<std::uint32_t> dropped;
+    std::optional<std::uint32_t> noise;
+    std::optional<std::uint64_t> seed;
+    std::optional<std::string> echo;
+    std::optional<std::string> store;
+    std::optional<std::string> otp;
+    std::string replay;
+    std::string record;
     bool log = false;
+    bool printProfile = false;
     std::vector<std::string> faults;
 };
 
 std::uint64_t microseconds(double milliseconds) { return static_cast<std::uint64_t>(milliseconds * 1000); }
-
-void printLog(std::uint64_t now, LogKind kind, std::string_view text) {
-    std::string shown;
-    for (const char c : text) {
-        if (c == '\r') {
-            shown += "\\r";
-        } else if (c == '\n') {
-            shown += "\\n";
-        } else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            char hex[8];
-            std::snprintf(hex, sizeof hex, "\\x%02X", static_cast<unsigned char>(c));
-            shown += hex;
-        } else {
-            shown += c;
-        }
-    }
-    const char* const direction = kind == LogKind::Received ? "<-" : kind == LogKind::Sent ? "->" : "--";
-    std::fprintf(stderr, "%12.3f %s %s\n", static_cast<double>(now) / 1000, direction, shown.c_str());
-}
 
 // "name" or "name=count"; without a count for good.
 void addFault(Faults& faults, const std::string& text) {
     const auto equals = text.find('=');
     const auto fault = faultByName(text.substr(0, equals));
     if (!fault) throw CLI::ValidationError("--fault", "no fault is called " + text + "; there are: " + faultNames());
-    const int answers = equals == text.npos ? Faults::kAlways : std::atoi(text.c_str() + equals + 1);
-    if (answers == 0) throw CLI::ValidationError("--fault", text + ": the count must be a number above 0");
+    int answers = Faults::kAlways;
+    if (equals != text.npos && (!CLI::detail::lexical_cast(text.substr(equals + 1), answers) || answers <= 0)) {
+        throw CLI::ValidationError("--fault", text + ": the count must be a number above 0");
+    }
     faults.set(*fault, answers);
 }
 
-std::optional<E2pStore> loadStore(const std::string& path) {
-    std::ifstream file(path);
-    if (!file) return E2pStore::erased();  // made at the end
-    std::ostringstream text;
-    text << file.rdbuf();
-    std::string error;
-    auto store = E2pStore::fromText(text.str(), error);
-    if (!store) std::fprintf(stderr, "mova-handset: %s: %s\n", path.c_str(), error.c_str());
-    return store;
-}
-
 void describe(CLI::App& app, Settings& s) {
+    app.add_option("profile", s.profiles, "profile files, one for each handset; see --print-profile");
 #ifdef _WIN32
-    app.add_option("--port", s.line.port, "the COM port to answer on, for instance COM8");
+    app.add_option(kPlaces, s.places, "the COM port to answer on, for instance COM8; again for each further handset")
+        ->allow_extra_args(false);
 #else
-    app.add_option("--link", s.line.link, "keep this symbolic link to the pseudo-terminal");
+    app.add_option(kPlaces, s.places, "keep this symbolic link to the pseudo-terminal; again for each further handset")
+        ->allow_extra_args(false);
 #endif
-    app.add_option("--ready-file", s.line.readyFile, "make this file once the line is up");
-    app.add_option("--baud-rate", s.line.profile.baudRate, "the line's rate; 0: as fast as the machine")->capture_default_str();
-    app.add_option("--echo", s.echo, "echo of what is typed")->check(CLI::IsMember({"on", "off"}))->capture_default_str();
-    app.add_option("--delay", s.delayMilliseconds, "milliseconds before each answer");
-    app.add_option("--split", s.splitMilliseconds, "milliseconds between the bytes of an answer");
+    app.add_option("--ready-file", s.readyFile, "make this file once all lines are up");
+    app.add_option("--baud-rate", s.baudRate, "the line's rate; 0: as fast as the machine [115200]");
+    app.add_option("--echo", s.echo, "echo of what is typed [on]")->check(CLI::IsMember({"on", "off"}));
+    app.add_option("--delay", s.delayMilliseconds, "milliseconds before each answer")->check(CLI::NonNegativeNumber);
+    app.add_option("--split", s.splitMilliseconds, "milliseconds between the bytes of an answer")
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--drop", s.dropped, "bytes in a thousand that are lost")->check(CLI::Range(0, 1000));
     app.add_option("--noise", s.noise, "bytes in a thousand that are noise")->check(CLI::Range(0, 1000));
     app.add_option("--seed", s.seed, "of dropped bytes and noise");
-    app.add_option("--unsolicited", s.unsolicitedMilliseconds, "milliseconds between numbered confirmations; 0: none");
+    app.add_option("--unsolicited", s.unsolicitedMilliseconds, "milliseconds between numbered confirmations; 0: none")
+        ->check(CLI::NonNegativeNumber);
     app.add_option("--store", s.store, "the E2P store: read at the start if it is there, written at the end");
-    app.add_option("--otp", s.line.profile.otp, "answer to the one-time-programmable query; empty: ERROR")->capture_default_str();
-    app.add_option("--fault", s.faults, "a fault for good, or as NAME=COUNT for so many answers; names: " + faultNames());
+    app.add_option("--otp", s.otp, "answer to the one-time-programmable query; empty: ERROR [UNLOCKED]");
+    app.add_option("--fault", s.faults,
+                   "a fault for good, or as NAME=COUNT for so many answers; names: " + faultNames())
+        ->allow_extra_args(false);
+    app.add_option("--replay", s.replay, "answer from this recorded conversation what it holds");
+    app.add_option("--record", s.record, "write the conversation to this file, for --replay");
     app.add_flag("--log", s.log, "write what it gets and answers to the standard error output");
+    app.add_flag("--print-profile", s.printProfile, "print a commented profile with every key, and end");
 }
 
-int run(Settings& s) {
-    std::optional<E2pStore> store;
-    if (!s.store.empty()) {
-        store = loadStore(s.store);
-        if (!store) return 1;
+void override(HandsetSetup& setup, const Settings& s) {
+    Faults& faults = setup.faults;
+    if (s.baudRate) setup.profile.baudRate = *s.baudRate;
+    if (s.echo) setup.profile.echo = *s.echo == "on";
+    if (s.otp) setup.profile.otp = *s.otp;
+    if (s.delayMilliseconds) faults.delayMicroseconds = microseconds(*s.delayMilliseconds);
+    if (s.splitMilliseconds) faults.splitGapMicroseconds = microseconds(*s.splitMilliseconds);
+    if (s.dropped) faults.droppedPerMille = *s.dropped;
+    if (s.noise) faults.noisePerMille = *s.noise;
+    if (s.seed) faults.seed = *s.seed;
+    if (s.unsolicitedMilliseconds) setup.unsolicitedMicroseconds = microseconds(*s.unsolicitedMilliseconds);
+    if (s.store) setup.storeFile = *s.store;
+    for (const std::string& fault : s.faults) addFault(faults, fault);
+}
+
+// One for each handset, in the order of the profiles and places. Empty with an error when they do not fit together.
+std::vector<HandsetSetup> setups(const Settings& s, std::string& error) {
+    const std::size_t count = std::max<std::size_t>({1, s.profiles.size(), s.places.size()});
+    if (s.profiles.size() > 1 && s.places.size() > 1 && s.profiles.size() != s.places.size()) {
+        error = std::string(kPlaces) + " is given " + std::to_string(s.places.size()) + " times for " +
+                std::to_string(s.profiles.size()) + " profiles";
+        return {};
     }
-    s.line.profile.echo = s.echo == "on";
-    s.line.prepare = [&](Handset& handset, std::uint64_t now) {
-        if (store) handset.store() = *store;
-        if (s.log) handset.setLog(printLog);
-        Faults& faults = handset.faults();
-        faults.delayMicroseconds = microseconds(s.delayMilliseconds);
-        faults.splitGapMicroseconds = microseconds(s.splitMilliseconds);
-        faults.droppedPerMille = s.dropped;
-        faults.noisePerMille = s.noise;
-        faults.seed = s.seed;
-        for (const std::string& fault : s.faults) addFault(faults, fault);
-        handset.setUnsolicitedInterval(microseconds(s.unsolicitedMilliseconds), now);
-    };
-    bool saved = true;
-    s.line.finish = [&](Handset& handset) {
-        if (s.store.empty()) return;
-        std::ofstream file(s.store);
-        file << handset.store().toText();
-        saved = static_cast<bool>(file.flush());
-    };
-    const int status = serveLine(s.line);
-    if (!saved) std::fprintf(stderr, "mova-handset: %s cannot be written\n", s.store.c_str());
-    return saved ? status : 1;
+    if (count > 1 && !s.record.empty()) {
+        error = "--record is for one handset";
+        return {};
+    }
+    std::vector<HandsetSetup> all;
+    std::set<std::string> stores;
+    for (std::size_t i = 0; i < count; ++i) {
+        std::optional<HandsetSetup> setup = HandsetSetup();
+        if (!s.profiles.empty()) setup = readProfile(s.profiles[s.profiles.size() == 1 ? 0 : i], error);
+        if (!setup) return {};
+        override(*setup, s);
+        if (!setup->storeFile.empty() && !stores.insert(setup->storeFile).second) {
+            error = "two handsets would keep their objects in " + setup->storeFile;
+            return {};
+        }
+        if (!readStore(*setup, error)) return {};
+        if (!s.replay.empty() && !(setup->conversation = readConversation(s.replay, error))) return {};
+        all.push_back(std::move(*setup));
+    }
+    return all;
+}
+
+// Writes events of several handsets, each line whole.
+class EventLog {
+public:
+    explicit EventLog(const Settings& settings) : toScreen_(settings.log) {
+        if (!settings.record.empty()) file_.open(settings.record);
+        if (file_.is_open()) file_ << "# recorded by mova-handset: milliseconds, <- got, -> answered\n";
+    }
+    bool isGood() const { return file_.good(); }
+    bool isWanted() const { return toScreen_ || file_.is_open(); }
+
+    void write(const std::string& prefix, std::uint64_t microseconds, LogKind kind, std::string_view text) {
+        const std::string line = conversationLine(microseconds, kind, text);
+        const std::lock_guard guard(mutex_);
+        if (toScreen_) std::fprintf(stderr, "%s%s\n", prefix.c_str(), line.c_str());
+        if (file_.is_open()) file_ << line << std::endl;
+    }
+
+private:
+    const bool toScreen_;
+    std::mutex mutex_;
+    std::ofstream file_;
+};
+
+int run(const Settings& s) {
+    std::string error;
+    const std::vector<HandsetSetup> handsets = setups(s, error);
+    if (handsets.empty()) {
+        std::fprintf(stderr, "mova-handset: %s\n", error.c_str());
+        return 1;
+    }
+    EventLog log(s);
+    if (!s.record.empty() && !(log.isWanted() && log.isGood())) {
+        std::fprintf(stderr, "mova-handset: %s cannot be written\n", s.record.c_str());
+        return 1;
+    }
+    std::atomic<bool> saved{true};
+    std::vector<Line> lines;
+    for (std::size_t i = 0; i < handsets.size(); ++i) {
+        const HandsetSetup& setup = handsets[i];
+        const std::string prefix = handsets.size() > 1 ? setup.name + " " + std::to_string(i + 1) + " " : "";
+        Line line;
+        line.profile = setup.profile;
+        if (i < s.places.size()) line.link = line.port = s.places[i];
+        line.prepare = [&setup, &log, prefix](Handset& handset, std::uint64_t now) {
+            if (log.isWanted()) {
+                handset.setLog([&log, prefix, now](std::uint64_t when, LogKind kind, std::string_view text) {
+                    log.write(prefix, when > now ? when - now : 0, kind, text);
+                });
+            }
+            setup.applyTo(handset, now);
+        };
+        line.finish = [&setup, &saved](Handset& handset) {
+            if (writeStore(setup, handset.store())) return;
+            saved = false;
+            std::fprintf(stderr, "mova-handset: %s cannot be written\n", setup.storeFile.c_str());
+        };
+        lines.push_back(std::move(line));
+    }
+    const int status = serveLines(lines, s.readyFile);
+    return saved && log.isGood() ? status : 1;
 }
 
 }  // namespace
@@ -129,8 +203,9 @@ int run(Settings& s) {
 int main(int argc, char** argv) {
     using namespace mova::handset;
     Settings settings;
-    CLI::App app("A simulated mobile handset on a serial line: AT commands, the request protocol, faults on demand.\n"
-                 "Prints where it is to be reached, and serves until it is interrupted.");
+    CLI::App app(
+        "Simulated mobile handsets on serial lines: AT commands, the request protocol, faults on demand.\n"
+        "Prints where each is to be reached, and serves until it is interrupted. Options hold over profiles.");
     describe(app, settings);
     try {
         app.parse(argc, argv);
@@ -138,6 +213,10 @@ int main(int argc, char** argv) {
         for (const std::string& fault : settings.faults) addFault(check, fault);
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
+    }
+    if (settings.printProfile) {
+        std::fputs(kCommentedProfile, stdout);
+        return 0;
     }
     return run(settings);
 }
