@@ -19,17 +19,17 @@ namespace mova {
 struct IdentityField {
     enum class Layout { LengthPrefixed, ZeroFilled, Framed, ThreeValues };
     struct Place {
-        std::int32_t start;  // in characters
-        std::int32_t width;
+        std::int32_t start = 0;  // in characters
+        std::int32_t width = 0;
     };
 
-    std::int32_t option;
-    std::int32_t object;
-    std::int32_t record;
+    std::int32_t option = 0;
+    std::int32_t object = 0;
+    std::int32_t record = 0;
     Place write;
     Place read;
-    Layout layout;
-    std::size_t longestValue;  // characters; longer values are cut
+    Layout layout = Layout::LengthPrefixed;
+    std::size_t longestValue = 0;  // characters; longer values are cut
     bool readable = true;
 };
 

@@ -63,6 +63,7 @@ std::optional<std::string> DirectAccess::collect(std::int32_t option, std::int32
     if (option != kCollectOption || !port_.isSerial() || !port_.device().isOpen()) return std::nullopt;
     const auto duration = static_cast<std::uint32_t>(std::clamp(durationMilliseconds, 0, kLongestCollection));
     const std::uint32_t deadline = platform_.clock.tickCount() + duration;
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): large, and only what was read is looked at
     std::array<std::uint8_t, kCollectionSize> collected;
     std::uint32_t count = 0;
     for (;;) {

@@ -75,6 +75,7 @@ void HandsetPort::closeAtEnd() {
     if (isSerial() && device_.isOpen()) close();
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): written through a reference
 std::uint32_t HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten) {
     std::uint32_t written = 0;
     std::uint32_t& out = bytesWritten ? *bytesWritten : written;

@@ -35,8 +35,8 @@ std::string encodeHex(std::span<const std::uint8_t> bytes) {
     std::string text(2 * bytes.size(), '\0');
     char* out = text.data();
     for (const std::uint8_t value : bytes) {
-        *out++ = kPairs[2u * value];
-        *out++ = kPairs[2u * value + 1];
+        *out++ = kPairs[std::size_t{2} * value];
+        *out++ = kPairs[std::size_t{2} * value + 1];
     }
     return text;
 }
@@ -45,7 +45,7 @@ std::string encodeHex(std::string_view bytes) {
     return encodeHex(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
 }
 
-void appendHexByte(std::string& text, std::uint8_t value) { text.append(&kPairs[2u * value], 2); }
+void appendHexByte(std::string& text, std::uint8_t value) { text.append(&kPairs[std::size_t{2} * value], 2); }
 
 void appendHexWord(std::string& text, std::uint16_t value) {
     appendHexByte(text, static_cast<std::uint8_t>(value & 0xFF));

@@ -136,6 +136,7 @@ bool PortDiscovery::findDevice(TreeFamily family, std::uint32_t portNumber, int 
     return true;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): kDeviceDepth deep at most
 bool PortDiscovery::findKey(const std::string& path, int depth, Search& search, std::string& found) {
     if (search.pattern.empty()) return false;
     const OpenKey key(keys_, path, KeyAccess::Read);
@@ -147,7 +148,7 @@ bool PortDiscovery::findKey(const std::string& path, int depth, Search& search, 
     }
     std::string name;
     for (std::uint32_t index = 0; keys_.subkey(key.get(), index, name); ++index) {
-        if (!findKey(path + "\\" + name, depth - 1, search, found)) continue;
+        if (!findKey(std::string(path).append("\\").append(name), depth - 1, search, found)) continue;
         if (!search.serialEnumerator || hasSerialEnumerator(found)) return true;
     }
     return false;

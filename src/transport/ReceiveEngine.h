@@ -44,7 +44,7 @@ private:
     Trace& trace_;
     RecordSink& sink_;
     PendingText pending_;
-    std::array<char, kReadSize> buffer_;
+    std::array<char, kReadSize> buffer_{};
 };
 
 }  // namespace mova

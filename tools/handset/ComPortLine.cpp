@@ -71,7 +71,7 @@ public:
 
 private:
     void serve() {
-        std::array<char, 4096> buffer;
+        std::array<char, 4096> buffer{};
         while (!ending && !handset_.takeHangUp()) {
             DWORD count = 0;
             COMSTAT status{};

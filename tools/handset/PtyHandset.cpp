@@ -4,12 +4,12 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <termios.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <system_error>
 
 namespace mova::handset {
@@ -33,8 +33,7 @@ std::uint64_t PtyHandset::nowMicroseconds() {
     return static_cast<std::uint64_t>(time.tv_sec) * kSecond + static_cast<std::uint64_t>(time.tv_nsec) / 1000;
 }
 
-PtyHandset::PtyHandset(Profile profile, std::string link) : link_(std::move(link)), handset_(std::move(profile)) {
-    wakeUp_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+PtyHandset::PtyHandset(Profile profile, std::string link) : link_(std::move(link)), handset_(std::move(profile)), wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wakeUp_ < 0) fail("eventfd");
     plug();
     thread_ = std::thread([this] { serve(); });
@@ -106,7 +105,7 @@ void PtyHandset::replug() {
     wake();
 }
 
-void PtyHandset::wake() {
+void PtyHandset::wake() const {
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = write(wakeUp_, &one, sizeof one);
 }
@@ -140,7 +139,7 @@ void PtyHandset::takeIn() {
     {
         const std::lock_guard guard(mutex_);
         if (master_ < 0) return;
-        std::array<char, 4096> buffer;
+        std::array<char, 4096> buffer{};
         for (;;) {
             const ssize_t got = read(master_, buffer.data(), buffer.size());
             if (got <= 0) break;

@@ -30,7 +30,7 @@ public:
 
 private:
     void plug();
-    void wake();
+    void wake() const;
     void serve();
     void takeIn();
 

@@ -34,7 +34,8 @@ std::uint8_t byteAt(std::string_view bytes, std::size_t position) {
 }
 
 constexpr const char* kAck = "*MOVA=ACK";
-const std::vector<std::string> kOnlyAcknowledged(1);  // one empty line, which is not sent
+// One empty line, which is not sent.
+std::vector<std::string> onlyAcknowledged() { return std::vector<std::string>(1); }
 
 }  // namespace
 
@@ -71,7 +72,7 @@ RequestProtocol::Lines RequestProtocol::answerRf(std::string_view payload) {
     if (count > 0 && number != assembly.last + 1) return {};
     assembly.last = number;
     assembly.bytes += payload.substr(kHead);
-    if (number < count) return kOnlyAcknowledged;
+    if (number < count) return onlyAcknowledged();
     // The confirmation: service, status, index, then the data as it was taken in.
     const ServiceAnswer* const own = ownAnswer(ServiceAnswer::Service::Rf, payload.substr(0, 4));
     std::string confirmation{static_cast<char>(service), static_cast<char>(own ? own->status : 0)};
@@ -93,7 +94,7 @@ RequestProtocol::Lines RequestProtocol::answerText(std::string_view payload) {
     if (number != assembly.last + 1 || number > count) return {};
     assembly.last = number;
     assembly.bytes += payload.substr(kHead);
-    if (number < count) return kOnlyAcknowledged;
+    if (number < count) return onlyAcknowledged();
     const std::string message = std::move(assembly.bytes);
     assembly = {};
     Lines lines;

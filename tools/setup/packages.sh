@@ -3,6 +3,7 @@
 declare -A package_groups=(
     [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile"
+    [analysis]="clang-tidy cppcheck"
     [wine]="wine wine64"
     [package]="nsis zip"
 )

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs what ./test has built: the native tests, the same under sanitizers, and the component under Wine.
+# Runs what ./test has built, and analyses the code: the native tests, the same under sanitizers, and the component under Wine.
 set -uo pipefail
 cd "$(dirname "$0")/../.."
 failed=()
@@ -20,12 +20,19 @@ native() {
 # Most of what runs under Wine is waiting for ports to close: it has the time meanwhile.
 tests/automation/run-under-wine.sh build/windows-x64 build/linux >build/automation.log 2>&1 &
 under_wine=$!
+tools/setup/analyse.py >build/analysis.log 2>&1 &
+analysis=$!
 native linux
 native linux-asan
 native linux-tsan
+echo "--- static analysis"
+wait "$analysis" || failed+=("static analysis")
+cat build/analysis.log
 echo "--- both DLLs, from outside"
 tests/automation/check-dll.py build/windows-x64/MovaCmdSvr.dll AMD64 || failed+=("64-bit DLL")
 tests/automation/check-dll.py build/windows-x86/MovaCmdSvr.dll I386 || failed+=("32-bit DLL")
+tests/automation/check-dll.py build/windows-x64/mova-handset.exe AMD64 || failed+=("64-bit handset")
+tests/automation/check-dll.py build/windows-x86/mova-handset.exe I386 || failed+=("32-bit handset")
 echo "--- the component under Wine"
 wait "$under_wine" || failed+=("under Wine")
 cat build/automation.log

@@ -258,7 +258,7 @@ HRESULT BoundCall::prepare(std::size_t index) {
     Slot& slot = slots_[index];
     VARIANT& passed = passedTo(index);
     if (isMissing(slot.given)) {
-        if (parameter.in) return DISP_E_PARAMNOTOPTIONAL;
+        if (parameter.in || !parameter.out || !parameter.pointer) return DISP_E_PARAMNOTOPTIONAL;
         slot.given = nullptr;
     }
     if (!parameter.pointer) return prepareValue(parameter, slot, passed);

@@ -88,7 +88,7 @@ HRESULT EventSinks::unadvise(DWORD cookie) {
         if (place == places_.end()) return CONNECT_E_NOCONNECTION;
         std::swap(left, *place);
     }
-    abandon(std::move(left));
+    abandon(left);
     return S_OK;
 }
 
@@ -98,10 +98,10 @@ void EventSinks::clear() {
         const std::lock_guard guard(mutex_);
         left.swap(places_);
     }
-    for (Place& place : left) abandon(std::move(place));
+    for (const Place& place : left) abandon(place);
 }
 
-void EventSinks::abandon(Place place) {
+void EventSinks::abandon(const Place& place) {
     if (place.globalCookie == 0) return;
     const auto table = globalTable();
     if (table) table->RevokeInterfaceFromGlobal(place.globalCookie);

@@ -41,7 +41,7 @@ private:
 
     std::size_t count() const;
     ComPtr<IDispatch> reachable(std::size_t place) const;
-    static void abandon(Place place);
+    static void abandon(const Place& place);
 
     mutable std::mutex mutex_;
     std::vector<Place> places_;

@@ -5,6 +5,7 @@
 namespace mova {
 
 std::string defaultChannelDir() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     const char* runtimeDir = std::getenv("XDG_RUNTIME_DIR");
     return runtimeDir != nullptr && *runtimeDir != '\0' ? runtimeDir : "/tmp";
 }

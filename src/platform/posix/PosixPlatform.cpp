@@ -14,6 +14,7 @@ std::string channelDirOf(const PosixOptions& options) {
 
 PosixOptions optionsOfEnvironment() {
     PosixOptions options;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     const char* deviceDir = std::getenv("MOVA_DEVICE_DIR");
     if (deviceDir != nullptr && *deviceDir != '\0') options.deviceDir = deviceDir;
     return options;
@@ -21,7 +22,7 @@ PosixOptions optionsOfEnvironment() {
 
 }  // namespace
 
-PosixPlatform::PosixPlatform(PosixOptions options)
+PosixPlatform::PosixPlatform(const PosixOptions& options)
     : serial_(options.deviceDir),
       threading_(channelDirOf(options)),
       keys_(options.deviceDir, options.sysDir),

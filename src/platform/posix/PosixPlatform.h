@@ -23,7 +23,7 @@ struct PosixOptions {
 // folder of the COMn links: for tests, and for users who may not write to /dev.
 class PosixPlatform {
 public:
-    explicit PosixPlatform(PosixOptions options = {});
+    explicit PosixPlatform(const PosixOptions& options = {});
     Platform& platform() { return platform_; }
 
 private:

@@ -264,7 +264,7 @@ PortWait PosixPort::waitFor(short events, PosixEvent* stop, Deadline deadline) {
     if (ready < 0) return PortWait::Failed;
     if (ready == 0) return PortWait::TimedOut;
     if (closed.revents != 0) return PortWait::Closed;
-    if (stopped.revents == 0) return PortWait::Ready;
+    if (stop == nullptr || stopped.revents == 0) return PortWait::Ready;
     stop->acquire();
     return PortWait::Stopped;
 }

@@ -29,10 +29,10 @@ Deadline transferDeadline(std::uint32_t multiplier, std::uint32_t length, std::u
 }
 
 struct ReadLimits {
-    bool atOnce;          // with what is queued, also nothing
-    bool withFirstBytes;  // no waiting for more once something came
+    bool atOnce = false;          // with what is queued, also nothing
+    bool withFirstBytes = false;  // no waiting for more once something came
     Deadline deadline;
-    std::uint32_t interval;  // longest pause between bytes in milliseconds, 0 is none
+    std::uint32_t interval = 0;  // longest pause between bytes in milliseconds, 0 is none
 };
 
 ReadLimits readLimits(const PortTimeouts& timeouts, std::uint32_t capacity) {

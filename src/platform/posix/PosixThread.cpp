@@ -52,7 +52,7 @@ std::unique_ptr<PosixThread> PosixThread::start(std::function<void()> run) {
         thread->joined_ = true;  // there is nothing to let go of
         return nullptr;
     }
-    argument.release();
+    static_cast<void>(argument.release());  // the new thread's
     return thread;
 }
 
@@ -96,6 +96,7 @@ bool PosixThread::join(std::uint32_t milliseconds) {
         }
     }
     const std::lock_guard guard(mutex_);
+    // cppcheck-suppress knownConditionTrueFalse ; another thread may have joined while the lock was free
     if (!joined_) pthread_join(thread_, nullptr);  // it is on its way out; afterwards nothing of it is left
     joined_ = true;
     return true;

@@ -33,6 +33,7 @@ void setRate(termios2& terminal, speed_t rate) {
 }
 
 bool isNear(speed_t actual, speed_t wanted) {
+    // cppcheck-suppress unreadVariable ; it takes the type in braces below for a block
     const std::uint64_t off = actual > wanted ? actual - wanted : wanted - actual;
     return off * 100 <= std::uint64_t{wanted} * kBaudTolerancePercent;
 }
@@ -85,8 +86,8 @@ void takeSettings(const termios2& terminal, LineSettings& settings) {
     }
     settings.parity = 0;
     if ((terminal.c_cflag & PARENB) != 0) {
-        for (std::uint8_t code = 1; code < kParities.size(); ++code) {
-            if ((terminal.c_cflag & kParityMask) == kParities.at(code)) settings.parity = code;
+        for (std::size_t code = 1; code < kParities.size(); ++code) {
+            if ((terminal.c_cflag & kParityMask) == kParities.at(code)) settings.parity = static_cast<std::uint8_t>(code);
         }
     }
     const std::uint8_t moreThanOne = settings.byteSize == 5 ? 1 : 2;  // of 5 data bits: one and a half

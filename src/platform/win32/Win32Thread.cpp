@@ -35,7 +35,7 @@ std::unique_ptr<Win32Thread> Win32Thread::start(std::function<void()> run) {
     std::unique_ptr<Win32Thread> thread(new Win32Thread(module));
     thread->handle_ = OwnedHandle(CreateThread(nullptr, 0, &Win32Thread::main, work.get(), 0, &thread->id_));
     if (!thread->handle_) return nullptr;
-    work.release();  // the thread's from here on
+    static_cast<void>(work.release());  // the thread's from here on
     return thread;
 }
 
