@@ -40,6 +40,7 @@ public:
 
     // An unsolicited general confirmation with its running number.
     std::string unsolicited();
+    std::uint16_t nextUnsolicited() const { return unsolicited_; }  // its number
 
 private:
     using Lines = std::vector<std::string>;

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# build.sh TESTS PRESET...: configures and builds the presets, with (ON) or without (OFF) the tests.
+# build.sh TESTS PRESET...: configures and builds the presets, with (ON) or without (OFF) the tests; of each all, or what
+# TARGETS names.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 tests=$1
@@ -7,7 +8,7 @@ shift
 for preset in "$@"; do
     echo "--- building $preset"
     mkdir -p build
-    if ! { cmake --preset "$preset" -DMOVA_TESTS="$tests" && cmake --build --preset "$preset"; } >"build/$preset.log" 2>&1; then
+    if ! { cmake --preset "$preset" -DMOVA_TESTS="$tests" && cmake --build --preset "$preset" ${TARGETS:+--target $TARGETS}; } >"build/$preset.log" 2>&1; then
         tail -n 60 "build/$preset.log"
         echo "building $preset failed; the whole log is build/$preset.log" >&2
         exit 1

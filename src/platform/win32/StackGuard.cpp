@@ -1,10 +1,11 @@
 // What the compiler's stack protector and checked copies call upon. The compiler's own library would ask the system's
 // cryptography for the guard value while the loader's lock is held, which a DLL must not; so it comes from what differs
-// from process to process. A smashed stack ends the process at once, in the system's own way: nothing of it can be trusted.
-#include "platform/win32/WindowsApi.h"
-
+// from process to process. A smashed stack ends the process at once, in the system's own way: nothing of it can be
+// trusted.
 #include <cstdint>
 #include <initializer_list>
+
+#include "platform/win32/WindowsApi.h"
 
 extern "C" {
 
