@@ -5,6 +5,7 @@ declare -A package_groups=(
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile"
     [analysis]="clang-tidy cppcheck"
     [wine]="wine wine64"
+    [fuzz]="clang libclang-rt-14-dev"
     [package]="nsis zip"
 )
 
