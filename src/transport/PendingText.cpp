@@ -26,7 +26,8 @@ bool isListed(std::string_view line, std::string_view list) {
 
 void PendingText::clear() {
     text_.clear();
-    head_ = linesEnd_ = searched_ = 0;
+    head_ = linesEnd_ = 0;
+    for (Search& search : searches_) search.end = 0;
 }
 
 void PendingText::append(std::string_view bytes) {
@@ -40,7 +41,7 @@ void PendingText::append(std::string_view bytes) {
 void PendingText::dropFront(std::size_t count) {
     head_ += count;
     linesEnd_ = std::max(linesEnd_, head_);
-    searched_ = std::max(searched_, head_);
+    for (Search& search : searches_) search.end = std::max(search.end, head_);
     compact();
 }
 
@@ -53,7 +54,7 @@ void PendingText::putInFront(std::string_view lines) {
         linesEnd_ = linesEnd_ - head_ + lines.size();
         head_ = 0;
     }
-    searched_ = head_;
+    for (Search& search : searches_) search.end = head_;
 }
 
 // Moving the rest down costs no more than what has been consumed before it.
@@ -61,21 +62,25 @@ void PendingText::compact() {
     if (head_ < kCompactAbove || head_ < text_.size() - head_) return;
     text_.erase(0, head_);
     linesEnd_ -= head_;
-    searched_ -= head_;
+    for (Search& search : searches_) search.end -= head_;
     head_ = 0;
 }
 
-std::optional<PendingText::Line> PendingText::findTerminator(std::string_view list) {
-    if (list != searchedFor_) {
-        searchedFor_ = list;
-        searched_ = head_;
+PendingText::Search& PendingText::searchFor(std::string_view list) {
+    for (Search& search : searches_) {
+        if (search.list == list) return search;
     }
-    while (searched_ < linesEnd_) {
-        const std::size_t end = text_.find(kLineEnd, searched_) + kLineEnd.size();
+    return searches_.emplace_back(Search{std::string(list), head_});
+}
+
+std::optional<PendingText::Line> PendingText::findTerminator(std::string_view list) {
+    std::size_t& searched = searchFor(list).end;
+    while (searched < linesEnd_) {
+        const std::size_t end = text_.find(kLineEnd, searched) + kLineEnd.size();
         const std::string_view line =
-            trimRight(std::string_view(text_).substr(searched_, end - kLineEnd.size() - searched_));
-        if (isListed(line, list)) return Line{searched_ - head_, line, end - head_};
-        searched_ = end;
+            trimRight(std::string_view(text_).substr(searched, end - kLineEnd.size() - searched));
+        if (isListed(line, list)) return Line{searched - head_, line, end - head_};
+        searched = end;
     }
     return std::nullopt;
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace mova {
 
@@ -34,8 +35,15 @@ private:
     std::string text_;
     std::size_t head_ = 0;      // what lies before it is consumed
     std::size_t linesEnd_ = 0;  // behind the last "\r\n"
-    std::size_t searched_ = 0;  // lines that end up to here match none of searchedFor_
-    std::string searchedFor_;
+
+    // How far the text has been searched for each list that was ever asked for: the lines up to there match none of
+    // it. There are as many as the callers have lists, which is a handful.
+    struct Search {
+        std::string list;
+        std::size_t end;
+    };
+    Search& searchFor(std::string_view list);
+    std::vector<Search> searches_;
 };
 
 }  // namespace mova
