@@ -43,13 +43,13 @@ class Corpus {
 public:
     explicit Corpus(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-    void add(const std::string& target, const Seed& seed) {
+    void add(const std::string& target, const Seed& seed, const char* kind = "handset") {
         constexpr std::size_t kLargest = 4000;
         const std::string bytes = seed.bytes();
         if (bytes.size() > kLargest || !seen_[target].insert(bytes).second) return;
         std::filesystem::create_directories(folder_ / target);
         char name[32];
-        std::snprintf(name, sizeof name, "handset-%03zu", seen_[target].size());
+        std::snprintf(name, sizeof name, "%s-%03zu", kind, seen_[target].size());
         std::ofstream file(folder_ / target / name, std::ios::binary);
         file << bytes;
         require(file.good(), "the seed is written");
@@ -119,6 +119,7 @@ public:
         actions();
         faults();
         traceAndLog();
+        edges();
     }
 
 private:
@@ -351,6 +352,40 @@ private:
         for (const char* text : {"a\r\n\r\n~b~\r\n", "%s%n", ""}) {
             for (std::size_t tag = 0; tag < 16; ++tag) corpus_.add("LogText", Seed(text).byte(tag).byte(tag % 2));
         }
+    }
+
+    // Where the layouts have their limits: what coverage does not tell apart.
+    void edges() {
+        const auto edge = [&](const char* target, const Seed& seed) { corpus_.add(target, seed, "edge"); };
+        for (const char* line :
+             {"*MOVA=0500", "*MOVA=05008", "*MOVA=050080", "*MOVA=0500a0", "*MOVA=0500B0", "*MOVA=AC", "*MOVA=ACK",
+              "*MOVA=ACKx", "*mova=ACK", " *MOVA=ACK", "AT*MOVA", "AT*MOVA=", "OK"}) {
+            edge("LineClass", Seed(line).byte(0));
+            edge("LineClass", Seed(line).byte(4));
+            edge("FrameCodec", Seed(line));
+            edge("FrameCodec", Seed(line + std::string("1")));
+        }
+        for (std::size_t status = 0; status < 23; ++status) {
+            std::string reply("\x06\x00\x80\x00\x34\x12\x02\x00", 8);
+            reply[3] = static_cast<char>(status);
+            edge("Replies", Seed(reply).byte(0).byte(0).byte(255).byte(0).byte(0).word(0x1234).word(2).byte(0));
+        }
+        for (const char* text : {"", "0000", "000001", "0100010", "01000100", "01000101", "010001001122"}) {
+            const std::string line = handset::confirmationLine(std::string("\xA0\x00\x01", 3) +
+                                                               handset::fromHex(text).value_or(std::string(1, '\x5A')));
+            edge("Replies", Seed(line).byte(1).byte(1).byte(0).byte(0).byte(1).word(0).word(0));
+        }
+        for (const char* parameter : {"1,2,9,0A0", "1,2,9,0", "1,2,1,0A0B", "1,2,0,0A0B", "9223372036854775808,1,1",
+                                      "-9223372036854775808,1,1", "+-5,-1,+3", " 1 , 2 , 3 ", "0x10,1e3,7a", ",,,,"}) {
+            for (std::size_t kind = 0; kind < 5; ++kind) edge("VbRfVarReq", Seed(parameter).byte(kind).byte(9));
+        }
+        for (std::size_t kind = 0; kind < 25; ++kind) {
+            for (const std::size_t length : {6u, 108u, 116u}) {
+                edge("TraceText", Seed(std::string(length, 'A')).byte(kind).number(100000));
+            }
+        }
+        for (const std::size_t type : {0u, 1u, 2u, 3u, 4u, 13u})
+            edge("LogText", Seed(" \t a b \r\n ").byte(type).byte(1));
     }
 
     Corpus corpus_;

@@ -10,7 +10,7 @@ native() {
     nice ctest --test-dir "build/$preset" -V -j "$((4 * $(nproc)))" >"$log" 2>&1
     status=$?
     if [ $status -ne 0 ]; then
-        grep -nE "Failure$|FAILED|ERROR: |WARNING: ThreadSanitizer|runtime error|Timeout|Exception" -A 12 "$log" | head -n 150
+        grep -nE "Failure$|FAILED|does not hold|no file reaches|nothing there to replay|ERROR: |WARNING: ThreadSanitizer|runtime error|Timeout|Exception" -A 12 "$log" | head -n 150
         failed+=("$preset")
     fi
     tail -n 12 "$log" | grep -E "tests passed|Total Test time|^\s+[0-9]+ - "
