@@ -12,7 +12,7 @@ done
 hunt() {
     local seconds=$1 target=$2 folder=build/fuzz/$2 status=0 executions coverage finding
     mkdir -p "$folder/found"
-    nice "$programs/fuzz-$target" -max_total_time="$seconds" -max_len=4096 -timeout=25 -rss_limit_mb=2048 \
+    nice "$programs/fuzz-$target" -max_total_time="$seconds" -max_len=4096 -timeout=300 -rss_limit_mb=2048 \
         -print_final_stats=1 -reload=0 -artifact_prefix="$folder/" "$folder/found" "tests/fuzz/corpus/$target" \
         >"$folder/log" 2>&1 || status=$?
     executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$folder/log")
