@@ -31,7 +31,7 @@ export programs
 if [ "$1" = keep ]; then
     for target in "${targets[@]}"; do
         [ -d "build/fuzz/$target/found" ] || continue
-        "$programs/fuzz-$target" -set_cover_merge=1 "tests/fuzz/corpus/$target" "build/fuzz/$target/found" 2>&1 |
+        "$programs/fuzz-$target" -set_cover_merge=1 -use_counters=0 "tests/fuzz/corpus/$target" "build/fuzz/$target/found" 2>&1 |
             sed -n "s/^MERGE-OUTER: \([0-9]* new files.*\)/$target: \1/p"
     done
     exit
