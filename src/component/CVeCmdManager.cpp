@@ -30,9 +30,7 @@ RangeResult toResult(E2pRequests::RangeReply reply, bool withText) {
 QueuedItem toItem(AnswerChannel::Item item) { return {item.remained, item.length, 0, std::move(item.data)}; }
 
 void awaitReader(Rooms& rooms) {
-    rooms.reader.awaitEnd(kReaderEndWait, [&rooms] {
-        if (rooms.events) rooms.events->letCallsIn();
-    });
+    rooms.reader.awaitEnd(kReaderEndWait, [&rooms] { rooms.tellListener(&ConfirmationEvents::letCallsIn); });
 }
 
 std::int32_t toCount(std::uint32_t bytes) { return static_cast<std::int32_t>(bytes); }

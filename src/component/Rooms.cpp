@@ -55,14 +55,19 @@ Rooms::Rooms(Platform& p, std::shared_ptr<ConfirmationEvents> listener)
 std::uint32_t Rooms::startReader(const std::shared_ptr<Rooms>& rooms) {
     Rooms* const self = rooms.get();
     ReaderThread::Work work;
-    work.begin = [self] {
-        if (self->events) self->events->readerStarted();
-    };
+    work.begin = [self] { self->tellListener(&ConfirmationEvents::readerStarted); };
     work.pass = [weak = std::weak_ptr(rooms)] { receivePass(weak.lock()); };
-    work.end = [self] {
-        if (self->events) self->events->readerEnded();
-    };
+    work.end = [self] { self->tellListener(&ConfirmationEvents::readerEnded); };
     return rooms->reader.start(rooms, std::move(work));
+}
+
+void Rooms::tellListener(void (ConfirmationEvents::*what)()) noexcept {
+    if (!events) return;
+    try {
+        (*events.*what)();
+    } catch (...) {
+        // A listener's failure is its own.
+    }
 }
 
 void Rooms::receivePass(const std::shared_ptr<Rooms>& rooms) noexcept {

@@ -41,6 +41,7 @@ struct Rooms : RecordSink {
         std::int32_t lParam;
         std::string text;
     };
+    void tellListener(void (ConfirmationEvents::*what)()) noexcept;
     void raise(const std::vector<Confirmation>& confirmations) noexcept;
 
     Platform& platform;

@@ -56,13 +56,15 @@ constexpr std::array kErrorTexts{
     ErrorText{0x800, "Windows 95/98/Me: A parallel device is not selected."},
     ErrorText{0x8, "The hardware detected a framing error."},
     ErrorText{0x400, "An I/O error occurred during communications with the device."},
-    ErrorText{0x8000, "The requested mode is not supported, or the hFile parameter is invalid. If this value is specified, "
-                      "it is the only valid error."},
+    ErrorText{0x8000,
+              "The requested mode is not supported, or the hFile parameter is invalid. If this value is specified, "
+              "it is the only valid error."},
     ErrorText{0x1000, "Windows 95/98/Me: A parallel device signaled that it is out of paper."},
     ErrorText{0x2, "A character-buffer overrun has occurred. The next character is lost."},
     ErrorText{0x200, "Windows 95/98/Me: A time-out occurred on a parallel device."},
-    ErrorText{0x1, "An input buffer overflow has occurred. There is either no room in the input buffer, or a character was "
-                   "received after the end-of-file (EOF) character."},
+    ErrorText{0x1,
+              "An input buffer overflow has occurred. There is either no room in the input buffer, or a character was "
+              "received after the end-of-file (EOF) character."},
     ErrorText{0x4, "The hardware detected a parity error."},
     ErrorText{0x100, "The application tried to transmit a character, but the output buffer was full."},
 };
@@ -97,7 +99,10 @@ private:
 }  // namespace
 
 DeviceComm::DeviceComm(Platform& platform)
-    : platform_(platform), serial_(platform.serial), reading_(serial_.makeTransfer()), writing_(serial_.makeTransfer()) {}
+    : platform_(platform),
+      serial_(platform.serial),
+      reading_(serial_.makeTransfer()),
+      writing_(serial_.makeTransfer()) {}
 
 DeviceComm::~DeviceComm() {
     if (!externalHandle_) CloseDevice();
@@ -106,6 +111,7 @@ DeviceComm::~DeviceComm() {
 std::uint32_t DeviceComm::open(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle) {
     portNumber_ = portNumber;
     baudRate_ = baudRate;
+    handle = handle_;  // also when there is no memory to get any further
     const std::uint32_t result = OpenDevice();
     handle = handle_;
     return result;
@@ -116,9 +122,9 @@ std::uint32_t DeviceComm::OpenDevice() {
     std::uint32_t result = findDevicePath(path);
     if (result == code::Success) result = createFile(path);
     if (result == code::Success) result = configureWithRetries(path);
-    message(format("Open with %s I/O %s!!!", overlapped_ ? "Overlapped" : "Non-Overlapped",
-                   result == code::Success ? "Success" : "Fail"));
-    message(format(" ### Get Handle: 0x%x", printed(handle_)));
+    message("Open with %s I/O %s!!!", overlapped_ ? "Overlapped" : "Non-Overlapped",
+            result == code::Success ? "Success" : "Fail");
+    message(" ### Get Handle: 0x%x", printed(handle_));
     return result;
 }
 
@@ -130,7 +136,7 @@ std::uint32_t DeviceComm::findDevicePath(std::string& path) {
     label_ = format("DeviceComm%d", portNumber_);
     std::string driverName;
     const CardType card = PortDiscovery(platform_).lookUp(portNumber_, driverName);
-    message(format("Get Driver Name: %s", driverName.c_str()));
+    message("Get Driver Name: %s", driverName.c_str());
     usbCard_ = isUsb(card);
     path = format("\\\\.\\COM%d", portNumber_);
     // Deliberate: a port that the device tree does not list is never opened by number.
@@ -139,8 +145,8 @@ std::uint32_t DeviceComm::findDevicePath(std::string& path) {
 }
 
 std::uint32_t DeviceComm::createFile(const std::string& path) {
-    message(format(" ### Attempt to Open Com Port!! BaudRate: %d", static_cast<int>(baudRate_)));
-    message("CreateFile DeviceName: " + path);
+    message(" ### Attempt to Open Com Port!! BaudRate: %d", static_cast<int>(baudRate_));
+    message("CreateFile DeviceName: %s", path.c_str());
     handle_ = serial_.open(path, overlapped_);
     externalHandle_ = false;
     return isOpen() ? code::Success : code::NotOpen;
@@ -170,7 +176,7 @@ std::uint32_t DeviceComm::reopenForRetry(const std::string& path, int attempt) {
     CloseDevice();
     platform_.clock.sleep(kPauseBeforeReopen);
     handle_ = serial_.open(path, overlapped_);
-    message(format("Retry Config COM Port Count %d, Get Handle 0x%x", attempt, printed(handle_)));
+    message("Retry Config COM Port Count %d, Get Handle 0x%x", attempt, printed(handle_));
     if (!isOpen()) return code::NotOpen;
     clearErrorBits(nullptr);  // deliberate: whatever comes of it, the attempt goes on
     return code::Success;
@@ -193,7 +199,7 @@ std::uint32_t DeviceComm::setUpPort() {
 }
 
 std::uint32_t DeviceComm::failConfiguration(const char* text, std::uint32_t result) {
-    message(text, ToFile::Yes);
+    fileMessage("%s", text);
     return result;
 }
 
@@ -215,7 +221,7 @@ std::uint32_t DeviceComm::configure() {
 std::uint32_t DeviceComm::CloseDevice(PortHandle* handle) {
     std::uint32_t result = code::Success;
     if (isOpen()) {
-        message(format(" ### Attempt to Close Com Port!! Handle: 0x%x", printed(handle_)));
+        message(" ### Attempt to Close Com Port!! Handle: 0x%x", printed(handle_));
         serial_.setEventMask(handle_, 0);  // wakes a pending wait on port events
         if (serial_.close(handle_)) {
             handle_ = kInvalidPort;
@@ -268,7 +274,7 @@ std::uint32_t DeviceComm::ReadData(void* buffer, std::int32_t capacity, std::uin
     const std::uint32_t result =
         overlapped_ ? overlappedRead(buffer, size, bytesRead) : blockingRead(buffer, size, bytesRead);
     if (result == code::Success && traceReceive_ && bytesRead > 0) {
-        message("DC Recv: " + encodeHex(std::string_view(static_cast<const char*>(buffer), bytesRead)));
+        message("DC Recv: %s", encodeHex(std::string_view(static_cast<const char*>(buffer), bytesRead)).c_str());
     }
     return result;
 }
@@ -293,7 +299,8 @@ std::uint32_t DeviceComm::overlappedRead(void* buffer, std::uint32_t capacity, s
     }
     if (!serial_.finish(handle_, *reading_, bytesRead)) {
         bytesRead = 0;
-        reportLastError("ReadFile Get Overlapped Result Error");  // deliberate: unlike the write side the port stays open
+        reportLastError(
+            "ReadFile Get Overlapped Result Error");  // deliberate: unlike the write side the port stays open
         return code::ReadFailed;
     }
     return code::Success;
@@ -312,7 +319,7 @@ std::uint32_t DeviceComm::WriteData(const void* data, std::uint32_t length, std:
     const std::uint32_t result =
         overlapped_ ? overlappedWrite(data, length, bytesWritten) : blockingWrite(data, length, bytesWritten);
     if (result == code::Success && traceSend_ && bytesWritten > 0) {
-        message("DC Send: " + encodeHex(std::string_view(static_cast<const char*>(data), bytesWritten)));
+        message("DC Send: %s", encodeHex(std::string_view(static_cast<const char*>(data), bytesWritten)).c_str());
     }
     return result;
 }
@@ -340,11 +347,10 @@ std::uint32_t DeviceComm::overlappedWrite(const void* data, std::uint32_t length
         return closeAfter("WriteFile Get Overlapped Result Error", code::WriteFailed);
     }
     if (bytesWritten < length) {
-        message(format("Desired Write: %d, Real Write: %d", static_cast<int>(length), static_cast<int>(bytesWritten)),
-                ToFile::Yes);
+        fileMessage("Desired Write: %d, Real Write: %d", static_cast<int>(length), static_cast<int>(bytesWritten));
         CloseDevice();
         platform_.clock.sleep(kPauseBeforeReopen);
-        message("Try to Re-Open Device", ToFile::Yes);
+        fileMessage("Try to Re-Open Device");
         OpenDevice();
         return code::ShortWrite;
     }
@@ -357,7 +363,7 @@ std::uint32_t DeviceComm::blockingWrite(const void* data, std::uint32_t length, 
         return closeAfter("WriteFile Error", code::WriteFailed);
     }
     if (bytesWritten < length) {  // deliberate: unlike the overlapped mode, no reopening and nothing to the file
-        message(format("Desired Write: %d, Real Write: %d", static_cast<int>(length), static_cast<int>(bytesWritten)));
+        message("Desired Write: %d, Real Write: %d", static_cast<int>(length), static_cast<int>(bytesWritten));
         CloseDevice();
         return code::ShortWrite;
     }
@@ -393,7 +399,7 @@ bool DeviceComm::clearErrorBits(PortStatus* status) {
             platform_.clock.sleep(kPauseBetweenErrorPasses);
         }
         if (pass > kErrorPasses) {  // deliberate: the eleventh pass fails whatever it reports
-            message("ClearDeviceError Error More Than 10 Times", ToFile::Yes);
+            fileMessage("ClearDeviceError Error More Than 10 Times");
             return false;
         }
         if (bits == 0) return true;
@@ -402,7 +408,7 @@ bool DeviceComm::clearErrorBits(PortStatus* status) {
 
 void DeviceComm::reportErrorBits(std::uint32_t bits) {
     for (const ErrorText& error : kErrorTexts) {
-        if (bits & error.bit) message(error.text);
+        if (bits & error.bit) message("%s", error.text);
     }
 }
 
@@ -422,7 +428,7 @@ std::uint32_t DeviceComm::setSignal(std::int32_t index, bool raise) {
     platform_.clock.sleep(kPauseBeforeSignalRetry);
     ClearDeviceError();
     if (serial_.control(handle_, function)) return code::Success;
-    message(format("Setting Signal Error in Function: %d", static_cast<int>(function)));
+    message("Setting Signal Error in Function: %d", static_cast<int>(function));
     return code::SignalNotSet;
 }
 
@@ -446,18 +452,36 @@ std::uint32_t DeviceComm::detectSignal(std::int32_t index, std::int32_t& value) 
 
 // --- messages
 
-void DeviceComm::reportLastError(std::string_view prefix) {
+void DeviceComm::reportLastError(const char* prefix) noexcept {
     const std::uint32_t error = serial_.lastError();
-    std::string text(prefix);
-    text.append(" : ").append(serial_.errorText(error)).append(format("(%d)", static_cast<int>(error)));
-    message(text);
+    std::string systemText;
+    try {
+        systemText = serial_.errorText(error);
+    } catch (...) {
+        // Out of memory: the code says it too.
+    }
+    message("%s : %s(%d)", prefix, systemText.c_str(), static_cast<int>(error));
 }
 
-void DeviceComm::message(const std::string& text, ToFile toFile) {
-    if (toFile == ToFile::Yes && !logFilePath_.empty()) Log(platform_, logFilePath_, LogType::Comment, text);
-    if (!sink_) return;
+void DeviceComm::message(const char* pattern, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, pattern);
+    tell(ToFile::No, pattern, arguments);
+    va_end(arguments);
+}
+
+void DeviceComm::fileMessage(const char* pattern, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, pattern);
+    tell(ToFile::Yes, pattern, arguments);
+    va_end(arguments);
+}
+
+void DeviceComm::tell(ToFile toFile, const char* pattern, va_list arguments) noexcept {
     try {
-        sink_->text(text);
+        const std::string text = formatList(pattern, arguments);
+        if (toFile == ToFile::Yes && !logFilePath_.empty()) Log(platform_, logFilePath_, LogType::Comment, text);
+        if (sink_) sink_->text(text);
     } catch (...) {
         // A sink's failure is its own.
     }

@@ -5,13 +5,14 @@
 // it holds the object's receive lock. isOpen and handle may be asked from any thread.
 #pragma once
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "device/CCallBack.h"
 #include "device/ErrorCodes.h"
+#include "logging/Text.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -78,9 +79,12 @@ private:
     std::uint32_t closeAfter(const char* prefix, std::uint32_t result);
     bool clearErrorBits(PortStatus* status);
     void reportErrorBits(std::uint32_t bits);
-    void reportLastError(std::string_view prefix);
+    void reportLastError(const char* prefix) noexcept;
     std::uint32_t failConfiguration(const char* text, std::uint32_t result);
-    void message(const std::string& text, ToFile toFile = ToFile::No);
+    // A message that there is no memory for is lost: it never stands in the way of what it tells about.
+    MOVA_PRINTF(2, 3) void message(const char* pattern, ...) noexcept;
+    MOVA_PRINTF(2, 3) void fileMessage(const char* pattern, ...) noexcept;
+    MOVA_PRINTF(3, 0) void tell(ToFile toFile, const char* pattern, va_list arguments) noexcept;
 
     Platform& platform_;
     SerialDriver& serial_;

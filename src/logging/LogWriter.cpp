@@ -92,21 +92,26 @@ private:
     NamedMutex& mutex_;
 };
 
+void append(Platform& platform, const std::string& path, const std::string& line) {
+    const auto mutex = platform.threading.makeNamedMutex("SUTLOG");
+    const HeldMutex held(*mutex);
+    const auto file = platform.files.open(path, FileMode::LogAppend);
+    if (file == Files::kInvalid) return;
+    platform.files.write(file, line);
+    platform.files.close(file);
+}
+
 }  // namespace
 
 std::uint32_t Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
                   LogDirection direction) {
-    remember(path);
-    if (path.empty()) return kLogPathEmpty;
-    const std::string line = makeLine(platform, type, message, direction);
-    const auto mutex = platform.threading.makeNamedMutex("SUTLOG");
-    const HeldMutex held(*mutex);
-    const auto file = platform.files.open(path, FileMode::LogAppend);
-    if (file != Files::kInvalid) {
-        platform.files.write(file, line);
-        platform.files.close(file);
+    try {
+        remember(path);
+        if (!path.empty()) append(platform, path, makeLine(platform, type, message, direction));
+    } catch (...) {
+        // Out of memory: the line is dropped, as one that cannot be written.
     }
-    return 0;
+    return path.empty() ? kLogPathEmpty : 0;
 }
 
 std::string lastLogPath() {

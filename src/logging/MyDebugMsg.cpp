@@ -1,5 +1,7 @@
 #include "logging/MyDebugMsg.h"
 
+#include <new>
+
 namespace mova {
 
 namespace {
@@ -15,7 +17,17 @@ struct MyDebugMsg::Probe {
     explicit Probe(Platform& p)
         : platform(p), done(p.threading.makeEvent()), stop(p.threading.makeEvent()) {}
 
-    void search() {
+    void search() noexcept {
+        try {
+            lookTenTimes();
+        } catch (...) {
+            // Out of memory: the next post starts another search.
+        }
+        running = false;
+        done->set();
+    }
+
+    void lookTenTimes() {
         for (int attempt = 0; attempt < kProbeTries && !stopping; ++attempt) {
             const auto channel = platform.datagrams.open(kMailslotName);
             if (channel != DatagramChannel::kInvalid) {
@@ -25,8 +37,6 @@ struct MyDebugMsg::Probe {
             }
             if (stop->wait(kProbePause) != WaitResult::TimedOut) break;
         }
-        running = false;
-        done->set();
     }
 
     Platform& platform;
@@ -57,22 +67,31 @@ void MyDebugMsg::setPrefix(std::string_view prefix) {
 
 void MyDebugMsg::setOutputMode(OutputMode mode) { outputMode_ = mode; }
 
-void MyDebugMsg::post(std::string_view message) {
+void MyDebugMsg::post(std::string_view message) noexcept {
     if (outputMode_ == OutputMode::Off) return;
-    std::string text;
-    {
-        const std::lock_guard guard(mutex_);
-        text.reserve(prefix_.size() + message.size());
-        text.append(prefix_).append(message);
+    try {
+        std::string text;
+        {
+            const std::lock_guard guard(mutex_);
+            text.reserve(prefix_.size() + message.size());
+            text.append(prefix_).append(message);
+        }
+        if (!probe_->present) lookForListener();
+        if (probe_->present) send(text);
+    } catch (...) {
+        // Out of memory: lost like a message that nobody listens to.
     }
-    if (!probe_->present) lookForListener();
-    if (probe_->present) send(text);
 }
 
 void MyDebugMsg::lookForListener() {
     if (probe_->running.exchange(true)) return;
     probe_->done->reset();
-    auto thread = platform_.threading.start([probe = probe_] { probe->search(); });
+    std::unique_ptr<Thread> thread;
+    try {
+        thread = platform_.threading.start([probe = probe_] { probe->search(); });
+    } catch (const std::bad_alloc&) {
+        // As a thread that the system has not got.
+    }
     if (!thread) {
         probe_->running = false;
         return;

@@ -1,6 +1,5 @@
 #include "logging/Text.h"
 
-#include <cstdarg>
 #include <cstdio>
 
 namespace mova {
@@ -12,22 +11,22 @@ constexpr std::string_view kWhiteSpace = " \t\r\n\v\f";
 std::string format(const char* pattern, ...) {
     va_list arguments;
     va_start(arguments, pattern);
+    std::string text = formatList(pattern, arguments);
+    va_end(arguments);
+    return text;
+}
+
+std::string formatList(const char* pattern, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     char small[256];
-    const int length = std::vsnprintf(small, sizeof small, pattern, arguments);
-    va_end(arguments);
-    std::string text;
-    if (length > 0) {
-        const auto size = static_cast<std::size_t>(length);
-        if (size < sizeof small) {
-            text.assign(small, size);
-        } else {
-            text.resize(size);
-            std::vsnprintf(text.data(), size + 1, pattern, again);
-        }
-    }
+    const int length = std::vsnprintf(small, sizeof small, pattern, again);
     va_end(again);
+    if (length <= 0) return {};
+    const auto size = static_cast<std::size_t>(length);
+    if (size < sizeof small) return std::string(small, size);
+    std::string text(size, '\0');
+    std::vsnprintf(text.data(), size + 1, pattern, arguments);
     return text;
 }
 

@@ -1,5 +1,6 @@
 // Small text tools that every room needs.
 #pragma once
+#include <cstdarg>
 #include <string>
 #include <string_view>
 
@@ -7,11 +8,12 @@ namespace mova {
 
 // printf into a text of any length.
 #if defined(__MINGW32__)
-[[gnu::format(__MINGW_PRINTF_FORMAT, 1, 2)]]
+#define MOVA_PRINTF(pattern, first) [[gnu::format(__MINGW_PRINTF_FORMAT, pattern, first)]]
 #else
-[[gnu::format(printf, 1, 2)]]
+#define MOVA_PRINTF(pattern, first) [[gnu::format(printf, pattern, first)]]
 #endif
-std::string format(const char* pattern, ...);
+MOVA_PRINTF(1, 2) std::string format(const char* pattern, ...);
+MOVA_PRINTF(1, 0) std::string formatList(const char* pattern, va_list arguments);
 
 // White space is space, tab, carriage return, line feed, vertical tab and form feed.
 std::string_view trimRight(std::string_view text);

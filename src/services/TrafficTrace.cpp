@@ -92,27 +92,31 @@ std::string traceText(TraceKind kind, std::string_view text) {
     return out;
 }
 
-void TrafficTrace::record(TraceKind kind, std::string_view text) {
-    std::string out = traceText(kind, text);
-    debug_.post(out);
-    std::string path;
-    std::uint32_t startTick = 0;
-    {
-        const std::lock_guard guard(mutex_);
-        if (!active_) return;
-        path = path_;
-        startTick = startTick_;
+void TrafficTrace::record(TraceKind kind, std::string_view text) noexcept {
+    try {
+        std::string out = traceText(kind, text);
+        debug_.post(out);
+        std::string path;
+        std::uint32_t startTick = 0;
+        {
+            const std::lock_guard guard(mutex_);
+            if (!active_) return;
+            path = path_;
+            startTick = startTick_;
+        }
+        append(path, startTick, std::move(out));
+    } catch (...) {
+        // Out of memory: the record is lost, what it tells about goes on.
     }
-    append(path, startTick, std::move(out));
 }
 
 void TrafficTrace::append(const std::string& path, std::uint32_t startTick, std::string text) {
-    const auto file = platform_.files.open(path, FileMode::TextAppend);
-    if (file == Files::kInvalid) return;
     const std::uint32_t now = platform_.clock.tickCount();
     // Deliberate: a start behind now wraps to one less than the true difference.
     const std::uint32_t elapsed = now > startTick ? now - startTick : now + ~startTick;
     text += format("\t\t\t\t[T:%d]\n", static_cast<int>(elapsed));
+    const auto file = platform_.files.open(path, FileMode::TextAppend);
+    if (file == Files::kInvalid) return;
     platform_.files.write(file, text);
     platform_.files.close(file);
 }

@@ -21,7 +21,8 @@ public:
 
     TrafficTrace(Platform& platform, MyDebugMsg& debug) : platform_(platform), debug_(debug) {}
 
-    void record(TraceKind kind, std::string_view text) override;  // from any thread
+    // From any thread. A record that there is no memory for is lost.
+    void record(TraceKind kind, std::string_view text) noexcept override;
 
     // request 1 starts traffic logging, every other value stops it. Result: 0x1002 when neither the file nor the
     // fallback could be opened, else 0.

@@ -22,9 +22,11 @@ public:
     std::string_view completeLines() const { return text().substr(0, linesEnd_ - head_); }  // each with its "\r\n"
 
     void clear();
+    void makeRoom(std::size_t bytes) { text_.reserve(text_.size() + bytes); }  // the next append of so many cannot fail
     void append(std::string_view bytes);
     void dropFront(std::size_t count);
-    void putInFront(std::string_view lines);  // whole lines, each with its "\r\n"
+    // Whole lines, each with its "\r\n". Of lines that were dropped just before it cannot fail.
+    void putInFront(std::string_view lines);
 
     // The first complete line that, right-trimmed, equals one of the terminators (a list separated by "|").
     std::optional<Line> findTerminator(std::string_view list);

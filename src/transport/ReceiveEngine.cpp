@@ -36,6 +36,7 @@ std::uint32_t ReceiveEngine::run(std::uint32_t milliseconds, std::string_view te
 
 void ReceiveEngine::readInto(std::uint32_t waiting) {
     if (waiting == 0) return;
+    pending_.makeRoom(std::min(waiting, kReadSize));  // before the bytes leave the port: none is lost without memory
     const std::uint32_t bytesRead = port_.readWaiting(buffer_.data(), std::min(waiting, kReadSize));
     pending_.append(std::string_view(buffer_.data(), bytesRead));
 }
@@ -54,10 +55,11 @@ bool ReceiveEngine::process(std::string_view terminators) {
 
 void ReceiveEngine::finish(std::string_view response, std::string_view terminator, std::size_t consumed) {
     BuiltRecord built = buildRecord(response, terminator, trace_);
+    traceRecord(built.record, pending_.completeLines().substr(consumed), trace_);
+    sink_.deliver(std::move(built.record));
+    // Consumed only now that nothing can fail: without memory the answer stays for the next pass.
     pending_.dropFront(consumed);
     if (!built.handedBack.empty()) pending_.putInFront(built.handedBack);
-    traceRecord(built.record, pending_.completeLines(), trace_);
-    sink_.deliver(std::move(built.record));
 }
 
 }  // namespace mova

@@ -29,27 +29,27 @@ constexpr std::array<std::uint8_t, 3> kCommand{0x41, 0x54, 0x0D};
 void openAndClose(S& s) {
     s.manager->InitCmdManager(0);
     s.manager->ResetCmdManager(0);
-    s.platform.advance(20);
+    s.pass(20);
 }
 
 void queueTwo(S& s) {
     s.sendUnsolicited();
-    s.platform.advance(20);
+    s.pass(20);
     s.manager->RfTestCaseReq(7, 1);
-    s.platform.advance(20);
+    s.pass(20);
 }
 
 void sendCommand(S& s) {
     s.manager->SendNormalAtCmd(0, "AT+CSQ");
-    s.platform.advance(20);
+    s.pass(20);
 }
 
 // longest: what the method itself may wait, and for the failure at most 500 ms after a close, 500 ms before a
 // reopening, 1000 ms for a configuration that is tried again and 100 ms for a debug viewer that is looked for twice.
-// E2P, HCI and WiFi requests wait 4000 ms (HCI option 1: 10000 ms) for "*MOVA=ACK" and as long for "OK"; RF requests
-// 1000 ms and a tenth of it; AT commands up to 1500 ms for the write, properties as their table says; a change of mode
-// up to 2000 ms for the reader's end; the object's end the same, 500 ms for the close, and up to 1110 ms for the end of
-// the search for a viewer.
+// E2P and WiFi requests wait 500 ms at this station for "*MOVA=ACK" and as long for "OK", HCI actions 4000 ms (option
+// 1: 10000 ms); RF requests 1000 ms and a tenth of it; AT commands up to 1500 ms for the write, properties as their
+// table says; a change of mode up to 2000 ms for the reader's end; the object's end the same, 500 ms for the close, and
+// up to 1110 ms for the end of the search for a viewer.
 std::vector<Scenario> makeScenarios() {
     return {
         Scenario("get_BaudRate", 2100,
@@ -97,7 +97,7 @@ std::vector<Scenario> makeScenarios() {
         Scenario("SetCommDeviceType, other and back", 2200,
                  [](M& m, S& s) {
                      m.SetCommDeviceType(1, 0, 0);
-                     s.platform.advance(10);
+                     s.pass(10);
                      return m.SetCommDeviceType(0, 7, 115200);
                  }),
         Scenario("IsCommDeviceOpen", 2100,
@@ -145,7 +145,7 @@ std::vector<Scenario> makeScenarios() {
                  })
             .before([](S& s) {
                 s.port.feed("half a line that has no end");
-                s.platform.advance(20);
+                s.pass(20);
             })
             .then(Afterwards::Remake),
         Scenario("InitCmdManager, closed", 2100, [](M& m, S&) { return m.InitCmdManager(0); })
@@ -172,7 +172,7 @@ std::vector<Scenario> makeScenarios() {
             .before([](S& s) {
                 s.sendUnsolicited();
                 s.port.feed("half a line that has no end");
-                s.platform.advance(20);
+                s.pass(20);
             })
             .then(Afterwards::Reopen),
         Scenario("SwitchOperateMode, synchronous", 4200, [](M& m, S&) { return m.SwitchOperateMode(3, 0); })
@@ -189,7 +189,7 @@ std::vector<Scenario> makeScenarios() {
         Scenario("SwitchOperateMode, there and back", 4200,
                  [](M& m, S& s) {
                      m.SwitchOperateMode(5, 0);
-                     s.platform.advance(20);
+                     s.pass(20);
                      m.SwitchOperateMode(3, 0);
                      return m.SwitchOperateMode(5, 0);
                  })
@@ -245,7 +245,7 @@ std::vector<Scenario> makeScenarios() {
         Scenario("GetNormalAtResult, of a command", 3700,
                  [](M& m, S& s) {
                      const std::uint32_t sent = m.SendNormalAtCmd(0, "AT%V");
-                     s.platform.advance(10);
+                     s.pass(10);
                      return sent != 0 ? sent : m.GetNormalAtResult(2).code;
                  })
             .good(0, 0x4014, 0x4014)
@@ -275,64 +275,64 @@ std::vector<Scenario> makeScenarios() {
         Scenario("SpecificInfo, IMEI", 5100, [](M& m, S&) { return m.SpecificInfo(2, 0, "").code; }).orCodes(kAsking),
         Scenario("SpecificInfo, OTP status", 5100, [](M& m, S&) { return m.SpecificInfo(10, 0, "").code; })
             .orCodes(kAsking),
-        Scenario("SpecificInfo, field 1 read", 10100, [](M& m, S&) { return m.SpecificInfo(1, 0, "").code; })
+        Scenario("SpecificInfo, field 1 read", 3100, [](M& m, S&) { return m.SpecificInfo(1, 0, "").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SpecificInfo, field 3 written", 10100, [](M& m, S&) { return m.SpecificInfo(3, 1, "SERIAL1").code; })
+        Scenario("SpecificInfo, field 3 written", 3100, [](M& m, S&) { return m.SpecificInfo(3, 1, "SERIAL1").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SpecificInfo, field 8 written", 10100, [](M& m, S&) { return m.SpecificInfo(8, 1, "1,2,3").code; })
+        Scenario("SpecificInfo, field 8 written", 3100, [](M& m, S&) { return m.SpecificInfo(8, 1, "1,2,3").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SpecificInfo, flash status read", 10100, [](M& m, S&) { return m.SpecificInfo(9, 0, "1").code; })
+        Scenario("SpecificInfo, flash status read", 3100, [](M& m, S&) { return m.SpecificInfo(9, 0, "1").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SpecificInfo, flash status started", 10100, [](M& m, S&) { return m.SpecificInfo(9, 1, "0").code; })
+        Scenario("SpecificInfo, flash status started", 3100, [](M& m, S&) { return m.SpecificInfo(9, 1, "0").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
         Scenario("SpecificInfo, unknown", 2100, [](M& m, S&) { return m.SpecificInfo(11, 0, "").code; }).good(0x4305),
-        Scenario("ReadE2PObject", 10100, [](M& m, S&) { return m.ReadE2PObject(0x1234, 1).code; })
+        Scenario("ReadE2PObject", 3100, [](M& m, S&) { return m.ReadE2PObject(0x1234, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("ReadE2PObject, byte by byte", 10100, [](M& m, S&) { return m.ReadE2PObject(0x1234, 1).code; })
+        Scenario("ReadE2PObject, byte by byte", 3100, [](M& m, S&) { return m.ReadE2PObject(0x1234, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject)
             .plainCard(),
-        Scenario("ReadE2PObject, five segments", 10100, [](M& m, S&) { return m.ReadE2PObject(0x2000, 1).code; })
+        Scenario("ReadE2PObject, five segments", 3100, [](M& m, S&) { return m.ReadE2PObject(0x2000, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("WriteE2PObject, five segments", 10100,
+        Scenario("WriteE2PObject, five segments", 3100,
                  [](M& m, S&) { return m.WriteE2PObject(0x2000, 1, std::string(1000, '7')).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("WriteE2PObject, closed", 10100,
+        Scenario("WriteE2PObject, closed", 3100,
                  [](M& m, S&) { return m.WriteE2PObject(0x1234, 1, "0102ABCDEF").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject)
             .closed()
             .before(openAndClose),
-        Scenario("SendE2PPasswd", 10100, [](M& m, S&) { return m.SendE2PPasswd(1, 1, "AABB").code; })
+        Scenario("SendE2PPasswd", 3100, [](M& m, S&) { return m.SendE2PPasswd(1, 1, "AABB").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SendAuthReq", 10100, [](M& m, S&) { return m.SendAuthReq(1, 1).code; })
+        Scenario("SendAuthReq", 3100, [](M& m, S&) { return m.SendAuthReq(1, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SendAuthKey", 10100, [](M& m, S&) { return m.SendAuthKey(1, 1, "AABB").code; })
+        Scenario("SendAuthKey", 3100, [](M& m, S&) { return m.SendAuthKey(1, 1, "AABB").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SendSerialNumber", 10100, [](M& m, S&) { return m.SendSerialNumber(1, 1, "AABB").code; })
+        Scenario("SendSerialNumber", 3100, [](M& m, S&) { return m.SendSerialNumber(1, 1, "AABB").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SendHashReq", 10100, [](M& m, S&) { return m.SendHashReq(1, 1).code; })
+        Scenario("SendHashReq", 3100, [](M& m, S&) { return m.SendHashReq(1, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("SendLockOtp", 10100, [](M& m, S&) { return m.SendLockOtp(1, 1).code; })
+        Scenario("SendLockOtp", 3100, [](M& m, S&) { return m.SendLockOtp(1, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("ReadE2PObjectEx", 10100, [](M& m, S&) { return m.ReadE2PObjectEx(0x1234, 1, 2, 4).code; })
+        Scenario("ReadE2PObjectEx", 3100, [](M& m, S&) { return m.ReadE2PObjectEx(0x1234, 1, 2, 4).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
-        Scenario("WriteE2PObjectEx", 10100, [](M& m, S&) { return m.WriteE2PObjectEx(0x1234, 1, 2, 4, "02AB").code; })
+        Scenario("WriteE2PObjectEx", 3100, [](M& m, S&) { return m.WriteE2PObjectEx(0x1234, 1, 2, 4, "02AB").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
         Scenario("HciAction, option 0", 10100, [](M& m, S&) { return m.HciAction(0, "0102").code; })
@@ -342,7 +342,7 @@ std::vector<Scenario> makeScenarios() {
             .good(0, 0, 0x4203)
             .orCodes(kHci),
         Scenario("HciAction, unknown", 2100, [](M& m, S&) { return m.HciAction(6, "").code; }).good(0x4305),
-        Scenario("WiFiAction", 10100, [](M& m, S&) { return m.WiFiAction(0x21, "AABB").code; })
+        Scenario("WiFiAction", 3100, [](M& m, S&) { return m.WiFiAction(0x21, "AABB").code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
         Scenario("DirectWriteHexData", 2100, [](M& m, S&) { return m.DirectWriteHexData("41540D", 3).code; })
@@ -415,16 +415,16 @@ std::vector<Scenario> makeScenarios() {
                  [](M&, S& s) {
                      for (int i = 0; i < 3; ++i) {
                          s.sendUnsolicited();
-                         s.platform.advance(20);
+                         s.pass(20);
                      }
                      return 0u;
                  }),
         Scenario("viewer, vanishes and appears", 6500,
                  [](M& m, S& s) {
-                     s.platform.datagrams().vanish(MyDebugMsg::kMailslotName);
+                     s.aside([&] { s.platform.datagrams().vanish(MyDebugMsg::kMailslotName); });
                      m.ClearQueue();
-                     s.platform.withDebugViewer();
-                     s.platform.advance(2100);
+                     s.aside([&] { s.platform.withDebugViewer(); });
+                     s.pass(2100);
                      m.ClearQueue();
                      return 0u;
                  }),

@@ -50,8 +50,11 @@ void Station::make() {
     manager =
         std::make_unique<CVeCmdManager>(seen_, std::shared_ptr<ConfirmationEvents>(std::shared_ptr<void>(), this));
     manager->put_CommPortId(7);
-    manager->ActivateMovaLogging(kTraceFile, 0, 1);
-    manager->Set_Log_File_Path(kLogFile);
+    manager->AssignTimeoutConstant(4, 500);
+    aside([&] {
+        manager->ActivateMovaLogging(kTraceFile, 0, 1);
+        manager->Set_Log_File_Path(kLogFile);
+    });
 }
 
 void Station::open() {
@@ -59,8 +62,18 @@ void Station::open() {
     manager->SwitchOperateMode(mode_, 0);
 }
 
+void Station::aside(const std::function<void()>& what) {
+    surroundings_.pause();
+    what();
+    surroundings_.resume();
+}
+
+void Station::sendUnsolicited() {
+    aside([&] { handset.sendUnsolicited(static_cast<std::uint64_t>(platform.now().count())); });
+}
+
 std::int32_t Station::lend() {
-    lent_ = platform.serial().open(port.path(), true);
+    aside([&] { lent_ = platform.serial().open(port.path(), true); });
     return static_cast<std::int32_t>(lent_);
 }
 
@@ -129,9 +142,7 @@ std::string Station::tryEvent() {
 }
 
 void Station::OnCpGetMovaCnf(std::int32_t, std::int32_t, const std::string& text) {
-    surroundings_.enterListener();
-    events.push_back(text);
-    surroundings_.leaveListener();
+    aside([&] { events.push_back(text); });
 }
 
 }  // namespace mova

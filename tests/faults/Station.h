@@ -2,6 +2,7 @@
 // the object is of use again afterwards.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,8 +21,8 @@ class Surroundings {
 public:
     virtual ~Surroundings() = default;
     virtual Platform& around(Platform& platform) { return platform; }
-    virtual void enterListener() {}
-    virtual void leaveListener() {}
+    virtual void pause() {}  // what follows on this thread is the test's own
+    virtual void resume() {}
 };
 
 class Station : public ConfirmationEvents {
@@ -43,7 +44,12 @@ public:
     std::int32_t lend();
     void takeBack();
 
-    void sendUnsolicited() { handset.sendUnsolicited(static_cast<std::uint64_t>(platform.now().count())); }
+    // What a situation does beside calling the manager.
+    void aside(const std::function<void()>& what);
+    void pass(std::uint32_t milliseconds) {
+        aside([&] { platform.advance(milliseconds); });
+    }
+    void sendUnsolicited();
 
     // What went before is over: no more failures, the cable in, nothing half said on either side.
     void heal();
