@@ -775,7 +775,15 @@ TEST_F(ExceptionTest, WaitThatThrowsLeavesNoTransferPending) {
     expectNothingPending();
 }
 
-TEST_F(ExceptionTest, StopMessageWithoutMemoryLeavesNoTransferPending) { expectNothingPending(); }
+TEST_F(ExceptionTest, StopMessageWithoutMemoryIsLostAndTheStopToldAllTheSame) {
+    char c = 0;
+    std::uint32_t count = 0;
+    EXPECT_EQ(device.ReadData(&c, 1, count), 0x10u);
+    EXPECT_EQ(driver.pendingTransfers(), 0u);
+    EXPECT_EQ(device.WriteData("A", 1, count), 0x10u);
+    EXPECT_EQ(driver.pendingTransfers(), 0u);
+    EXPECT_TRUE(device.isOpen());
+}
 
 TEST_F(TransferTest, SinkInTroubleOnAStopLeavesNoTransferPending) {
     openQuietly();
