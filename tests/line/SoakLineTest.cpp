@@ -1,57 +1,17 @@
 // Many objects at once, and one after the other: nothing is mixed up and nothing is left over.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
-#include <filesystem>
-#include <iterator>
 
-#include "line/LineStation.h"
+#include "line/LeftOver.h"
 
 namespace mova::line {
 namespace {
-
-struct LeftOver {
-    std::ptrdiff_t threads;
-    std::ptrdiff_t descriptors;
-};
-
-std::ptrdiff_t entries(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
-}
-
-LeftOver countNow() { return {entries("/proc/self/task"), entries("/proc/self/fd")}; }
-
-// Once the threads that have just ended are gone.
-LeftOver countAtRest() {
-    LeftOver least = countNow();
-    for (int i = 0; i < 50; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        const LeftOver now = countNow();
-        least = {std::min(least.threads, now.threads), std::min(least.descriptors, now.descriptors)};
-    }
-    return least;
-}
-
-void expectNothingMoreThan(const LeftOver& before) {
-    waitUntil([&] {
-        const LeftOver now = countNow();
-        return now.threads <= before.threads && now.descriptors <= before.descriptors;
-    });
-    EXPECT_EQ(countNow().threads, before.threads);
-    EXPECT_EQ(countNow().descriptors, before.descriptors);
-}
 
 void inParallel(int threads, const std::function<void(int index)>& work) {
     std::vector<std::thread> running;
     for (int i = 0; i < threads; ++i) running.emplace_back(work, i);
     for (std::thread& thread : running) thread.join();
-}
-
-// What a process makes once and keeps.
-void warmUp() {
-    LineStation station;
-    ASSERT_EQ(station.open(), 0U);
 }
 
 std::string twoDigits(int number) {
