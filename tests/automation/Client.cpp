@@ -1,5 +1,8 @@
 #include "Client.h"
 
+#include <tlhelp32.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -181,6 +184,49 @@ std::size_t heapBytes() {
         HeapUnlock(heaps[i]);
     }
     return bytes;
+}
+
+std::size_t threads() {
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    std::size_t count = 0;
+    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+        count += entry.th32OwnerProcessID == GetCurrentProcessId();
+    }
+    CloseHandle(snapshot);
+    return count;
+}
+
+// From the system's list of all.
+std::size_t handles() {
+    struct Handle {
+        ULONG process;
+        BYTE type;
+        BYTE flags;
+        USHORT value;
+        void* object;
+        ULONG access;
+    };
+    struct List {
+        ULONG count;
+        Handle handles[1];
+    };
+    constexpr ULONG kSystemHandleInformation = 16;
+    constexpr LONG kTooSmall = static_cast<LONG>(0xC0000004);
+    using Query = LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*);
+    const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    std::vector<std::uint64_t> storage(8192);
+    ULONG needed = 0;
+    while (query(kSystemHandleInformation, storage.data(), static_cast<ULONG>(storage.size() * 8), &needed) ==
+           kTooSmall) {
+        storage.resize(storage.size() * 2);
+    }
+    const List* const list = reinterpret_cast<const List*>(storage.data());
+    return static_cast<std::size_t>(std::count_if(list->handles, list->handles + list->count, [](const Handle& handle) {
+        return handle.process == GetCurrentProcessId();
+    }));
 }
 
 bool eventually(const std::function<bool()>& condition, unsigned milliseconds) {

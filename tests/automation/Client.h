@@ -97,7 +97,9 @@ ComPtr<IVeCmdManager> openManager(int port);
 // Sends an AT command in the synchronous mode and collects its whole answer.
 std::wstring exchange(IVeCmdManager* manager, const wchar_t* command);
 
-std::size_t heapBytes();  // in use in the process's heap
+std::size_t heapBytes();  // in use in the process's heaps
+std::size_t threads();    // of the process
+std::size_t handles();    // that the process has open
 
 bool eventually(const std::function<bool()>& condition, unsigned milliseconds = 10000);
 

@@ -22,7 +22,7 @@ trap finish EXIT
 offer() {
     local number=$1
     shift
-    start_handset "$native" "$prefix/handset$number" "$@" || exit 1
+    start_handset "$native" "$prefix/handset$number" "$@"  || exit 1
     handsets+=("$handset_pid")
     wine_link_port "$number" "$prefix/handset$number"
     wine_list_port "$number"
@@ -107,6 +107,7 @@ mkdir -p "$lines"
 offer 7
 offer 8 --baud-rate 0
 offer 9 --baud-rate 0
+offer 10 --baud-rate 0 --cable "$prefix/cable10"
 wine_register "$dlls/MovaCmdSvr.dll" || { echo "the component could not be registered" >&2; exit 1; }
 # Wine's marshaller looks for the type library under language 0 only.
 timeout 60 wine reg add 'HKCR\TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0\0\win64' /ve /d \
@@ -114,6 +115,7 @@ timeout 60 wine reg add 'HKCR\TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0
 
 export MOVA_LINE_PORT=7 MOVA_FAST_PORT=8 MOVA_SPARE_FAST_PORT=9
 export MOVA_FAST_PTS=$(basename "$(readlink "$prefix/handset8")")
+export MOVA_PULLED_PORT=10 MOVA_CABLE=$(windows_path "$prefix")\\cable10
 export MODEM_LINES=$lines MODEM_LINES_WINDOWS=$(windows_path "$lines")
 export MOVA_DLL=$(windows_path "$dlls/MovaCmdSvr.dll")
 

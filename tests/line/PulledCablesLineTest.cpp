@@ -54,8 +54,21 @@ protected:
         station_->setTimeout(Timeout::RfAcknowledgement, LineStation::kPatience);
         station_->setTimeout(Timeout::TextAcknowledgement, LineStation::kPatience);
     }
-    CountResult write() { return manager().DirectWriteHexData("41540D", 3); }
-    std::uint32_t sendAt() { return manager().SendNormalAtCmd(0, "AT"); }
+    // A command that is sent is also answered before anything else: a request's purge would cut it in two.
+    void awaitAnswer() {
+        constexpr std::int32_t kAnswer = 9;  // "AT\r\r\nOK\r\n"
+        EXPECT_TRUE(waitUntil([&] { return manager().DirectQueryDataInQueue() >= kAnswer; }));
+    }
+    CountResult write() {
+        const CountResult written = manager().DirectWriteHexData("41540D", 3);
+        if (written.code == 0) awaitAnswer();
+        return written;
+    }
+    std::uint32_t sendAt() {
+        const std::uint32_t result = manager().SendNormalAtCmd(0, "AT");
+        if (result == 0) awaitAnswer();
+        return result;
+    }
     std::uint32_t readObject() { return manager().ReadE2PObject(0x1234, 2).code; }
     bool confirmationArrives() {
         return waitUntil([&] {
@@ -141,6 +154,7 @@ TEST_F(PulledCables, AWriteToADeviceThatClosedItselfSucceedsAndSendsNothing) {
     EXPECT_EQ(manager().GetNormalAtResult(2).code, 0U);  // a receive pass opens the port
     EXPECT_TRUE(isOpen());
     EXPECT_EQ(manager().DirectWriteAsciiData(bytes, 3).count, 3);
+    awaitAnswer();
 }
 
 // --- waits for an answer: the cable goes when the request has been read, so the wait is under way

@@ -38,6 +38,7 @@ struct Settings {
     std::optional<std::string> echo;
     std::optional<std::string> store;
     std::optional<std::string> otp;
+    std::string cable;
     std::string replay;
     std::string record;
     bool log = false;
@@ -67,6 +68,9 @@ void describe(CLI::App& app, Settings& s) {
 #else
     app.add_option(kPlaces, s.places, "keep this symbolic link to the pseudo-terminal; again for each further handset")
         ->allow_extra_args(false);
+    app.add_option("--cable", s.cable,
+                   "the file CABLE.out pulls the cable, CABLE.in puts it back, and after CABLE.stall nothing is taken "
+                   "in until it is pulled");
 #endif
     app.add_option("--ready-file", s.readyFile, "make this file once all lines are up");
     app.add_option("--baud-rate", s.baudRate, "the line's rate; 0: as fast as the machine [115200]");
@@ -113,8 +117,8 @@ std::vector<HandsetSetup> setups(const Settings& s, std::string& error) {
                 std::to_string(s.profiles.size()) + " profiles";
         return {};
     }
-    if (count > 1 && !s.record.empty()) {
-        error = "--record is for one handset";
+    if (count > 1 && (!s.record.empty() || !s.cable.empty())) {
+        error = std::string(s.record.empty() ? "--cable" : "--record") + " is for one handset";
         return {};
     }
     std::vector<HandsetSetup> all;
@@ -178,6 +182,7 @@ int run(const Settings& s) {
         Line line;
         line.profile = setup.profile;
         if (i < s.places.size()) line.link = line.port = s.places[i];
+        line.cable = s.cable;
         line.prepare = [&setup, &log, prefix](Handset& handset, std::uint64_t now) {
             if (log.isWanted()) {
                 handset.setLog([&log, prefix, now](std::uint64_t when, LogKind kind, std::string_view text) {
