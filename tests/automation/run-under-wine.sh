@@ -22,7 +22,7 @@ trap finish EXIT
 offer() {
     local number=$1
     shift
-    start_handset "$native" "$prefix/handset$number" "$@"  || exit 1
+    start_handset "$native" "$prefix/handset$number" "$@" || exit 1
     handsets+=("$handset_pid")
     wine_link_port "$number" "$prefix/handset$number"
     wine_list_port "$number"

@@ -53,6 +53,11 @@ private:
     PosixPlatform posix_;
 };
 
+inline std::string twoDigits(int number) {
+    constexpr const char* kDigits = "0123456789ABCDEF";
+    return {kDigits[number / 16 % 16], kDigits[number % 16]};
+}
+
 class RecordingEvents final : public ConfirmationEvents {
 public:
     struct Event {

@@ -353,7 +353,10 @@ TEST_F(PulledDuringALongWrite, AByteThatTheLineDoesNotTakeIsAShortWriteAndThePor
     ASSERT_EQ(manager_.SwitchOperateMode(kBackground, 0), 0U);  // a synchronous mode would empty the line first
     const int filler = ::open(line_.slave().c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (filler < 0) GTEST_SKIP() << "needs the right to open an exclusive terminal";
-    while (::write(filler, data_.data(), data_.size()) > 0) {
+    // The line goes on taking for a moment: what was written moves from one of its buffers to the next.
+    for (int full = 0; full < 50; ++full) {
+        while (::write(filler, data_.data(), data_.size()) > 0) full = 0;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     EXPECT_EQ(manager_.SendNormalAtCmd(0, "AT"), 0x4010U);  // after half a second and the pauses of the reopening
     ::close(filler);

@@ -14,11 +14,6 @@ void inParallel(int threads, const std::function<void(int index)>& work) {
     for (std::thread& thread : running) thread.join();
 }
 
-std::string twoDigits(int number) {
-    constexpr const char* kDigits = "0123456789ABCDEF";
-    return {kDigits[number / 16 % 16], kDigits[number % 16]};
-}
-
 std::unique_ptr<CVeCmdManager> patient(Bench& bench, int port) {
     auto manager = std::make_unique<CVeCmdManager>(bench.platform());
     manager->put_CommPortId(port);
