@@ -94,5 +94,18 @@ TEST_F(PosixFilesTest, AFullDiskFailsTheWrite) {
     files_.close(file);
 }
 
+TEST_F(PosixFilesTest, APipeThatNobodyReadsHoldsNobodyUp) {
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_EQ(files_.open(path_, FileMode::LogAppend), Files::kInvalid);
+    const auto file = files_.open(path_, FileMode::TextAppend);
+    ASSERT_NE(file, Files::kInvalid);
+    const std::string line(4096, 'x');
+    int written = 0;
+    while (files_.write(file, line)) ++written;
+    EXPECT_GT(written, 0);
+    EXPECT_LT(written, 1000);
+    files_.close(file);
+}
+
 }  // namespace
 }  // namespace mova

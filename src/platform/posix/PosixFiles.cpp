@@ -25,7 +25,8 @@ int flagsOf(FileMode mode) {
 }  // namespace
 
 Files::Handle PosixFiles::open(const std::string& path, FileMode mode) {
-    const int flags = flagsOf(mode) | O_CLOEXEC | O_NOCTTY;
+    // Nothing waits here: a pipe that nobody reads costs its lines, not the caller's time.
+    const int flags = flagsOf(mode) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     FileDescriptor file(uninterrupted([&] { return ::open(path.c_str(), flags, 0644); }));
     if (!file) return kInvalid;
     if (mode == FileMode::LogAppend && flock(file.get(), LOCK_EX | LOCK_NB) != 0) return kInvalid;
