@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <optional>
-#include <vector>
 
+#include "DatagramListener.h"
 #include "TempFolder.h"
 #include "platform/posix/UnixDatagramChannel.h"
 
@@ -14,32 +10,6 @@ namespace mova {
 namespace {
 
 const std::string kName = "\\\\.\\mailslot\\KSDW_DEBUG";
-
-class Listener {
-public:
-    explicit Listener(const std::string& path) : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    }
-    ~Listener() { close(socket_); }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-
-    std::vector<std::string> messages() const {
-        std::vector<std::string> all;
-        char buffer[4096];
-        for (;;) {
-            const auto got = recv(socket_, buffer, sizeof buffer, 0);
-            if (got < 0) return all;
-            all.emplace_back(buffer, static_cast<std::size_t>(got));
-        }
-    }
-
-private:
-    int socket_;
-};
 
 class UnixDatagramChannelTest : public testing::Test {
 protected:
@@ -53,7 +23,7 @@ TEST_F(UnixDatagramChannelTest, DoesNotOpenWhileNobodyListens) {
 }
 
 TEST_F(UnixDatagramChannelTest, DoesNotOpenOnWhatAListenerLeftBehind) {
-    { Listener gone(socketPath_); }
+    { DatagramListener gone(socketPath_); }
     ASSERT_TRUE(std::filesystem::exists(socketPath_));
     EXPECT_EQ(channels_.open(kName), DatagramChannel::kInvalid);
 }
@@ -64,7 +34,7 @@ TEST_F(UnixDatagramChannelTest, DoesNotOpenUnderANameThatIsTooLong) {
 }
 
 TEST_F(UnixDatagramChannelTest, EachWriteIsOneWholeMessage) {
-    Listener listener(socketPath_);
+    DatagramListener listener(socketPath_);
     const auto channel = channels_.open(kName);
     ASSERT_NE(channel, DatagramChannel::kInvalid);
     EXPECT_TRUE(channels_.write(channel, "MovaCmdSvr: first"));
@@ -75,7 +45,7 @@ TEST_F(UnixDatagramChannelTest, EachWriteIsOneWholeMessage) {
 }
 
 TEST_F(UnixDatagramChannelTest, AFullListenerCostsTheMessageAndNothingElse) {
-    Listener listener(socketPath_);
+    DatagramListener listener(socketPath_);
     const auto channel = channels_.open(kName);
     for (int i = 0; i < 5000; ++i) ASSERT_TRUE(channels_.write(channel, "message " + std::to_string(i)));
     const auto received = listener.messages();
@@ -88,7 +58,7 @@ TEST_F(UnixDatagramChannelTest, AFullListenerCostsTheMessageAndNothingElse) {
 }
 
 TEST_F(UnixDatagramChannelTest, AMessageLargerThanTheChannelIsDropped) {
-    Listener listener(socketPath_);
+    DatagramListener listener(socketPath_);
     const auto channel = channels_.open(kName);
     EXPECT_TRUE(channels_.write(channel, std::string(64U << 20, 'x')));
     EXPECT_TRUE(channels_.write(channel, "small"));
@@ -97,7 +67,7 @@ TEST_F(UnixDatagramChannelTest, AMessageLargerThanTheChannelIsDropped) {
 }
 
 TEST_F(UnixDatagramChannelTest, WritingToAListenerThatHasGoneFails) {
-    std::optional<Listener> listener(socketPath_);
+    std::optional<DatagramListener> listener(socketPath_);
     const auto channel = channels_.open(kName);
     ASSERT_TRUE(channels_.write(channel, "heard"));
     listener.reset();
@@ -106,7 +76,7 @@ TEST_F(UnixDatagramChannelTest, WritingToAListenerThatHasGoneFails) {
 }
 
 TEST_F(UnixDatagramChannelTest, AListenerThatHasGoneFullFailsToo) {
-    std::optional<Listener> listener(socketPath_);
+    std::optional<DatagramListener> listener(socketPath_);
     const auto channel = channels_.open(kName);
     for (int i = 0; i < 5000; ++i) channels_.write(channel, "x");
     listener.reset();
