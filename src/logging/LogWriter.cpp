@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "logging/Text.h"
+#include "platform/MadeOnce.h"
 
 namespace mova {
 
@@ -67,13 +68,8 @@ struct LastPath {
     std::string path;
 };
 
-LastPath& lastPath() {
-    static LastPath& instance = *new LastPath;  // never destroyed: threads may log while the module goes
-    return instance;
-}
-
 void remember(const std::string& path) {
-    LastPath& last = lastPath();
+    LastPath& last = madeOnce<LastPath>();
     const std::lock_guard guard(last.mutex);
     last.path = path;
 }
@@ -115,7 +111,7 @@ std::uint32_t Log(Platform& platform, const std::string& path, LogType type, std
 }
 
 std::string lastLogPath() {
-    LastPath& last = lastPath();
+    LastPath& last = madeOnce<LastPath>();
     const std::lock_guard guard(last.mutex);
     return last.path;
 }

@@ -13,8 +13,6 @@ namespace {
 constexpr DISPID kOnCpGetMovaCnf = 2;
 constexpr DWORD kLetCallsInFor = 1;  // milliseconds
 
-thread_local bool comIsMine = false;
-
 ComPtr<IGlobalInterfaceTable> globalTable() {
     ComPtr<IGlobalInterfaceTable> table;
     CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGlobalInterfaceTable),
@@ -155,12 +153,20 @@ void EventSinks::OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const s
     }
 }
 
-// Sinks may use COM on the thread that calls them.
-void EventSinks::readerStarted() { comIsMine = SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)); }
+// Sinks may use COM on the thread that calls them. Kept by thread, since one may still be ending when the next begins,
+// but not in the runtime's thread storage: that opens handles, which stay behind when the thread takes the module with it.
+void EventSinks::readerStarted() {
+    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return;
+    const std::lock_guard guard(mutex_);
+    comThreads_.push_back(GetCurrentThreadId());
+}
 
 void EventSinks::readerEnded() {
-    if (comIsMine) CoUninitialize();
-    comIsMine = false;
+    {
+        const std::lock_guard guard(mutex_);
+        if (std::erase(comThreads_, GetCurrentThreadId()) == 0) return;
+    }
+    CoUninitialize();
 }
 
 // The reader may be in a sink that needs this apartment's thread.

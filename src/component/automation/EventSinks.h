@@ -45,6 +45,7 @@ private:
 
     mutable std::mutex mutex_;
     std::vector<Place> places_;
+    std::vector<DWORD> comThreads_;  // that COM was initialised on, and is to be uninitialised
     DWORD lastCookie_ = 0;
 };
 

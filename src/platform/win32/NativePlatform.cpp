@@ -27,12 +27,12 @@ struct Win32Platform {
 
 alignas(Win32Platform) unsigned char place[sizeof(Win32Platform)];
 
+// Made with the module, so that no guard is needed on the way to it, and never destroyed: threads may outlive main and,
+// in a DLL, the last user.
+Win32Platform& instance = *new (place) Win32Platform;
+
 }  // namespace
 
-Platform& nativePlatform() {
-    // Never destroyed: threads may outlive main and, in a DLL, the last user.
-    static Win32Platform& instance = *new (place) Win32Platform;
-    return instance.platform;
-}
+Platform& nativePlatform() { return instance.platform; }
 
 }  // namespace mova

@@ -1,5 +1,6 @@
 #include "platform/win32/Win32NamedMutex.h"
 
+#include "platform/MadeOnce.h"
 #include "platform/win32/Win32Mutex.h"
 
 namespace mova {
@@ -13,10 +14,7 @@ HANDLE createOrOpen(const char* name) {
     return OpenMutexA(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, name);
 }
 
-Mutex& standIn() {
-    static Mutex& instance = *new Win32Mutex;  // never destroyed: threads may log while the module goes
-    return instance;
-}
+Mutex& standIn() { return madeOnce<Win32Mutex>(); }
 
 }  // namespace
 
