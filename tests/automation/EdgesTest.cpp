@@ -159,7 +159,13 @@ protected:
                 factory->CreateInstance(nullptr, __uuidof(IVeCmdManager), reinterpret_cast<void**>(manager.receive())),
                 S_OK);
             EXPECT_EQ(switchTo(manager.get(), 2), 0u);
-            if (port != 0) {
+            LONG result = 1;
+            if (port == 0) {  // a handle that is none: calls on it fail
+                EXPECT_EQ(manager->SetDeviceHandle(0x7777, &result), S_OK);
+                int lines = 1;
+                EXPECT_EQ(manager->DetectCommSignal(-1, &lines), S_OK);
+                EXPECT_EQ(lines, 0);
+            } else {
                 manager->put_CommPortId(port);
                 EXPECT_EQ(initialise(manager.get()), 0u);
                 EXPECT_NE(readObject(manager.get()), "");

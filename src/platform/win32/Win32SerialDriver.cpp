@@ -27,12 +27,28 @@ static_assert(kInfinite == INFINITE);
 
 constexpr DWORD kOverlappedAttributes = FILE_FLAG_OVERLAPPED | FILE_ATTRIBUTE_NORMAL;
 
-thread_local DWORD lastFailure = ERROR_SUCCESS;
+// The thread's last failure. Not in the runtime's thread storage, which opens handles that stay behind with every host
+// thread when the module goes.
+class LastFailure {
+public:
+    LastFailure() = default;
+    ~LastFailure() { TlsFree(slot_); }
+    LastFailure(const LastFailure&) = delete;
+    LastFailure& operator=(const LastFailure&) = delete;
+
+    void set(DWORD error) const { TlsSetValue(slot_, reinterpret_cast<void*>(std::uintptr_t{error})); }
+    DWORD get() const { return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(TlsGetValue(slot_))); }
+
+private:
+    const DWORD slot_ = TlsAlloc();
+};
+
+const LastFailure lastFailure;
 
 HANDLE handleOf(PortHandle port) { return reinterpret_cast<HANDLE>(port); }
 
 bool fail(DWORD error) {
-    lastFailure = error;
+    lastFailure.set(error);
     return false;
 }
 
@@ -240,7 +256,7 @@ bool Win32SerialDriver::write(PortHandle port, const void* data, std::uint32_t l
     return succeeded;
 }
 
-std::uint32_t Win32SerialDriver::lastError() { return lastFailure; }
+std::uint32_t Win32SerialDriver::lastError() { return lastFailure.get(); }
 
 std::string Win32SerialDriver::errorText(std::uint32_t error) {
     constexpr DWORD kFlags =
