@@ -124,6 +124,7 @@ step "compiled client of another apartment" compiled apartment.log --gtest_filte
 step "compiled clients" compiled clients.log --gtest_filter=-'EventsThroughAProxy*' "$@"
 step "VBScript" script tests/automation/late-binding.vbs "$MOVA_FAST_PORT"
 step "JScript" script tests/automation/late-binding.js "$MOVA_FAST_PORT"
+step "a script that ends with its object alive" script tests/automation/ends-alive.vbs "$MOVA_FAST_PORT"
 step "sample: VBScript" script samples/vbscript/station.vbs "$MOVA_LINE_PORT"
 step "sample: JScript" script samples/jscript/station.js "$MOVA_LINE_PORT"
 step "sample: C++, early bound" sample "$dlls/samples/early_bound.exe"
