@@ -1,0 +1,69 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/AtExchange.h"
+#include "cli/CodeTable.h"
+#include "cli/Commands.h"
+#include "cli/Numbers.h"
+#include "device/ErrorCodes.h"
+
+namespace mova::cli {
+
+namespace {
+
+struct AtOptions {
+    std::vector<std::string> commands;
+    bool keepGoing = false;
+};
+
+Json objectOf(const std::string& atCommand, const AtAnswer& answer) {
+    Json object = Json::object();
+    object["sent"] = atCommand;
+    object["lines"] = answer.lines;
+    object["result"] = answer.result.empty() ? Json(nullptr) : Json(answer.result);
+    object["milliseconds"] = answer.milliseconds;
+    return object;
+}
+
+void show(Context& context, const AtOptions& options, const std::string& atCommand, const AtAnswer& answer) {
+    Output& out = context.out;
+    if (options.commands.size() > 1) out.line(out.paint(Style::Strong, "> " + printable(atCommand)));
+    for (const std::string& line : answer.lines) out.line(printable(line));
+    if (answer.result.empty()) return;
+    out.line(out.paint(isGood(answer.result) ? Style::Good : Style::Bad, printable(answer.result)));
+}
+
+void askAll(Context& context, const AtOptions& options) {
+    context.result["answers"] = Json::array();
+    Failure first;
+    bool failed = false;
+    for (const std::string& atCommand : options.commands) {
+        const AtAnswer answer = askAt(context, atCommand);
+        context.result["answers"].push_back(objectOf(atCommand, answer));
+        show(context, options, atCommand, answer);
+        if (isGood(answer.result)) continue;
+        Failure failure;
+        if (answer.result.empty()) {
+            failure = failureOf(code::NoAnswer, printable(atCommand) + " was not answered to its end");
+        } else {
+            failure = {ExitStatus::Refused, "the handset refused " + printable(atCommand) + ": " + printable(answer.result), {}};
+        }
+        if (!options.keepGoing) throw failure;
+        if (!failed) first = failure;
+        failed = true;
+    }
+    if (failed) throw first;
+}
+
+}  // namespace
+
+void describeAt(CLI::App& command, Context& context) {
+    auto options = std::make_shared<AtOptions>();
+    command.description("Sends AT commands, one after the other, and shows the answers; stops at the first that is refused");
+    command.add_option("command", options->commands, "an AT command, in quotes where the shell needs them: \"AT+CSQ\"")
+        ->required()
+        ->type_name("COMMAND");
+    command.add_flag("-k,--keep-going", options->keepGoing, "send the others also when one is refused");
+    whenRun(command, context, [&context, options] { askAll(context, *options); });
+}
+
+}  // namespace mova::cli

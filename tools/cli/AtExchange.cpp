@@ -1,0 +1,81 @@
+#include "cli/AtExchange.h"
+
+#include <algorithm>
+#include <array>
+
+#include "cli/Numbers.h"
+#include "logging/Text.h"
+
+namespace mova::cli {
+
+namespace {
+
+constexpr std::int32_t kUsualTime = 5000;
+constexpr std::uint32_t kPause = 5;
+constexpr std::int32_t kLinesAndResult = 2;
+constexpr std::int32_t kUnfinishedToo = 1;
+
+struct FinalResult {
+    std::string_view text;
+    bool good;
+    bool more;  // may be followed by details
+};
+constexpr std::array kFinalResults{
+    FinalResult{"OK", true, false},          FinalResult{"ERROR", false, false},
+    FinalResult{"+CME ERROR:", false, true}, FinalResult{"+CMS ERROR:", false, true},
+    FinalResult{"NO CARRIER", false, false}, FinalResult{"BUSY", false, false},
+    FinalResult{"NO ANSWER", false, false},  FinalResult{"NO DIALTONE", false, false},
+    FinalResult{"CONNECT", true, true},
+};
+
+const FinalResult* finalResult(std::string_view line) {
+    for (const FinalResult& row : kFinalResults) {
+        if (line == row.text || (row.more && line.starts_with(row.text))) return &row;
+    }
+    return nullptr;
+}
+
+// The component gives an answer on one line, with "~" for each line end. True when the final result is there.
+bool takeIn(AtAnswer& answer, const std::string& folded, const std::string& sent) {
+    for (const std::string& part : splitAt(folded, '~')) {
+        const std::string line(trimRight(part));
+        if (line.empty() || (line == sent && answer.lines.empty())) continue;
+        if (finalResult(line) != nullptr) {
+            answer.result = line;
+            return true;
+        }
+        answer.lines.push_back(line);
+    }
+    return false;
+}
+
+}  // namespace
+
+bool isGood(const std::string& result) {
+    const FinalResult* const row = finalResult(result);
+    return row != nullptr && row->good;
+}
+
+AtAnswer askAt(Context& context, const std::string& atCommand) {
+    CVeCmdManager& handset = context.session.handset();
+    Clock& clock = context.session.clock();
+    const auto limit = static_cast<std::uint32_t>(context.session.timeout(kUsualTime));
+    const std::string sent(trimRight(atCommand));
+    AtAnswer answer;
+    const std::uint32_t begin = clock.tickCount();
+    check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+    for (;;) {
+        const AtResult got = handset.GetNormalAtResult(kLinesAndResult);
+        check(got.code, "the answer to " + printable(atCommand) + " was not collected");
+        const bool whole = takeIn(answer, got.text, sent);
+        answer.milliseconds = clock.tickCount() - begin;
+        if (whole) return answer;
+        if (answer.milliseconds >= limit) break;
+        checkInterrupt();
+        if (got.text.empty()) clock.sleep(kPause);
+    }
+    takeIn(answer, handset.GetNormalAtResult(kUnfinishedToo).text, sent);
+    return answer;
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,20 @@
+// One AT command and its answer.
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "cli/Context.h"
+
+namespace mova::cli {
+
+struct AtAnswer {
+    std::vector<std::string> lines;  // without echo and final result
+    std::string result;              // "OK", "ERROR", "+CME ERROR: 10", …; empty: none came in time
+    std::uint32_t milliseconds = 0;
+};
+
+AtAnswer askAt(Context& context, const std::string& atCommand);
+bool isGood(const std::string& result);  // a final result that is no refusal
+
+}  // namespace mova::cli

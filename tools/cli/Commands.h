@@ -1,0 +1,35 @@
+// The commands by name. One line here and one function add another.
+#pragma once
+#include <span>
+
+namespace CLI {
+class App;
+}
+
+namespace mova::cli {
+
+struct Context;
+
+struct CommandEntry {
+    const char* name;
+    // Gives the command, already named, its description, arguments and action (whenRun).
+    void (*describe)(CLI::App& command, Context& context);
+    bool startsSession = false;  // shell and run: not within another session
+};
+
+std::span<const CommandEntry> commands();
+
+void describePorts(CLI::App& command, Context& context);
+void describeAt(CLI::App& command, Context& context);
+void describeInfo(CLI::App& command, Context& context);
+void describeRf(CLI::App& command, Context& context);
+void describeE2p(CLI::App& command, Context& context);
+void describeHci(CLI::App& command, Context& context);
+void describeWifi(CLI::App& command, Context& context);
+void describeMonitor(CLI::App& command, Context& context);
+void describeRaw(CLI::App& command, Context& context);
+void describeSignals(CLI::App& command, Context& context);
+void describeShell(CLI::App& command, Context& context);
+void describeRun(CLI::App& command, Context& context);
+
+}  // namespace mova::cli

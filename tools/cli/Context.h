@@ -1,0 +1,50 @@
+// What every command works with: the global options, the output, the handset, and the result as machines read it.
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "cli/Failure.h"
+#include "cli/HandsetSession.h"
+#include "cli/Output.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace mova::cli {
+
+struct Context {
+    SessionOptions options;
+    std::string colour = "auto";
+    bool json = false;
+
+    Output out;
+    HandsetSession session{options};
+
+    // What --json prints when the command ends; the interpreter adds "command", "ok" and "error".
+    Json result = Json::object();
+    bool checkOnly = false;    // commands are parsed and not run
+    bool inSession = false;    // of a shell or script: no session within the session
+    std::string commandName;   // with its subcommand, of the command under way
+};
+
+// What the command does once its line is parsed.
+void whenRun(CLI::App& command, Context& context, std::function<void()> action);
+
+// Arguments that are numbers as people write them, decimal or 0x…, up to a limit.
+CLI::Option* addNumber(CLI::App& command, const std::string& name, std::uint32_t& value, std::uint32_t limit,
+                       const std::string& description);
+// Hexadecimal data, several words joined.
+CLI::Option* addHex(CLI::App& command, const std::string& name, std::string& value, const std::string& description);
+
+// Looks for Ctrl-C; throws Failure.
+void checkInterrupt(const std::string& hint = {});
+// Sleeps, and minds Ctrl-C.
+void pause(Context& context, std::uint32_t milliseconds);
+
+constexpr std::uint32_t kLargestByte = 0xFF;
+constexpr std::uint32_t kLargestWord = 0xFFFF;
+
+}  // namespace mova::cli

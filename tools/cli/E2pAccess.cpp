@@ -1,0 +1,74 @@
+#include "cli/E2pAccess.h"
+
+#include <algorithm>
+
+#include "cli/CodeTable.h"
+#include "device/ErrorCodes.h"
+#include "logging/Text.h"
+
+namespace mova::cli {
+
+template <class Request>
+TextResult E2pAccess::repeat(Request request) {
+    TextResult result = request();
+    for (std::uint32_t tries = 0; tries < retries_ && result.code != code::Success; ++tries) {
+        if (isE2pStatus(result.code) || result.code == code::NotOpen) break;  // the same again would come
+        checkInterrupt();
+        result = request();
+    }
+    return result;
+}
+
+TextResult E2pAccess::read(const E2pKey& key) {
+    return repeat([&] { return handset_.ReadE2PObject(key.first, key.second); });
+}
+
+TextResult E2pAccess::write(const E2pKey& key, const std::string& hex) {
+    return repeat([&] { return handset_.WriteE2PObject(key.first, key.second, hex); });
+}
+
+void E2pAccess::verify(const E2pKey& key, const std::string& hex) {
+    const TextResult back = read(key);
+    check(back.code, keyText(key) + " was written, and could not be read back");
+    const auto differences = differencesOf("written", hex, "read back", back.text.value_or(""));
+    if (!differences.empty()) {
+        throw Failure{ExitStatus::Refused, keyText(key) + " reads back differently: " + differences.front(),
+                      "the handset accepts the write and does not keep it: the object may be locked"};
+    }
+}
+
+std::string E2pAccess::imei() {
+    constexpr std::int32_t kImei = 2;
+    const TextResult answer = handset_.SpecificInfo(kImei, 0, "");
+    return answer.code == code::Success ? answer.text.value_or("") : std::string();
+}
+
+std::vector<std::string> differencesOf(const std::string& firstName, const std::string& first,
+                                       const std::string& secondName, const std::string& second) {
+    constexpr std::size_t kMostTold = 8;
+    constexpr std::size_t kMostDigits = 32;
+    const auto shown = [](const std::string& hex) { return hex.size() > kMostDigits ? hex.substr(0, kMostDigits) + "..." : hex; };
+    std::vector<std::string> told;
+    std::size_t stretches = 0;
+    const std::size_t common = std::min(first.size(), second.size()) / 2;
+    const auto same = [&](std::size_t byte) { return first.compare(2 * byte, 2, second, 2 * byte, 2) == 0; };
+    for (std::size_t byte = 0; byte < common; ++byte) {
+        if (same(byte)) continue;
+        std::size_t end = byte + 1;
+        while (end < common && !same(end)) ++end;
+        if (++stretches <= kMostTold) {
+            const std::string where = end == byte + 1 ? format("byte %zu", byte) : format("bytes %zu-%zu", byte, end - 1);
+            told.push_back(where + ": " + firstName + " " + shown(first.substr(2 * byte, 2 * (end - byte))) + ", " +
+                           secondName + " " + shown(second.substr(2 * byte, 2 * (end - byte))));
+        }
+        byte = end;
+    }
+    if (stretches > kMostTold) told.push_back("and " + std::to_string(stretches - kMostTold) + " more stretches");
+    if (first.size() != second.size()) {
+        told.push_back(firstName + " has " + std::to_string(first.size() / 2) + " bytes, " + secondName + " " +
+                       std::to_string(second.size() / 2));
+    }
+    return told;
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,248 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+
+#include "cli/CodeTable.h"
+#include "cli/E2pAccess.h"
+#include "cli/E2pTransfer.h"
+#include "cli/Numbers.h"
+#include "cli/Progress.h"
+#include "cli/TextFile.h"
+#include "device/ErrorCodes.h"
+
+namespace mova::cli {
+
+namespace {
+
+struct DumpOptions {
+    std::string path;
+    std::string objects = "0x1000-0x10FF,0x901F";
+    std::string records = "1-8";
+    std::uint32_t retries = 2;
+    bool everyRecord = false;
+    bool force = false;
+    bool restart = false;
+};
+
+std::vector<NumberRange> rangesOf(const std::string& text, const char* option) {
+    const auto ranges = parseRanges(text, kLargestWord);
+    if (!ranges) failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535", "for instance 0x1000-0x10FF,0x901F");
+    return *ranges;
+}
+
+// The objects and records of the ranges, in order. An object whose first record is refused can be passed over.
+class Walk {
+public:
+    Walk(std::vector<NumberRange> objects, std::vector<NumberRange> records)
+        : objects_(std::move(objects)), records_(std::move(records)) {}
+
+    bool atEnd() const { return object_ == objects_.size(); }
+    E2pKey key() const {
+        return {static_cast<std::uint16_t>(objects_[object_].first + inObject_),
+                static_cast<std::uint16_t>(records_[record_].first + inRecord_)};
+    }
+    bool atFirstRecord() const { return record_ == 0 && inRecord_ == 0; }
+    void next() {
+        if (step(records_, record_, inRecord_)) return;
+        nextObject();
+    }
+    void nextObject() {
+        record_ = 0;
+        inRecord_ = 0;
+        step(objects_, object_, inObject_);
+    }
+    void skipTo(const E2pKey& target) {
+        while (!atEnd() && key() < target) key().first < target.first ? nextObject() : next();
+    }
+    std::uint64_t objectsDone() const {
+        std::uint64_t done = inObject_;
+        for (std::size_t i = 0; i < object_; ++i) done += objects_[i].last - objects_[i].first + 1;
+        return done;
+    }
+
+private:
+    // False past the last one.
+    static bool step(const std::vector<NumberRange>& ranges, std::size_t& range, std::uint32_t& inRange) {
+        if (ranges[range].first + inRange < ranges[range].last) {
+            ++inRange;
+            return true;
+        }
+        inRange = 0;
+        return ++range < ranges.size();
+    }
+
+    std::vector<NumberRange> objects_;
+    std::vector<NumberRange> records_;
+    std::size_t object_ = 0, record_ = 0;
+    std::uint32_t inObject_ = 0, inRecord_ = 0;
+};
+
+// The file while it grows. What is written stays, so that an interrupted dump can go on.
+class GrowingFile {
+public:
+    GrowingFile(const std::string& path, const char* mode) : path_(path), file_(std::fopen(path.c_str(), mode)) {
+        if (file_ == nullptr) failFile(path + " cannot be written", "is the folder there, and may you write to it?");
+    }
+    ~GrowingFile() {
+        if (file_ != nullptr) std::fclose(file_);
+    }
+    GrowingFile(const GrowingFile&) = delete;
+    GrowingFile& operator=(const GrowingFile&) = delete;
+
+    void add(const std::string& text) {
+        const bool written = std::fwrite(text.data(), 1, text.size(), file_) == text.size() && std::fflush(file_) == 0;
+        if (!written) failFile(path_ + " cannot be written", "is the disk full? what was read so far is kept");
+    }
+    void close() {
+        const bool closed = std::fclose(std::exchange(file_, nullptr)) == 0;
+        if (!closed) failFile(path_ + " cannot be written", "is the disk full?");
+    }
+
+private:
+    std::string path_;
+    std::FILE* file_;
+};
+
+class Dump {
+public:
+    Dump(Context& context, const DumpOptions& options)
+        : context_(context),
+          options_(options),
+          part_(options.path + ".part"),
+          objects_(rangesOf(options.objects, "--objects")),
+          records_(rangesOf(options.records, "--records")),
+          walk_(objects_, records_),
+          access_(context, options.retries) {}
+
+    void run() {
+        if (fileExists(options_.path) && !options_.force) {
+            failFile(options_.path + " is there already", "choose another name, or let --force replace it");
+        }
+        const bool resumed = !options_.restart && fileExists(part_) && resume();
+        GrowingFile file(part_, resumed ? "ab" : "wb");
+        if (!resumed) file.add(heading());
+        readAll(file);
+        file.add(noteLine(e2pnote::kComplete, std::to_string(stored_)));
+        file.close();
+        std::error_code failed;
+        std::filesystem::rename(part_, options_.path, failed);
+        if (failed) failFile(part_ + " cannot be renamed to " + options_.path + ": " + failed.message());
+        tellResult();
+    }
+
+private:
+    std::string heading() const {
+        return noteLine(e2pnote::kDump, context_.session.handset().GetCmpVersion(1)) + noteLine(e2pnote::kImei, imei_) +
+               noteLine(e2pnote::kObjects, rangesText(objects_)) + noteLine(e2pnote::kRecords, rangesText(records_)) +
+               "# object record data\n";
+    }
+
+    // True: the walk stands where the interrupted dump stopped, and the file holds whole lines only.
+    bool resume() {
+        std::string text = readTextFile(part_);
+        text.resize(text.rfind('\n') + 1);  // a line that was not written to its end
+        const E2pFile begun = parseE2pText(text, part_);
+        const bool same = begun.isDump() && begun.note(e2pnote::kObjects) == rangesText(objects_) &&
+                          begun.note(e2pnote::kRecords) == rangesText(records_);
+        const std::string advice = "--restart begins anew";
+        if (!same) failFile(part_ + " is an interrupted dump of other ranges", advice + "; the same ranges go on with it");
+        if (begun.note(e2pnote::kImei) != imei_) {
+            failFile(part_ + " is an interrupted dump of the handset " + begun.note(e2pnote::kImei) + ", this is " + imei_, advice);
+        }
+        writeTextFile(part_, text);
+        stored_ = resumedWith_ = begun.objects.size();
+        if (!begun.objects.empty()) {
+            walk_.skipTo(begun.objects.rbegin()->first);
+            walk_.next();
+        }
+        const auto next = splitWords(begun.note(e2pnote::kNext));
+        if (next && next->size() == 2) {
+            const auto object = parseNumber((*next)[0]), record = parseNumber((*next)[1]);
+            if (object && record) walk_.skipTo({static_cast<std::uint16_t>(*object), static_cast<std::uint16_t>(*record)});
+        }
+        context_.out.remark("going on with " + part_ + ": " + std::to_string(stored_) + " objects are there");
+        return true;
+    }
+
+    void readAll(GrowingFile& file) {
+        Progress progress(context_.out, "dump", countOf(objects_), walk_.objectsDone());
+        try {
+            while (!walk_.atEnd()) {
+                checkInterrupt("the same command goes on where it stopped");
+                readOne(file, progress);
+            }
+        } catch (const Failure&) {
+            const E2pKey key = walk_.key();
+            file.add(noteLine(e2pnote::kNext, std::to_string(key.first) + " " + std::to_string(key.second)));
+            throw;
+        }
+    }
+
+    void readOne(GrowingFile& file, Progress& progress) {
+        const E2pKey key = walk_.key();
+        TextResult reply = access_.read(key);
+        const bool refused = isE2pStatus(reply.code);
+        if (!refused && reply.code != code::Success) {
+            Failure failure = failureOf(reply.code, keyText(key) + " was not read");
+            failure.hint += "; the same command goes on where it stopped";
+            throw failure;
+        }
+        if (refused) {
+            ++refusals_[reply.code];
+        } else if (!reply.text.value_or("").empty()) {
+            file.add(objectLine(key, *reply.text));
+            ++stored_;
+            bytes_ += reply.text->size() / 2;
+        }
+        const bool passOver = refused && walk_.atFirstRecord() && !options_.everyRecord;
+        passOver ? walk_.nextObject() : walk_.next();
+        if (walk_.atEnd() || walk_.atFirstRecord()) progress.advance(std::to_string(stored_) + " stored");
+    }
+
+    void tellResult() {
+        Output& out = context_.out;
+        Json refused = Json::object();
+        for (const auto& [code, count] : refusals_) refused[hexCode(code)] = count;
+        context_.result["file"] = options_.path;
+        context_.result["objects"] = stored_;
+        context_.result["resumedWith"] = resumedWith_;
+        context_.result["bytesRead"] = bytes_;
+        context_.result["refused"] = refused;
+        out.line(std::to_string(stored_) + " objects in " + options_.path +
+                 (resumedWith_ > 0 ? " (" + std::to_string(resumedWith_) + " of them from before)" : ""));
+        for (const auto& [code, count] : refusals_) {
+            out.line("  not there: " + std::to_string(count) + " times " + hexCode(code) + ", " + describeCode(code).meaning);
+        }
+    }
+
+    Context& context_;
+    const DumpOptions& options_;
+    const std::string part_;
+    const std::vector<NumberRange> objects_;
+    const std::vector<NumberRange> records_;
+    Walk walk_;
+    E2pAccess access_;
+    const std::string imei_ = access_.imei();
+    std::uint64_t stored_ = 0;
+    std::uint64_t resumedWith_ = 0;
+    std::uint64_t bytes_ = 0;
+    std::map<std::uint32_t, std::uint64_t> refusals_;
+};
+
+}  // namespace
+
+void describeDump(CLI::App& command, Context& context) {
+    auto o = std::make_shared<DumpOptions>();
+    command.add_option("file", o->path, "the file to write")->required()->type_name("FILE");
+    command.add_option("--objects", o->objects, "the objects to ask for")->type_name("RANGES")->capture_default_str();
+    command.add_option("--records", o->records, "the records of each")->type_name("RANGES")->capture_default_str();
+    command.add_flag("--every-record", o->everyRecord, "ask for every record, also of objects whose first one is not there");
+    addNumber(command, "--retries", o->retries, 100, "further tries where the line fails (2)");
+    command.add_flag("--force", o->force, "replace the file if it is there");
+    command.add_flag("--restart", o->restart, "begin anew, also where an interrupted dump could go on");
+    command.footer("Which objects a handset has shows only when it is asked. Until the dump is whole it is FILE.part; the same\n"
+                   "command goes on with it. The simulated handset serves a dump with --store FILE.");
+    whenRun(command, context, [&context, o] { Dump(context, *o).run(); });
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,34 @@
+// Why a command could not do what it was asked: thrown by commands, told once by the interpreter.
+#pragma once
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "cli/ExitStatus.h"
+
+namespace mova::cli {
+
+struct Failure {
+    ExitStatus status = ExitStatus::Refused;
+    std::string message;     // what was not done
+    std::string hint;        // what to do about it; may be empty
+    std::uint32_t code = 0;  // the component's, 0 when it is not one of those
+};
+
+// A failure of the component's code: status and hint come from the table of codes.
+Failure failureOf(std::uint32_t code, std::string message);
+
+// Throws failureOf unless the code is a success.
+inline void check(std::uint32_t code, std::string message) {
+    if (code != 0) throw failureOf(code, std::move(message));
+}
+
+[[noreturn]] inline void failUsage(std::string message, std::string hint = {}) {
+    throw Failure{ExitStatus::Usage, std::move(message), std::move(hint)};
+}
+
+[[noreturn]] inline void failFile(std::string message, std::string hint = {}) {
+    throw Failure{ExitStatus::FileTrouble, std::move(message), std::move(hint)};
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,76 @@
+#include "cli/HandsetSession.h"
+
+#include <utility>
+
+#include "cli/PortList.h"
+
+namespace mova::cli {
+
+void ConfirmationInbox::OnCpGetMovaCnf(std::int32_t, std::int32_t, const std::string& text) {
+    if (text.empty()) return;  // a look at the port that found nothing whole
+    const std::lock_guard guard(mutex_);
+    texts_.push_back(text);
+}
+
+std::vector<std::string> ConfirmationInbox::take() {
+    const std::lock_guard guard(mutex_);
+    return std::exchange(texts_, {});
+}
+
+namespace {
+
+std::string onlyPort() {
+    const std::vector<ListedPort> ports = listPorts();
+    if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
+    if (ports.size() > 1) {
+        failUsage("there are several ports and none is named", "\"mova ports\" lists them; choose with --port or MOVA_PORT");
+    }
+    return ports[0].number ? std::to_string(*ports[0].number) : ports[0].device;
+}
+
+}  // namespace
+
+HandsetSession::~HandsetSession() { close(); }
+
+void HandsetSession::close() {
+    handset_.reset();  // closes the port
+    target_.reset();
+}
+
+CVeCmdManager& HandsetSession::handset() {
+    if (!handset_) open();
+    return *handset_;
+}
+
+Clock& HandsetSession::clock() { return nativePlatform().clock; }
+
+const std::string& HandsetSession::portName() {
+    handset();
+    return target_->name();
+}
+
+void HandsetSession::applyTimeouts() {
+    struct Timeout {
+        std::int32_t number;
+        std::int32_t usual;
+    };
+    constexpr Timeout kAnswers[] = {{3, 1000}, {4, 4000}};
+    for (const Timeout& t : kAnswers) handset_->AssignTimeoutConstant(t.number, timeout(t.usual));
+}
+
+void HandsetSession::open() {
+    auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
+    auto handset = std::make_unique<CVeCmdManager>(target->platform(), inbox_);
+    if (!options_.traceFile.empty()) {
+        check(handset->ActivateMovaLogging(options_.traceFile, 0, 1), "the trace file " + options_.traceFile + " could not be opened");
+    }
+    if (!options_.logFile.empty()) handset->Set_Log_File_Path(options_.logFile);
+    handset->put_CommPortId(target->number());
+    handset->put_BaudRate(options_.baudRate);
+    if (const std::uint32_t code = handset->InitCmdManager(0)) throw target->whyNotOpened(code);
+    target_ = std::move(target);
+    handset_ = std::move(handset);
+    applyTimeouts();
+}
+
+}  // namespace mova::cli

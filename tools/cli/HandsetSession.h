@@ -1,0 +1,73 @@
+// The port and the command manager behind it: opened when the first command needs them, and kept for the next.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "cli/PortTarget.h"
+#include "component/CVeCmdManager.h"
+
+namespace mova::cli {
+
+struct SessionOptions {
+    std::string port;  // empty: the only port there is
+    std::int32_t baudRate = 115200;
+    std::int32_t timeout = 0;  // milliseconds; 0: each command's own
+    std::string traceFile;
+    std::string logFile;
+};
+
+// The confirmations that the background reading delivers, until somebody takes them.
+class ConfirmationInbox final : public ConfirmationEvents {
+public:
+    void OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const std::string& text) override;
+    std::vector<std::string> take();
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> texts_;
+};
+
+class HandsetSession {
+public:
+    explicit HandsetSession(const SessionOptions& options) : options_(options) {}
+    ~HandsetSession();
+    HandsetSession(const HandsetSession&) = delete;
+    HandsetSession& operator=(const HandsetSession&) = delete;
+
+    CVeCmdManager& handset();  // open; throws Failure
+    ConfirmationInbox& inbox() { return *inbox_; }
+    Clock& clock();
+    const std::string& portName();  // of an open port
+    std::int32_t timeout(std::int32_t usual) const { return options_.timeout > 0 ? options_.timeout : usual; }
+    // HCI actions set a time-out of their own; this brings back what the user chose.
+    void applyTimeouts();
+    void close();
+
+private:
+    void open();
+
+    const SessionOptions& options_;
+    std::unique_ptr<PortTarget> target_;
+    std::shared_ptr<ConfirmationInbox> inbox_ = std::make_shared<ConfirmationInbox>();
+    std::unique_ptr<CVeCmdManager> handset_;
+};
+
+// An operating mode for the time of a command; then the plain synchronous one again.
+class ModeForNow {
+public:
+    static constexpr std::uint32_t kEvents = 1;
+    static constexpr std::uint32_t kUntilOk = 3;
+
+    ModeForNow(CVeCmdManager& handset, std::uint32_t mode) : handset_(handset) { handset_.SwitchOperateMode(mode, 0); }
+    ~ModeForNow() { handset_.SwitchOperateMode(0, 0); }
+    ModeForNow(const ModeForNow&) = delete;
+    ModeForNow& operator=(const ModeForNow&) = delete;
+
+private:
+    CVeCmdManager& handset_;
+};
+
+}  // namespace mova::cli

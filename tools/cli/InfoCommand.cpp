@@ -1,0 +1,87 @@
+#include <CLI/CLI.hpp>
+#include <array>
+
+#include "cli/CodeTable.h"
+#include "cli/Commands.h"
+#include "cli/Context.h"
+#include "cli/Numbers.h"
+#include "cli/Table.h"
+#include "device/ErrorCodes.h"
+#include "logging/Text.h"
+
+namespace mova::cli {
+
+namespace {
+
+// A question about the handset, by the component's option numbers.
+struct Question {
+    const char* key;    // in JSON
+    const char* label;  // for people
+    std::int32_t option;
+    const char* parameter;
+};
+
+constexpr std::array kQuestions{
+    Question{"version", "software version", 0, ""},
+    Question{"imei", "IMEI", 2, ""},
+    Question{"otp", "one-time programmable", 10, ""},
+    Question{"identity1", "identity field 1", 1, ""},
+    Question{"identity3", "identity field 3", 3, ""},
+    Question{"identity5", "identity field 5", 5, ""},
+    Question{"identity6", "identity field 6", 6, ""},
+    Question{"identity7", "identity field 7", 7, ""},
+    Question{"identity8", "identity field 8", 8, ""},
+    Question{"flashStatus", "flash status", 9, "1"},
+    Question{"flashFailures", "flash failures", 9, "2"},
+};
+
+// An identity field is padded with zero bytes, and an erased one with 0xFF.
+std::string tidy(std::string text) {
+    for (std::size_t at; (at = text.find('~')) != text.npos;) text.replace(at, 1, " / ");
+    while (!text.empty() && (text.back() == '\0' || text.back() == '\xFF')) text.pop_back();
+    const std::string_view trimmed = trim(text);
+    return std::string(trimmed.ends_with(" /") ? trimmed.substr(0, trimmed.size() - 2) : trimmed);
+}
+
+void askAll(Context& context) {
+    CVeCmdManager& handset = context.session.handset();
+    Output& out = context.out;
+    constexpr std::size_t kLabelWidth = 24;
+    const auto show = [&](std::string label, const std::string& text) {
+        label.resize(std::max(label.size() + 1, kLabelWidth), ' ');
+        out.line(out.paint(Style::Strong, label) + text);
+    };
+    context.result["component"] = handset.GetCmpVersion(1);
+    context.result["port"] = context.session.portName();
+    show("component", handset.GetCmpVersion(1));
+    show("port", context.session.portName());
+    std::vector<std::string> refused;
+    Failure first;
+    for (const Question& question : kQuestions) {
+        checkInterrupt();
+        const TextResult answer = handset.SpecificInfo(question.option, 0, question.parameter);
+        if (answer.code == code::Success) {
+            const std::string text = tidy(answer.text.value_or(""));
+            context.result[question.key] = text;
+            show(question.label, printable(text));
+            continue;
+        }
+        Failure failure = failureOf(answer.code, std::string(question.label) + " was not told");
+        if (answer.code == code::NoAnswer) throw failure;
+        context.result[question.key] = nullptr;
+        show(question.label, out.paint(Style::Bad, hexCode(answer.code) + " " + describeCode(answer.code).meaning));
+        if (refused.empty()) first = failure;
+        refused.push_back(question.label);
+    }
+    if (refused.size() > 1) first.message += ", and " + std::to_string(refused.size() - 1) + " more";
+    if (!refused.empty()) throw first;
+}
+
+}  // namespace
+
+void describeInfo(CLI::App& command, Context& context) {
+    command.description("Shows who the handset is: software version, IMEI, one-time-programmable status, identity fields, flash status");
+    whenRun(command, context, [&context] { askAll(context); });
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,192 @@
+#include "cli/Interpreter.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <new>
+#include <sstream>
+
+#include "cli/CodeTable.h"
+#include "cli/Commands.h"
+#include "cli/ManPage.h"
+#include "logging/Text.h"
+
+namespace mova::cli {
+
+namespace {
+
+constexpr const char* kPurpose =
+    "Drives a mobile handset on a serial port: AT commands, the request protocol, raw bytes and modem lines.";
+
+void describeGlobals(CLI::App& app, Context& context) {
+    SessionOptions& options = context.options;
+    app.add_option("-p,--port", options.port,
+#ifdef _WIN32
+                   "the port by its number, as 7 or COM7; without it the only port there is")
+#else
+                   "the port: its number n (the link /dev/COMn) or a device path as /dev/ttyUSB0; without it the only "
+                   "port there is")
+#endif
+        ->type_name("PORT")
+        ->envname("MOVA_PORT");
+    app.add_option("-b,--baud", options.baudRate, "baud rate")
+        ->type_name("RATE")
+        ->check(CLI::Range(1, 12'000'000))
+        ->capture_default_str();
+    app.add_option("-t,--timeout", options.timeout, "longest wait for an answer in milliseconds (at: 5000, rf: 1000, others: 4000)")
+        ->type_name("MS")
+        ->check(CLI::Range(1, 200'000));
+    app.add_option("--trace", options.traceFile, "append every request and answer to this file, with its time")->type_name("FILE");
+    app.add_option("--log", options.logFile, "append commands, answers and errors to this file")->type_name("FILE");
+    app.add_flag("--json", context.json, "results as JSON, one object a line");
+    app.add_option("--colour,--color", context.colour, "colours: auto (on a terminal, unless NO_COLOR is set), always or never")
+        ->type_name("WHEN")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->capture_default_str();
+}
+
+struct ManPageAsked {};
+
+void describeProgram(CLI::App& app, Context& context) {
+    app.description(kPurpose);
+    app.set_help_flag("-h,--help", "this help, or that of the command it follows");
+    app.set_help_all_flag("--help-all", "the help of every command");
+    app.add_flag_callback("--version", [&app] {
+        const CVeCmdManager manager;
+        throw CLI::CallForVersion(manager.GetCmpVersion(1), 0);
+    }, "the component's version");
+    app.add_flag_callback("--man-page", [] { throw ManPageAsked{}; }, "the manual page, for man(1)");
+    describeGlobals(app, context);
+}
+
+// What the error output and --json tell of a failure.
+void tell(Context& context, const Failure& failure) {
+    Output& out = context.out;
+    if (out.isJson() && !out.isCapturing()) return;  // the result says it
+    out.trouble(out.paintRemark(Style::Bad, "mova: ") + failure.message);
+    if (failure.code != 0) {
+        const CodeText text = describeCode(failure.code);
+        out.trouble("  " + hexCode(failure.code) + " " + text.name + ": " + text.meaning);
+    }
+    if (!failure.hint.empty()) out.trouble("  try: " + failure.hint);
+}
+
+Json errorObject(const Failure& failure) {
+    Json error = Json::object();
+    error["message"] = failure.message;
+    if (failure.code != 0) {
+        const CodeText text = describeCode(failure.code);
+        error["code"] = failure.code;
+        error["hex"] = hexCode(failure.code);
+        error["name"] = text.name;
+        error["meaning"] = text.meaning;
+    }
+    error["hint"] = failure.hint;
+    error["status"] = static_cast<int>(failure.status);
+    return error;
+}
+
+void finishResult(Context& context, const Failure* failure) {
+    Json whole = Json::object();
+    whole["command"] = context.commandName;
+    whole["ok"] = failure == nullptr;
+    for (const auto& [name, value] : context.result.items()) whole[name] = value;
+    if (failure != nullptr) whole["error"] = errorObject(*failure);
+    context.out.object(whole);
+}
+
+// The innermost command that was named, for its help.
+const CLI::App& namedCommand(const CLI::App& app) {
+    const CLI::App* named = &app;
+    while (!named->get_subcommands().empty()) named = named->get_subcommands().front();
+    return *named;
+}
+
+std::string usageHint(const CLI::App& app, Scope scope) {
+    std::string name;
+    for (const CLI::App* at = &namedCommand(app); at != nullptr && at->get_parent() != nullptr; at = at->get_parent()) {
+        name = at->get_name() + (name.empty() ? "" : " ") + name;
+    }
+    if (scope == Scope::Session) return name.empty() ? "\"help\" lists the commands" : "\"" + name + " --help\" tells more";
+    return "\"mova " + name + (name.empty() ? "" : " ") + "--help\" tells more";
+}
+
+void printLines(Output& out, const std::string& text) {
+    const std::string_view trimmed = trimRight(text);
+    for (std::size_t begin = 0; begin <= trimmed.size();) {
+        const auto end = std::min(trimmed.find('\n', begin), trimmed.size());
+        out.line(trimmed.substr(begin, end - begin));
+        begin = end + 1;
+    }
+}
+
+// Help and version are no failures; they are text also where results are JSON.
+ExitStatus showHelp(Context& context, const CLI::App& app, const CLI::ParseError& asked) {
+    std::ostringstream text, unused;
+    app.exit(asked, text, unused);
+    context.out.useJson(false);
+    printLines(context.out, text.str());
+    context.out.useJson(context.json);
+    return ExitStatus::Done;
+}
+
+}  // namespace
+
+std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
+    auto app = std::make_unique<CLI::App>(kPurpose, scope == Scope::Program ? "mova" : "");
+    app->fallthrough();
+    if (scope == Scope::Program) {
+        describeProgram(*app, context);
+    } else {
+        app->set_help_flag("-h,--help", "the commands, or the help of the command it follows");
+    }
+    for (const CommandEntry& entry : commands()) {
+        if (entry.startsSession && context.inSession) continue;
+        CLI::App* const command = app->add_subcommand(entry.name);
+        entry.describe(*command, context);
+    }
+    app->require_subcommand(1);
+    if (scope == Scope::Program) app->footer(helpFooter());
+    return app;
+}
+
+ExitStatus execute(Context& context, Scope scope, const std::vector<std::string>& words, Failure* failure) {
+    const auto app = makeParser(context, scope);
+    context.result = Json::object();
+    context.commandName.clear();
+    Failure told;
+    try {
+        std::vector<std::string> reversed(words.rbegin(), words.rend());
+        if (scope == Scope::Program) {
+            // Before anything is told: how it is to be told.
+            app->parse_complete_callback([&context] {
+                context.out.useJson(context.json);
+                context.out.chooseColours(context.colour);
+            });
+        }
+        app->parse(std::move(reversed));
+        if (!context.checkOnly) finishResult(context, nullptr);
+        return ExitStatus::Done;
+    } catch (const ManPageAsked&) {
+        printLines(context.out, manPage(*app));
+        return ExitStatus::Done;
+    } catch (const CLI::Success& asked) {
+        return showHelp(context, *app, asked);
+    } catch (const CLI::ParseError& error) {
+        told = {ExitStatus::Usage, error.what(), usageHint(*app, scope)};
+    } catch (const Failure& thrown) {
+        told = thrown;
+    } catch (const std::bad_alloc&) {
+        told = {ExitStatus::LineTrouble, "out of memory", {}};
+    } catch (const std::exception& error) {
+        told = {ExitStatus::FileTrouble, error.what(), {}};
+    }
+    context.out.useJson(context.json);
+    if (!context.checkOnly) {
+        tell(context, told);
+        finishResult(context, &told);
+    }
+    if (failure != nullptr) *failure = told;
+    return told.status;
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,31 @@
+// One line from the person at the terminal. On Linux with editing, history and completion; on Windows the console
+// itself edits and remembers lines, and there is no completion.
+#pragma once
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mova::cli {
+
+class LineEditor {
+public:
+    // Given the line up to the word at the cursor, and that word: what it may become.
+    using Completer = std::function<std::vector<std::string>(const std::string& before, const std::string& word)>;
+
+    LineEditor(std::string historyFile, Completer completer);  // empty: no file
+    ~LineEditor();                                             // keeps the history
+    LineEditor(const LineEditor&) = delete;
+    LineEditor& operator=(const LineEditor&) = delete;
+
+    // Empty: the end of the input, or Ctrl-C.
+    std::optional<std::string> readLine(const std::string& prompt);
+
+private:
+    std::string historyFile_;
+    std::string last_;
+};
+
+std::string defaultHistoryFile();  // of MOVA_HISTORY or in the user's state folder; empty: none
+
+}  // namespace mova::cli

@@ -1,0 +1,25 @@
+#include <cstdio>
+#include <iostream>
+
+#include "cli/LineEditor.h"
+
+namespace mova::cli {
+
+LineEditor::LineEditor(std::string historyFile, Completer) : historyFile_(std::move(historyFile)) {}
+
+LineEditor::~LineEditor() = default;
+
+std::optional<std::string> LineEditor::readLine(const std::string& prompt) {
+    std::fputs(prompt.c_str(), stdout);
+    std::fflush(stdout);
+    std::string line;
+    if (!std::getline(std::cin, line)) {
+        std::cin.clear();
+        return std::nullopt;
+    }
+    return line;
+}
+
+std::string defaultHistoryFile() { return {}; }
+
+}  // namespace mova::cli

@@ -1,0 +1,72 @@
+#include <editline/readline.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "cli/LineEditor.h"
+
+namespace mova::cli {
+
+namespace {
+
+constexpr int kHistoryLines = 1000;
+
+// The library's completion is a function without a state of its own.
+LineEditor::Completer completing;
+std::vector<std::string> candidates;
+std::size_t nextCandidate = 0;
+
+char* candidate(const char*, int state) {
+    if (state == 0) nextCandidate = 0;
+    return nextCandidate < candidates.size() ? strdup(candidates[nextCandidate++].c_str()) : nullptr;
+}
+
+// Without candidates of ours the library goes on with file names.
+char** complete(const char* word, int start, int) {
+    candidates = completing(std::string(rl_line_buffer, static_cast<std::size_t>(start)), word);
+    return candidates.empty() ? nullptr : rl_completion_matches(word, candidate);
+}
+
+}  // namespace
+
+LineEditor::LineEditor(std::string historyFile, Completer completer) : historyFile_(std::move(historyFile)) {
+    static char name[] = "mova";
+    static char breaks[] = " \t";
+    completing = std::move(completer);
+    rl_readline_name = name;
+    rl_initialize();
+    rl_attempted_completion_function = complete;
+    rl_completer_word_break_characters = breaks;
+    using_history();
+    stifle_history(kHistoryLines);
+    if (!historyFile_.empty()) read_history(historyFile_.c_str());
+}
+
+LineEditor::~LineEditor() {
+    if (historyFile_.empty()) return;
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(historyFile_).parent_path(), ignored);
+    write_history(historyFile_.c_str());
+}
+
+std::optional<std::string> LineEditor::readLine(const std::string& prompt) {
+    char* const line = readline(prompt.c_str());
+    if (line == nullptr) return std::nullopt;
+    std::string text(line);
+    std::free(line);
+    if (!text.empty() && text != last_) add_history(text.c_str());
+    last_ = text;
+    return text;
+}
+
+std::string defaultHistoryFile() {
+    if (const char* const chosen = std::getenv("MOVA_HISTORY")) return chosen;
+    if (const char* const state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state != '\0') {
+        return std::string(state) + "/mova/history";
+    }
+    const char* const home = std::getenv("HOME");
+    return home != nullptr && *home != '\0' ? std::string(home) + "/.local/state/mova/history" : std::string();
+}
+
+}  // namespace mova::cli

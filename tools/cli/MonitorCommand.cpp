@@ -1,0 +1,77 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/Commands.h"
+#include "cli/Context.h"
+#include "cli/Interrupt.h"
+#include "cli/Numbers.h"
+#include "logging/Text.h"
+
+namespace mova::cli {
+
+namespace {
+
+struct MonitorOptions {
+    std::uint32_t count = 0;    // 0: without end
+    double seconds = 0;         // 0: without end
+    std::vector<std::string> commands;
+};
+
+std::string timeText(const LocalTime& t) {
+    return format("%04d-%02d-%02dT%02d:%02d:%02d.%03d", t.year, t.month, t.day, t.hour, t.minute, t.second, t.millisecond);
+}
+
+void show(Context& context, const std::string& text) {
+    const std::string time = timeText(context.session.clock().localTime());
+    constexpr std::size_t kDate = 11;
+    context.out.line(context.out.paint(Style::Faint, time.substr(kDate)) + "  " + printable(text));
+    Json object = Json::object();
+    object["time"] = time;
+    object["text"] = text;
+    context.out.object(object);
+}
+
+// Until enough has come, the time is over, or Ctrl-C.
+void watch(Context& context, const MonitorOptions& options) {
+    constexpr std::uint32_t kPause = 5;
+    CVeCmdManager& handset = context.session.handset();
+    Clock& clock = context.session.clock();
+    const ModeForNow events(handset, ModeForNow::kEvents);
+    context.session.inbox().take();
+    if (options.count == 0 && options.seconds <= 0) context.out.remark("watching " + context.session.portName() + "; Ctrl-C ends");
+    for (const std::string& atCommand : options.commands) {
+        check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+    }
+    const std::uint32_t begin = clock.tickCount();
+    const auto limit = static_cast<std::uint32_t>(options.seconds * 1000);
+    std::uint32_t seen = 0;
+    const auto tellCount = [&] { context.result["count"] = seen; };
+    while (!interrupted()) {
+        for (const std::string& text : context.session.inbox().take()) {
+            show(context, text);
+            if (++seen == options.count) return tellCount();
+        }
+        if (limit > 0 && clock.tickCount() - begin >= limit) break;
+        clock.sleep(kPause);
+    }
+    tellCount();
+    if (!interrupted() && options.count > 0) {
+        throw Failure{ExitStatus::NoAnswer, format("%u of %u confirmations came in time", seen, options.count),
+                      "does the handset send any? --send gives it a command first"};
+    }
+    // Ctrl-C is the way to end an endless watch.
+    if (interrupted() && (limit > 0 || options.count > 0)) checkInterrupt();
+}
+
+}  // namespace
+
+void describeMonitor(CLI::App& command, Context& context) {
+    auto o = std::make_shared<MonitorOptions>();
+    command.description("Shows confirmations and other answers as they come, until Ctrl-C");
+    addNumber(command, "-n,--count", o->count, 0xFFFFFFFF, "end after so many; fewer within --seconds is a failure");
+    command.add_option("-s,--seconds", o->seconds, "end after so many seconds")->type_name("SECONDS")->check(CLI::Range(0.001, 4'000'000.0));
+    command.add_option("--send", o->commands, "send this AT command first; may be given several times")->type_name("COMMAND");
+    command.footer("What the handset sends at once is told as one. With --json each confirmation is an object with time and text.");
+    whenRun(command, context, [&context, o] { watch(context, *o); });
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,66 @@
+#include "cli/PortList.h"
+
+#include <array>
+#include <set>
+
+#include "platform/Platform.h"
+
+namespace mova::cli {
+
+namespace {
+
+constexpr const char* kDevices = "SYSTEM\\CurrentControlSet\\Enum";
+constexpr int kPortDepth = 3;        // enumerator, device, instance
+constexpr int kParametersDepth = 4;  // a USB device's parameters lie below its instance
+
+// The number in "(COMn)" or, a whole name, "COMn".
+std::optional<std::int32_t> numberIn(const std::string& text, const std::string& before) {
+    const auto at = text.find(before + "COM");
+    if (at == text.npos) return std::nullopt;
+    std::int32_t number = 0;
+    for (std::size_t i = at + before.size() + 3; i < text.size() && text[i] >= '0' && text[i] <= '9' && number < 65536; ++i) {
+        number = number * 10 + (text[i] - '0');
+    }
+    return number > 0 ? std::optional(number) : std::nullopt;
+}
+
+std::string valueOf(KeyTree& keys, KeyTree::Key key, const char* name) {
+    std::array<char, 512> buffer{};
+    std::size_t size = buffer.size() - 1;
+    return keys.value(key, name, buffer.data(), size) ? std::string(buffer.data()) : std::string();
+}
+
+// Every number that any device's entry names; whether it counts is the discovery's to say.
+void collectNumbers(KeyTree& keys, const std::string& path, int depth, std::set<std::int32_t>& numbers) {
+    const KeyTree::Key key = keys.open(path, KeyAccess::Read);
+    if (key == KeyTree::kNoKey) return;
+    if (const auto number = numberIn(valueOf(keys, key, "FriendlyName"), "(")) numbers.insert(*number);
+    if (const auto number = numberIn(valueOf(keys, key, "PortName"), "")) numbers.insert(*number);
+    std::string name;
+    for (std::uint32_t index = 0; depth > 0 && keys.subkey(key, index, name); ++index) {
+        const bool parameters = depth > kParametersDepth - kPortDepth || name == "Device Parameters";
+        if (parameters) collectNumbers(keys, path + "\\" + name, depth - 1, numbers);
+    }
+    keys.close(key);
+}
+
+}  // namespace
+
+std::vector<ListedPort> listPorts() {
+    Platform& platform = nativePlatform();
+    std::set<std::int32_t> numbers;
+    collectNumbers(platform.keys, kDevices, kParametersDepth, numbers);
+    std::vector<ListedPort> ports;
+    for (const std::int32_t number : numbers) {
+        ListedPort port;
+        port.number = number;
+        port.card = PortDiscovery(platform).lookUp(static_cast<std::uint32_t>(number), port.driver);
+        if (port.card == kCardNotFound) continue;
+        port.device = deviceOf(number);
+        ports.push_back(std::move(port));
+    }
+    for (ListedPort& port : portsWithoutNumber(ports)) ports.push_back(std::move(port));
+    return ports;
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,68 @@
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "cli/PortList.h"
+#include "cli/PortTarget.h"
+
+namespace mova::cli {
+
+namespace fs = std::filesystem;
+
+std::string deviceFolder() {
+    const char* const folder = std::getenv("MOVA_DEVICE_DIR");
+    return folder != nullptr && *folder != '\0' ? folder : "/dev";
+}
+
+namespace {
+
+// The kernel keeps entries for boards that are not there; their type is 0.
+bool hasHardware(const fs::path& entry) {
+    std::error_code failed;
+    if (!fs::exists(entry / "device", failed)) return false;
+    std::ifstream file(entry / "type");
+    int type = 1;
+    return !(file >> type) || type != 0;
+}
+
+std::vector<std::string> serialDevices() {
+    std::vector<std::string> devices;
+    std::error_code failed;
+    for (fs::directory_iterator entry("/sys/class/tty", failed), end; !failed && entry != end; entry.increment(failed)) {
+        const std::string device = "/dev/" + entry->path().filename().string();
+        if (hasHardware(entry->path()) && fs::exists(device, failed)) devices.push_back(device);
+    }
+    std::sort(devices.begin(), devices.end());
+    return devices;
+}
+
+}  // namespace
+
+std::string deviceOf(std::int32_t number) {
+    std::error_code failed;
+    const fs::path device = fs::canonical(deviceFolder() + "/COM" + std::to_string(number), failed);
+    return failed ? std::string() : device.string();
+}
+
+std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& numbered) {
+    std::vector<ListedPort> ports;
+    for (const std::string& device : serialDevices()) {
+        const bool known = std::any_of(numbered.begin(), numbered.end(), [&](const auto& p) { return p.device == device; });
+        if (known) continue;
+        ListedPort port;
+        port.device = device;
+        PortTarget target(device);  // the name as the component would find it
+        port.card = PortDiscovery(target.platform()).lookUp(static_cast<std::uint32_t>(target.number()), port.driver);
+        port.driver.resize(std::min(port.driver.rfind(" (COM"), port.driver.size()));
+        if (port.card != kCardNotFound) ports.push_back(std::move(port));
+    }
+    return ports;
+}
+
+std::string noPortsHint() {
+    return "plug the handset or its adapter in; a pseudo-terminal (mova-handset --link PATH) is named by its path: "
+           "--port PATH";
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,12 @@
+#include "cli/PortList.h"
+
+namespace mova::cli {
+
+std::string deviceOf(std::int32_t number) { return "\\\\.\\COM" + std::to_string(number); }
+
+// Windows gives every serial port a number.
+std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>&) { return {}; }
+
+std::string noPortsHint() { return "plug the handset or its adapter in, and see that its driver is installed (Device Manager)"; }
+
+}  // namespace mova::cli

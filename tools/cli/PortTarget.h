@@ -1,0 +1,39 @@
+// The port that a command is to use, as the user named it: "7", "COM7" or, on Linux, a device path, which needs no
+// number and no link in /dev.
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "cli/Failure.h"
+#include "platform/Platform.h"
+
+namespace mova::cli {
+
+class PortTarget {
+public:
+    explicit PortTarget(const std::string& name);  // throws Failure: no such name, no such device
+    ~PortTarget();
+    PortTarget(const PortTarget&) = delete;
+    PortTarget& operator=(const PortTarget&) = delete;
+
+    std::int32_t number() const { return number_; }
+    const std::string& name() const { return name_; }
+    Platform& platform() { return *platform_; }
+
+    // Why the port did not open, as far as the system tells.
+    Failure whyNotOpened(std::uint32_t code);
+
+private:
+    struct Links;
+
+    std::int32_t number_ = 1;
+    std::string name_;
+    Platform* platform_ = nullptr;
+    std::unique_ptr<Links> links_;
+};
+
+// The n of "7" and "COM7"; -1 when the text is neither.
+std::int32_t portNumberOf(const std::string& name);
+
+}  // namespace mova::cli

@@ -1,0 +1,79 @@
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "cli/CodeTable.h"
+#include "cli/PortList.h"
+#include "cli/PortTarget.h"
+#include "platform/posix/PosixPlatform.h"
+
+namespace mova::cli {
+
+namespace fs = std::filesystem;
+
+// A folder of its own whose port 1 is the device.
+struct PortTarget::Links {
+    explicit Links(const std::string& device) {
+        std::string pattern = (fs::temp_directory_path() / "mova-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr) failFile("no folder can be made in " + fs::temp_directory_path().string());
+        folder = pattern;
+        fs::create_symlink(device, folder / "COM1");
+        // Not freed: threads that use it may outlive main.
+        platform = new PosixPlatform({folder.string(), "/sys", {}});
+    }
+    ~Links() {
+        std::error_code ignored;
+        fs::remove_all(folder, ignored);
+    }
+    Links(const Links&) = delete;
+    Links& operator=(const Links&) = delete;
+
+    fs::path folder;
+    PosixPlatform* platform;
+};
+
+PortTarget::PortTarget(const std::string& name) : name_(name) {
+    const std::int32_t number = portNumberOf(name);
+    if (number > 0) {
+        number_ = number;
+        name_ = "COM" + std::to_string(number);
+        platform_ = &nativePlatform();
+        return;
+    }
+    std::error_code failed;
+    const fs::path device = fs::canonical(name, failed);
+    if (failed) {
+        throw Failure{ExitStatus::PortNotOpened, "there is no device " + name,
+                      "\"mova ports\" lists what is there; a number n stands for " + deviceFolder() + "/COMn"};
+    }
+    if (!fs::is_character_file(device, failed)) {
+        throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device", "\"mova ports\" lists what is there"};
+    }
+    links_ = std::make_unique<Links>(device.string());
+    platform_ = &links_->platform->platform();
+}
+
+PortTarget::~PortTarget() = default;
+
+Failure PortTarget::whyNotOpened(std::uint32_t code) {
+    Failure failure = failureOf(code, name_ + " could not be opened");
+    if (code != 0x4000) return failure;
+    const std::string device = links_ ? name_ : deviceFolder() + "/" + name_;
+    std::error_code failed;
+    const fs::path real = fs::canonical(device, failed);
+    if (failed) {
+        failure.message = "there is no port " + name_ + ": " + device + " is missing or leads nowhere";
+        failure.hint = "\"mova ports\" lists what is there; a device path also serves, for instance --port /dev/ttyUSB0";
+    } else if (access(real.c_str(), R_OK | W_OK) != 0) {
+        failure.message = "you may not open " + real.string();
+        failure.hint = "become a member of the device's group (\"ls -l " + real.string() +
+                       "\" shows it, often dialout: sudo usermod -aG dialout $USER), then log in again";
+    } else {
+        failure.hint = "another program may hold " + real.string() + " (\"fuser " + real.string() +
+                       "\" tells which), or the device does not answer: unplug it and plug it in again";
+    }
+    return failure;
+}
+
+}  // namespace mova::cli

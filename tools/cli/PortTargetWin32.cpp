@@ -1,0 +1,28 @@
+#include "cli/PortTarget.h"
+#include "device/PortDiscovery.h"
+
+namespace mova::cli {
+
+struct PortTarget::Links {};
+
+PortTarget::PortTarget(const std::string& name) : number_(portNumberOf(name)), platform_(&nativePlatform()) {
+    if (number_ < 0) failUsage("\"" + name + "\" is no port", "name it by its number, as in --port 7 or --port COM7");
+    name_ = "COM" + std::to_string(number_);
+}
+
+PortTarget::~PortTarget() = default;
+
+Failure PortTarget::whyNotOpened(std::uint32_t code) {
+    Failure failure = failureOf(code, name_ + " could not be opened");
+    if (code != 0x4000) return failure;
+    std::string driver;
+    if (PortDiscovery(*platform_).lookUp(static_cast<std::uint32_t>(number_), driver) == kCardNotFound) {
+        failure.message = "there is no port " + name_ + " in the device tree";
+        failure.hint = "\"mova ports\" lists what is there; Device Manager shows ports under \"Ports (COM & LPT)\"";
+    } else {
+        failure.hint = "another program may hold it: close terminal programs and test programs that use " + name_;
+    }
+    return failure;
+}
+
+}  // namespace mova::cli

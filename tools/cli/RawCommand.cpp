@@ -1,0 +1,108 @@
+#include <CLI/CLI.hpp>
+
+#include "cli/Commands.h"
+#include "cli/Context.h"
+#include "cli/Numbers.h"
+#include "device/HexText.h"
+
+namespace mova::cli {
+
+namespace {
+
+constexpr std::uint32_t kUsualSilence = 200;  // milliseconds after which an answer counts as whole
+
+struct RawOptions {
+    std::string hex;
+    std::string text;
+    std::uint32_t milliseconds = 1000;
+    std::uint32_t bytes = 0;  // 0: as many as come
+    bool showText = false;
+    bool read = false;
+};
+
+void show(Context& context, const RawOptions& o, const std::string& hex) {
+    const std::string bytes = decodeHex(hex);
+    context.result["bytes"] = bytes.size();
+    context.result["hex"] = hex;
+    context.result["text"] = printable(bytes);
+    if (!hex.empty()) context.out.line(o.showText ? printable(bytes) : hex);
+}
+
+// Until the count is reached, the time is over or, once something came, the line is silent.
+std::string collect(Context& context, const RawOptions& o) {
+    constexpr std::int32_t kChunk = 2048;
+    constexpr std::uint32_t kPause = 2;
+    CVeCmdManager& handset = context.session.handset();
+    Clock& clock = context.session.clock();
+    std::string hex;
+    const std::uint32_t begin = clock.tickCount();
+    std::uint32_t last = begin;
+    for (;;) {
+        checkInterrupt();
+        const auto wanted = o.bytes == 0 ? kChunk : static_cast<std::int32_t>(std::min<std::size_t>(o.bytes - hex.size() / 2, kChunk));
+        const ReadResult got = handset.DirectReadHexData(wanted);
+        check(got.code, "the port could not be read");
+        if (got.count > 0) {
+            hex += got.data.value_or("");
+            last = clock.tickCount();
+        }
+        if (o.bytes > 0 && hex.size() / 2 >= o.bytes) return hex;
+        const std::uint32_t now = clock.tickCount();
+        if (now - begin >= o.milliseconds || (o.bytes == 0 && !hex.empty() && now - last >= kUsualSilence)) return hex;
+        if (got.count == 0) clock.sleep(kPause);
+    }
+}
+
+void read(Context& context, const RawOptions& o) {
+    const std::string hex = collect(context, o);
+    show(context, o, hex);
+    if (hex.empty() || hex.size() / 2 < o.bytes) {
+        throw Failure{ExitStatus::NoAnswer,
+                      hex.empty() ? "nothing arrived" : std::to_string(hex.size() / 2) + " of " + std::to_string(o.bytes) + " bytes arrived",
+                      "a longer wait: --for; another rate: --baud"};
+    }
+}
+
+std::string bytesToWrite(const RawOptions& o) {
+    if (o.hex.empty() == o.text.empty()) failUsage("give what is to be written, either as hexadecimal data or with --text");
+    if (!o.hex.empty()) return o.hex;
+    const auto bytes = parseEscapes(o.text);
+    if (!bytes) failUsage("\"" + o.text + "\" has an escape that is none of \\r \\n \\t \\0 \\\\ \\xNN");
+    return encodeHex(*bytes);
+}
+
+void write(Context& context, const RawOptions& o) {
+    const std::string hex = bytesToWrite(o);
+    CVeCmdManager& handset = context.session.handset();
+    const CountResult written = handset.DirectWriteHexData(hex, static_cast<std::int32_t>(hex.size() / 2));
+    check(written.code, "the bytes were not written");
+    context.result["written"] = written.count;
+    if (o.read) return read(context, o);
+    context.out.line(std::to_string(written.count) + " bytes written");
+}
+
+void addReading(CLI::App& command, RawOptions& o) {
+    addNumber(command, "--for", o.milliseconds, 4'000'000, "how long to wait, in milliseconds (1000)");
+    addNumber(command, "-n,--bytes", o.bytes, 100'000'000, "end after so many bytes; without it once the line is silent for 200 ms");
+    command.add_flag("--ascii", o.showText, "show text, with escapes for what does not show, instead of hexadecimal data");
+}
+
+}  // namespace
+
+void describeRaw(CLI::App& command, Context& context) {
+    command.description("Writes and reads bytes as they are, past all protocol");
+    auto w = std::make_shared<RawOptions>();
+    CLI::App* const writing = command.add_subcommand("write", "Writes bytes, and with --read shows what comes back");
+    addHex(*writing, "data", w->hex, "the bytes as hexadecimal data");
+    writing->add_option("--text", w->text, "the bytes as text; \\r \\n \\t \\0 \\\\ \\xNN as one byte each")->type_name("TEXT");
+    writing->add_flag("-r,--read", w->read, "read afterwards");
+    addReading(*writing, *w);
+    whenRun(*writing, context, [&context, w] { write(context, *w); });
+    auto r = std::make_shared<RawOptions>();
+    CLI::App* const reading = command.add_subcommand("read", "Shows the bytes that arrive");
+    addReading(*reading, *r);
+    whenRun(*reading, context, [&context, r] { read(context, *r); });
+    command.require_subcommand(1);
+}
+
+}  // namespace mova::cli

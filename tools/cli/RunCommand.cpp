@@ -1,0 +1,176 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <iterator>
+
+#include "cli/Commands.h"
+#include "cli/Interpreter.h"
+#include "cli/RunReport.h"
+#include "cli/TextFile.h"
+#include "logging/Text.h"
+
+namespace mova::cli {
+
+namespace {
+
+struct RunOptions {
+    std::string path;
+    std::string junit;
+    bool keepGoing = false;
+    bool verbose = false;
+    bool checkOnly = false;
+};
+
+using Verdict = StepOutcome::Verdict;
+
+class ScriptRun {
+public:
+    ScriptRun(Context& context, const RunOptions& options) : context_(context), options_(options) { context_.inSession = true; }
+    ~ScriptRun() { context_.inSession = false; }
+    ScriptRun(const ScriptRun&) = delete;
+    ScriptRun& operator=(const ScriptRun&) = delete;
+
+    void run() {
+        load();
+        checkForm();
+        if (options_.checkOnly) {
+            context_.out.line(std::to_string(report_.steps.size()) + " steps, well formed");
+        } else {
+            runSteps();
+            if (!options_.junit.empty()) writeTextFile(options_.junit, report_.junit());
+        }
+        context_.commandName = "run";
+        context_.result = report_.json();
+        if (!options_.checkOnly) tellSum();
+    }
+
+private:
+    void load() {
+        report_.path = options_.path;
+        std::string text;
+        if (options_.path == "-") {
+            text.assign(std::istreambuf_iterator<char>(std::cin), {});
+        } else {
+            text = readTextFile(options_.path);
+        }
+        for (ScriptStep& step : parseScript(text, options_.path)) {
+            StepOutcome outcome;
+            outcome.step = std::move(step);
+            report_.steps.push_back(std::move(outcome));
+        }
+        if (report_.steps.empty()) failUsage(options_.path + " holds no step");
+    }
+
+    // Every command line before the first of them runs.
+    void checkForm() {
+        context_.checkOnly = true;
+        for (const StepOutcome& outcome : report_.steps) {
+            if (outcome.step.kind != ScriptStep::Kind::Command) continue;
+            Failure failure;
+            context_.out.startCapture();
+            const ExitStatus status = execute(context_, Scope::Session, outcome.step.words, &failure);
+            context_.out.endCapture();
+            if (status == ExitStatus::Done) continue;
+            context_.checkOnly = false;
+            failure.message = options_.path + ":" + std::to_string(outcome.step.line) + ": " + outcome.step.text + ": " + failure.message;
+            throw failure;
+        }
+        context_.checkOnly = false;
+    }
+
+    void runSteps() {
+        for (StepOutcome& outcome : report_.steps) {
+            runStep(outcome);
+            show(outcome);
+            if (outcome.status == ExitStatus::Interrupted) break;
+            if (outcome.verdict == Verdict::Failed && !options_.keepGoing) break;
+        }
+    }
+
+    void runStep(StepOutcome& outcome) {
+        Clock& clock = context_.session.clock();
+        const std::uint32_t begin = clock.tickCount();
+        try {
+            if (outcome.step.kind == ScriptStep::Kind::Sleep) pause(context_, outcome.step.milliseconds);
+            if (outcome.step.kind == ScriptStep::Kind::Command) runCommand(outcome);
+        } catch (const Failure& failure) {
+            outcome.status = failure.status;
+            outcome.problem = failure.message;
+        }
+        outcome.seconds = (clock.tickCount() - begin) / 1000.0;
+        outcome.verdict = outcome.problem.empty() ? Verdict::Passed : Verdict::Failed;
+    }
+
+    void runCommand(StepOutcome& outcome) {
+        Failure failure;
+        context_.out.startCapture();
+        const ExitStatus status = execute(context_, Scope::Session, outcome.step.words, &failure);
+        outcome.output = context_.out.endCapture();
+        const bool failed = status != ExitStatus::Done;
+        outcome.problem = status == ExitStatus::Interrupted ? "interrupted" : unmetExpectation(outcome.step, outcome.output, failed, failure.code);
+        if (outcome.problem.empty()) return;
+        // An expectation that is not met is a refusal, whatever the command ended with; a failure keeps its own.
+        outcome.status = failed && !outcome.step.mayFail() ? status : ExitStatus::Refused;
+    }
+
+    void show(const StepOutcome& outcome) {
+        Output& out = context_.out;
+        const ScriptStep& step = outcome.step;
+        if (step.kind == ScriptStep::Kind::Echo) {
+            out.line(out.paint(Style::Strong, step.text));
+            return;
+        }
+        const bool passed = outcome.verdict == Verdict::Passed;
+        const std::string verdict = passed ? out.paint(Style::Good, "pass") : out.paint(Style::Bad, "FAIL");
+        out.line("  " + verdict + format("  %6.2f s  ", outcome.seconds) + options_.path + ":" + std::to_string(step.line) + ": " + step.text);
+        if (!passed) out.line("        " + outcome.problem);
+        if (passed && !options_.verbose) return;
+        const char* lead = "        output: ";
+        for (const std::string& line : outcome.output) {
+            out.line(lead + line);
+            lead = "                ";
+        }
+        if (outcome.output.empty() && step.kind == ScriptStep::Kind::Command) out.line(std::string(lead) + "none");
+    }
+
+    void tellSum() {
+        context_.out.line(format("%zu steps: %zu passed, %zu failed, %zu not run, %.2f s", report_.steps.size(),
+                                 report_.count(Verdict::Passed), report_.count(Verdict::Failed),
+                                 report_.count(Verdict::NotRun), report_.seconds()));
+        const StepOutcome* const failed = report_.firstFailed();
+        if (failed == nullptr) return;
+        throw Failure{failed->status, options_.path + ":" + std::to_string(failed->step.line) + ": " + failed->problem, {}};
+    }
+
+    Context& context_;
+    const RunOptions& options_;
+    RunReport report_;
+};
+
+}  // namespace
+
+void describeRun(CLI::App& command, Context& context) {
+    auto o = std::make_shared<RunOptions>();
+    command.description("Runs a script: commands, and what is expected of them; for test stations and CI");
+    command.add_option("file", o->path, "the script; - reads the standard input")->required()->type_name("FILE");
+    command.add_flag("-k,--keep-going", o->keepGoing, "go on after a step that failed");
+    command.add_flag("-v,--verbose", o->verbose, "show the output of every step");
+    command.add_flag("--check", o->checkOnly, "look only whether the script is well formed");
+    command.add_option("--junit", o->junit, "write a JUnit report to this file")->type_name("FILE");
+    command.footer(
+        "A script has one command a line, as in the shell, without \"mova\"; behind it what is expected:\n"
+        "  at AT+CSQ\n"
+        "  expect +CSQ: 21,*         a line of the output matches: * any text, ? one character\n"
+        "  expect-not *ERROR*        no line matches\n"
+        "  expect-regex ^\\+CSQ: \\d+  a line holds a match\n"
+        "  e2p read 0x7777 1\n"
+        "  expect-code E2pStatus3    the command fails with this code, by name or number\n"
+        "  expect-failure            the command fails, whatever the reason\n"
+        "  sleep 500                 milliseconds\n"
+        "  echo Part two             a heading in the report\n"
+        "  # a comment\n"
+        "A command must succeed unless a failure is expected. The whole script is checked before its first command runs.\n"
+        "The exit code is 1 when an expectation is not met, otherwise that of the command that failed.");
+    whenRun(command, context, [&context, o] { ScriptRun(context, *o).run(); });
+}
+
+}  // namespace mova::cli

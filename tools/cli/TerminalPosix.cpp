@@ -1,0 +1,27 @@
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string_view>
+
+#include "cli/Terminal.h"
+
+namespace mova::cli {
+
+bool isTerminal(Stream stream) {
+    const int descriptor = stream == Stream::In ? STDIN_FILENO : stream == Stream::Out ? STDOUT_FILENO : STDERR_FILENO;
+    return isatty(descriptor) == 1;
+}
+
+int terminalWidth() {
+    constexpr int kUsual = 80;
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+}
+
+bool terminalTakesColours() {
+    const char* const kind = std::getenv("TERM");
+    return kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+}
+
+}  // namespace mova::cli

@@ -1,0 +1,36 @@
+#include "cli/TextFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "cli/Failure.h"
+
+namespace mova::cli {
+
+std::string readTextFile(const std::string& path) {
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    if (!file || std::filesystem::is_directory(path)) {
+        failFile(path + " cannot be read: " + (errno != 0 ? std::strerror(errno) : "it is a folder"));
+    }
+    text << file.rdbuf();
+    return std::move(text).str();
+}
+
+void writeTextFile(const std::string& path, const std::string& text) {
+    errno = 0;
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << text;
+    if (!file.flush()) failFile(path + " cannot be written: " + std::strerror(errno));
+}
+
+bool fileExists(const std::string& path) {
+    std::error_code failed;
+    return std::filesystem::exists(path, failed);
+}
+
+}  // namespace mova::cli
