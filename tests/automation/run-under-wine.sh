@@ -129,6 +129,7 @@ step "sample: VBScript" script samples/vbscript/station.vbs "$MOVA_LINE_PORT"
 step "sample: JScript" script samples/jscript/station.js "$MOVA_LINE_PORT"
 step "sample: C++, early bound" sample "$dlls/samples/early_bound.exe"
 step "sample: C++, late bound" sample "$dlls/samples/late_bound.exe"
+step "mova.exe" tests/cli/under-wine.sh "$(readlink -f "$dlls")" "$MOVA_FAST_PORT"
 step "sample: without registration" registration_free
 step "installer" installer
 

@@ -45,7 +45,9 @@ void askAll(Context& context, const AtOptions& options) {
         if (answer.result.empty()) {
             failure = failureOf(code::NoAnswer, printable(atCommand) + " was not answered to its end");
         } else {
-            failure = {ExitStatus::Refused, "the handset refused " + printable(atCommand) + ": " + printable(answer.result), {}};
+            failure = {ExitStatus::Refused,
+                       "the handset refused " + printable(atCommand) + ": " + printable(answer.result),
+                       {}};
         }
         if (!options.keepGoing) throw failure;
         if (!failed) first = failure;
@@ -58,7 +60,8 @@ void askAll(Context& context, const AtOptions& options) {
 
 void describeAt(CLI::App& command, Context& context) {
     auto options = std::make_shared<AtOptions>();
-    command.description("Sends AT commands, one after the other, and shows the answers; stops at the first that is refused");
+    command.description(
+        "Sends AT commands, one after the other, and shows the answers; stops at the first that is refused");
     command.add_option("command", options->commands, "an AT command, in quotes where the shell needs them: \"AT+CSQ\"")
         ->required()
         ->type_name("COMMAND");

@@ -51,6 +51,17 @@ bool takeIn(AtAnswer& answer, const std::string& folded, const std::string& sent
 
 }  // namespace
 
+std::vector<std::string> linesOf(const std::string& answer, const std::string& sent) {
+    std::vector<std::string> lines;
+    std::string text = answer;
+    std::replace(text.begin(), text.end(), '~', '\n');
+    for (const std::string& part : splitAt(text, '\n')) {
+        const std::string line(trim(part));
+        if (!line.empty() && (line != sent || !lines.empty())) lines.push_back(line);
+    }
+    return lines;
+}
+
 bool isGood(const std::string& result) {
     const FinalResult* const row = finalResult(result);
     return row != nullptr && row->good;

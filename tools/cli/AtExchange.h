@@ -14,6 +14,9 @@ struct AtAnswer {
     std::uint32_t milliseconds = 0;
 };
 
+// The lines of an answer without the echo of the command and without blank ones.
+std::vector<std::string> linesOf(const std::string& answer, const std::string& sent);
+
 AtAnswer askAt(Context& context, const std::string& atCommand);
 bool isGood(const std::string& result);  // a final result that is no refusal
 

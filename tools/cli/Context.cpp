@@ -32,7 +32,8 @@ CLI::Option* addNumber(CLI::App& command, const std::string& name, std::uint32_t
         [&value, limit, name](const std::string& text) {
             const auto number = parseNumber(text);
             if (!number || *number > limit) {
-                throw CLI::ValidationError(name, "\"" + text + "\" is no number from 0 to " + format("%u (0x%X)", limit, limit));
+                throw CLI::ValidationError(
+                    name, "\"" + text + "\" is no number from 0 to " + format("%u (0x%X)", limit, limit));
             }
             value = static_cast<std::uint32_t>(*number);
         },

@@ -25,9 +25,9 @@ struct Context {
 
     // What --json prints when the command ends; the interpreter adds "command", "ok" and "error".
     Json result = Json::object();
-    bool checkOnly = false;    // commands are parsed and not run
-    bool inSession = false;    // of a shell or script: no session within the session
-    std::string commandName;   // with its subcommand, of the command under way
+    bool checkOnly = false;   // commands are parsed and not run
+    bool inSession = false;   // of a shell or script: no session within the session
+    std::string commandName;  // with its subcommand, of the command under way
 };
 
 // What the command does once its line is parsed.

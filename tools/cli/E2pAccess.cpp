@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "cli/AtExchange.h"
 #include "cli/CodeTable.h"
+#include "cli/Numbers.h"
 #include "device/ErrorCodes.h"
 #include "logging/Text.h"
 
@@ -40,14 +42,17 @@ void E2pAccess::verify(const E2pKey& key, const std::string& hex) {
 std::string E2pAccess::imei() {
     constexpr std::int32_t kImei = 2;
     const TextResult answer = handset_.SpecificInfo(kImei, 0, "");
-    return answer.code == code::Success ? answer.text.value_or("") : std::string();
+    const auto lines = linesOf(answer.text.value_or(""), "ATD*#06#");
+    return answer.code == code::Success && !lines.empty() ? printable(lines.front()) : std::string();
 }
 
 std::vector<std::string> differencesOf(const std::string& firstName, const std::string& first,
                                        const std::string& secondName, const std::string& second) {
     constexpr std::size_t kMostTold = 8;
     constexpr std::size_t kMostDigits = 32;
-    const auto shown = [](const std::string& hex) { return hex.size() > kMostDigits ? hex.substr(0, kMostDigits) + "..." : hex; };
+    const auto shown = [](const std::string& hex) {
+        return hex.size() > kMostDigits ? hex.substr(0, kMostDigits) + "..." : hex;
+    };
     std::vector<std::string> told;
     std::size_t stretches = 0;
     const std::size_t common = std::min(first.size(), second.size()) / 2;
@@ -57,7 +62,8 @@ std::vector<std::string> differencesOf(const std::string& firstName, const std::
         std::size_t end = byte + 1;
         while (end < common && !same(end)) ++end;
         if (++stretches <= kMostTold) {
-            const std::string where = end == byte + 1 ? format("byte %zu", byte) : format("bytes %zu-%zu", byte, end - 1);
+            const std::string where =
+                end == byte + 1 ? format("byte %zu", byte) : format("bytes %zu-%zu", byte, end - 1);
             told.push_back(where + ": " + firstName + " " + shown(first.substr(2 * byte, 2 * (end - byte))) + ", " +
                            secondName + " " + shown(second.substr(2 * byte, 2 * (end - byte))));
         }

@@ -27,7 +27,8 @@ struct ObjectOptions {
 constexpr std::uint32_t kLongestObject = 0xFFFF;
 
 void addObject(CLI::App& command, ObjectOptions& o) {
-    addNumber(command, "object", o.object, kLargestWord, "the object's identifier, for instance 4099 or 0x1003")->required();
+    addNumber(command, "object", o.object, kLargestWord, "the object's identifier, for instance 4099 or 0x1003")
+        ->required();
     addNumber(command, "record", o.record, kLargestWord, "its record")->required();
 }
 
@@ -49,8 +50,10 @@ std::string cut(const ObjectOptions& o, const std::string& hex, bool toEnd) {
     const std::size_t size = hex.size() / 2;
     const std::size_t length = toEnd ? size - std::min<std::size_t>(size, o.offset) : o.length;
     if (o.offset + length > size) {
-        throw Failure{ExitStatus::Refused, keyText(o.key()) + " has " + std::to_string(size) + " bytes; bytes " +
-                          std::to_string(o.offset) + "-" + std::to_string(o.offset + length - 1) + " are not all in it", {}};
+        throw Failure{
+            ExitStatus::Refused,
+            keyText(o.key()) + " has " + std::to_string(size) + " bytes, and not " + std::to_string(o.offset + length),
+            {}};
     }
     return hex.substr(std::size_t{2} * o.offset, 2 * length);
 }
@@ -101,7 +104,8 @@ void describeRead(CLI::App& command, Context& context) {
     auto o = std::make_shared<ObjectOptions>();
     addObject(command, *o);
     addNumber(command, "--offset", o->offset, kLongestObject, "first byte to show (0)");
-    const CLI::Option* const length = addNumber(command, "--length", o->length, kLongestObject, "bytes to show (to the end)");
+    const CLI::Option* const length =
+        addNumber(command, "--length", o->length, kLongestObject, "bytes to show (to the end)");
     command.add_flag("--table", o->table, "lines of 16 bytes with their offset and text");
     whenRun(command, context, [&context, o, length] { read(context, *o, length->count() == 0); });
 }
@@ -132,7 +136,9 @@ constexpr Provisioning kProvisioning[] = {
     {"auth-key", "Sends the authentication key", true, false,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string& d) { return h.SendAuthKey(o, r, d); }},
     {"serial-number", "Sends the serial number", true, false,
-     [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string& d) { return h.SendSerialNumber(o, r, d); }},
+     [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string& d) {
+         return h.SendSerialNumber(o, r, d);
+     }},
     {"hash-request", "Asks for the hash", false, false,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string&) { return h.SendHashReq(o, r); }},
     {"lock-otp", "Locks the one-time-programmable area, which cannot be taken back", false, true,
@@ -164,7 +170,8 @@ void describeE2p(CLI::App& command, Context& context) {
     describeRead(*command.add_subcommand("read", "Shows an object or a part of it as hexadecimal data"), context);
     describeWrite(*command.add_subcommand("write", "Writes an object or a part of it, and reads it back"), context);
     describeDump(*command.add_subcommand("dump", "Reads every object of a range into a text file"), context);
-    describeRestore(*command.add_subcommand("restore", "Writes the objects of a file that differ, and reads them back"), context);
+    describeRestore(*command.add_subcommand("restore", "Writes the objects of a file that differ, and reads them back"),
+                    context);
     describeDiff(*command.add_subcommand("diff", "Compares a file with the handset, or with another file"), context);
     for (const Provisioning& row : kProvisioning) {
         describeProvisioning(*command.add_subcommand(row.name, row.purpose), context, row);

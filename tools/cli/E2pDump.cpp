@@ -26,7 +26,9 @@ struct DumpOptions {
 
 std::vector<NumberRange> rangesOf(const std::string& text, const char* option) {
     const auto ranges = parseRanges(text, kLargestWord);
-    if (!ranges) failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535", "for instance 0x1000-0x10FF,0x901F");
+    if (!ranges)
+        failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535",
+                  "for instance 0x1000-0x10FF,0x901F");
     return *ranges;
 }
 
@@ -145,9 +147,12 @@ private:
         const bool same = begun.isDump() && begun.note(e2pnote::kObjects) == rangesText(objects_) &&
                           begun.note(e2pnote::kRecords) == rangesText(records_);
         const std::string advice = "--restart begins anew";
-        if (!same) failFile(part_ + " is an interrupted dump of other ranges", advice + "; the same ranges go on with it");
+        if (!same)
+            failFile(part_ + " is an interrupted dump of other ranges", advice + "; the same ranges go on with it");
         if (begun.note(e2pnote::kImei) != imei_) {
-            failFile(part_ + " is an interrupted dump of the handset " + begun.note(e2pnote::kImei) + ", this is " + imei_, advice);
+            failFile(
+                part_ + " is an interrupted dump of the handset " + begun.note(e2pnote::kImei) + ", this is " + imei_,
+                advice);
         }
         writeTextFile(part_, text);
         stored_ = resumedWith_ = begun.objects.size();
@@ -158,7 +163,8 @@ private:
         const auto next = splitWords(begun.note(e2pnote::kNext));
         if (next && next->size() == 2) {
             const auto object = parseNumber((*next)[0]), record = parseNumber((*next)[1]);
-            if (object && record) walk_.skipTo({static_cast<std::uint16_t>(*object), static_cast<std::uint16_t>(*record)});
+            if (object && record)
+                walk_.skipTo({static_cast<std::uint16_t>(*object), static_cast<std::uint16_t>(*record)});
         }
         context_.out.remark("going on with " + part_ + ": " + std::to_string(stored_) + " objects are there");
         return true;
@@ -211,7 +217,8 @@ private:
         out.line(std::to_string(stored_) + " objects in " + options_.path +
                  (resumedWith_ > 0 ? " (" + std::to_string(resumedWith_) + " of them from before)" : ""));
         for (const auto& [code, count] : refusals_) {
-            out.line("  not there: " + std::to_string(count) + " times " + hexCode(code) + ", " + describeCode(code).meaning);
+            out.line("  not there: " + std::to_string(count) + " records (" + hexCode(code) + ", " +
+                     describeCode(code).meaning + ")");
         }
     }
 
@@ -236,12 +243,14 @@ void describeDump(CLI::App& command, Context& context) {
     command.add_option("file", o->path, "the file to write")->required()->type_name("FILE");
     command.add_option("--objects", o->objects, "the objects to ask for")->type_name("RANGES")->capture_default_str();
     command.add_option("--records", o->records, "the records of each")->type_name("RANGES")->capture_default_str();
-    command.add_flag("--every-record", o->everyRecord, "ask for every record, also of objects whose first one is not there");
+    command.add_flag("--every-record", o->everyRecord,
+                     "ask for every record, also of objects whose first one is not there");
     addNumber(command, "--retries", o->retries, 100, "further tries where the line fails (2)");
     command.add_flag("--force", o->force, "replace the file if it is there");
     command.add_flag("--restart", o->restart, "begin anew, also where an interrupted dump could go on");
-    command.footer("Which objects a handset has shows only when it is asked. Until the dump is whole it is FILE.part; the same\n"
-                   "command goes on with it. The simulated handset serves a dump with --store FILE.");
+    command.footer(
+        "Which objects a handset has shows only when it is asked. Until the dump is whole it is FILE.part; the "
+        "same command goes on with it. The simulated handset serves a dump with --store FILE.");
     whenRun(command, context, [&context, o] { Dump(context, *o).run(); });
 }
 

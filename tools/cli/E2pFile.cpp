@@ -61,7 +61,9 @@ E2pFile parseE2pText(const std::string& text, const std::string& path) {
 
 E2pFile readE2pFile(const std::string& path) { return parseE2pText(readTextFile(path), path); }
 
-std::string noteLine(const char* name, const std::string& text) { return std::string("# ") + name + ": " + text + "\n"; }
+std::string noteLine(const char* name, const std::string& text) {
+    return std::string("# ") + name + ": " + text + "\n";
+}
 
 std::string objectLine(const E2pKey& key, const std::string& hex) {
     return std::to_string(key.first) + " " + std::to_string(key.second) + " " + hex + "\n";

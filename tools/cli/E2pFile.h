@@ -13,7 +13,7 @@ using E2pKey = std::pair<std::uint16_t, std::uint16_t>;  // object, record
 std::string keyText(const E2pKey& key);                  // "object 0x1003 record 2"
 
 struct E2pFile {
-    std::map<E2pKey, std::string> objects;  // hexadecimal digits, upper case
+    std::map<E2pKey, std::string> objects;     // hexadecimal digits, upper case
     std::map<std::string, std::string> notes;  // of lines "# name: text"
 
     std::string note(const std::string& name) const;

@@ -24,7 +24,8 @@ void addSelection(CLI::App& command, Selection& s) {
 bool holds(const std::string& text, const char* option, std::uint32_t number) {
     const auto ranges = parseRanges(text, kLargestWord);
     if (!ranges) failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535");
-    return std::any_of(ranges->begin(), ranges->end(), [&](const auto& r) { return number >= r.first && number <= r.last; });
+    return std::any_of(ranges->begin(), ranges->end(),
+                       [&](const auto& r) { return number >= r.first && number <= r.last; });
 }
 
 E2pFile selected(E2pFile file, const Selection& s) {
@@ -68,7 +69,8 @@ private:
         const std::string here = access_.imei();
         if (options_.force || from.empty() || from == here) return;
         throw Failure{ExitStatus::Refused,
-                      options_.path + " is from the handset " + from + ", this is " + (here.empty() ? "one without an IMEI" : here),
+                      options_.path + " is from the handset " + from + ", this is " +
+                          (here.empty() ? "one without an IMEI" : here),
                       "--force writes it all the same, with the other handset's identity"};
     }
 
@@ -96,7 +98,8 @@ private:
     }
 
     std::string progressText() const {
-        return std::to_string(written_ + equal_) + " of " + std::to_string(file_.objects.size()) + " objects are right so far";
+        return std::to_string(written_ + equal_) + " of " + std::to_string(file_.objects.size()) +
+               " objects are right so far";
     }
 
     void tellResult() {
@@ -123,7 +126,8 @@ private:
 void restore(Context& context, const RestoreOptions& o) {
     E2pFile file = readE2pFile(o.path);
     if (!file.isWhole() && !o.force) {
-        failFile(o.path + " is a dump that was not finished", "finish it first (mova e2p dump), or let --force write what is there");
+        failFile(o.path + " is a dump that was not finished",
+                 "finish it first (mova e2p dump), or let --force write what is there");
     }
     file = selected(std::move(file), o.selection);
     if (file.objects.empty()) failFile(o.path + " holds no object to restore");
@@ -140,7 +144,8 @@ struct DiffOptions {
 
 class Diff {
 public:
-    Diff(Context& context, const DiffOptions& o) : context_(context), options_(o), other_(o.other.empty() ? "handset" : o.other) {
+    Diff(Context& context, const DiffOptions& o)
+        : context_(context), options_(o), other_(o.other.empty() ? "handset" : o.other) {
         context_.result["differences"] = Json::array();
     }
 
@@ -157,7 +162,9 @@ public:
             context_.out.line(std::to_string(compared_) + " objects, no difference");
             return;
         }
-        throw Failure{ExitStatus::Refused, std::to_string(different_) + " of " + std::to_string(compared_) + " objects differ", {}};
+        throw Failure{ExitStatus::Refused,
+                      std::to_string(different_) + " of " + std::to_string(compared_) + " objects differ",
+                      {}};
     }
 
 private:
@@ -178,7 +185,9 @@ private:
         }
     }
 
-    static bool isRefused(std::uint32_t code) { return code != code::Success && failureOf(code, {}).status == ExitStatus::Refused; }
+    static bool isRefused(std::uint32_t code) {
+        return code != code::Success && failureOf(code, {}).status == ExitStatus::Refused;
+    }
 
     void againstFile(const E2pFile& file, const E2pFile& other) {
         for (const auto& [key, hex] : file.objects) {
@@ -228,8 +237,9 @@ void describeRestore(CLI::App& command, Context& context) {
     addSelection(command, o->selection);
     command.add_flag("--force", o->force, "also from another handset (by its IMEI), also from an unfinished dump");
     command.add_flag("-k,--keep-going", o->keepGoing, "go on when the handset refuses an object");
-    command.footer("Every object is read first, and written only if it differs: an interrupted restore, started again, goes on\n"
-                   "where it stopped, whatever handset it finds.");
+    command.footer(
+        "Every object is read first, and written only if it differs: an interrupted restore, started again, goes "
+        "on where it stopped, whatever handset it finds.");
     whenRun(command, context, [&context, o] { restore(context, *o); });
 }
 

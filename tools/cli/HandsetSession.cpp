@@ -1,5 +1,6 @@
 #include "cli/HandsetSession.h"
 
+#include <cstdio>
 #include <utility>
 
 #include "cli/PortList.h"
@@ -23,9 +24,20 @@ std::string onlyPort() {
     const std::vector<ListedPort> ports = listPorts();
     if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
     if (ports.size() > 1) {
-        failUsage("there are several ports and none is named", "\"mova ports\" lists them; choose with --port or MOVA_PORT");
+        failUsage("there are several ports and none is named",
+                  "\"mova ports\" lists them; choose with --port or MOVA_PORT");
     }
     return ports[0].number ? std::to_string(*ports[0].number) : ports[0].device;
+}
+
+// The component would go on without saying so.
+void requireWritable(const std::string& path, const char* option) {
+    if (path.empty()) return;
+    std::FILE* const file = std::fopen(path.c_str(), "ab");
+    if (file == nullptr)
+        failFile(std::string(option) + " " + path + " cannot be written",
+                 "is the folder there, and may you write to it?");
+    std::fclose(file);
 }
 
 }  // namespace
@@ -61,8 +73,11 @@ void HandsetSession::applyTimeouts() {
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
     auto handset = std::make_unique<CVeCmdManager>(target->platform(), inbox_);
+    requireWritable(options_.traceFile, "--trace");
+    requireWritable(options_.logFile, "--log");
     if (!options_.traceFile.empty()) {
-        check(handset->ActivateMovaLogging(options_.traceFile, 0, 1), "the trace file " + options_.traceFile + " could not be opened");
+        check(handset->ActivateMovaLogging(options_.traceFile, 0, 1),
+              "the trace file " + options_.traceFile + " could not be opened");
     }
     if (!options_.logFile.empty()) handset->Set_Log_File_Path(options_.logFile);
     handset->put_CommPortId(target->number());

@@ -32,9 +32,12 @@ void act(Context& context, const ActionOptions& o) {
 void describeHci(CLI::App& command, Context& context) {
     auto o = std::make_shared<ActionOptions>();
     command.description("Sends an action to the Bluetooth controller and shows its reply as hexadecimal data");
-    addNumber(command, "option", o->number, kLargestByte, "0, 4, 5 or 16 with a command; 1, 2 or 3 without")->required();
+    addNumber(command, "option", o->number, kLargestByte, "0, 4, 5 or 16 with a command; 1, 2 or 3 without")
+        ->required();
     addHex(command, "data", o->hex, "the command");
-    command.footer("The wait for the acknowledgement is the action's own: 4 seconds, 10 for option 1; --timeout does not change it.");
+    command.footer(
+        "The wait for the acknowledgement is the action's own: 4 seconds, 10 for option 1; --timeout does not change "
+        "it.");
     whenRun(command, context, [&context, o] { act(context, *o); });
 }
 

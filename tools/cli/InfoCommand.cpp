@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <array>
 
+#include "cli/AtExchange.h"
 #include "cli/CodeTable.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
@@ -19,12 +20,13 @@ struct Question {
     const char* label;  // for people
     std::int32_t option;
     const char* parameter;
+    const char* sent = "";  // the AT command that the handset may echo
 };
 
 constexpr std::array kQuestions{
-    Question{"version", "software version", 0, ""},
-    Question{"imei", "IMEI", 2, ""},
-    Question{"otp", "one-time programmable", 10, ""},
+    Question{"version", "software version", 0, "", "AT%V"},
+    Question{"imei", "IMEI", 2, "", "ATD*#06#"},
+    Question{"otp", "one-time programmable", 10, "", "AT%OTP?"},
     Question{"identity1", "identity field 1", 1, ""},
     Question{"identity3", "identity field 3", 3, ""},
     Question{"identity5", "identity field 5", 5, ""},
@@ -36,11 +38,11 @@ constexpr std::array kQuestions{
 };
 
 // An identity field is padded with zero bytes, and an erased one with 0xFF.
-std::string tidy(std::string text) {
-    for (std::size_t at; (at = text.find('~')) != text.npos;) text.replace(at, 1, " / ");
+std::string tidy(std::string text, const std::string& sent) {
     while (!text.empty() && (text.back() == '\0' || text.back() == '\xFF')) text.pop_back();
-    const std::string_view trimmed = trim(text);
-    return std::string(trimmed.ends_with(" /") ? trimmed.substr(0, trimmed.size() - 2) : trimmed);
+    std::string joined;
+    for (const std::string& line : linesOf(text, sent)) joined += (joined.empty() ? "" : " / ") + line;
+    return joined;
 }
 
 void askAll(Context& context) {
@@ -61,7 +63,7 @@ void askAll(Context& context) {
         checkInterrupt();
         const TextResult answer = handset.SpecificInfo(question.option, 0, question.parameter);
         if (answer.code == code::Success) {
-            const std::string text = tidy(answer.text.value_or(""));
+            const std::string text = tidy(answer.text.value_or(""), question.sent);
             context.result[question.key] = text;
             show(question.label, printable(text));
             continue;
@@ -80,7 +82,9 @@ void askAll(Context& context) {
 }  // namespace
 
 void describeInfo(CLI::App& command, Context& context) {
-    command.description("Shows who the handset is: software version, IMEI, one-time-programmable status, identity fields, flash status");
+    command.description(
+        "Shows who the handset is: software version, IMEI, one-time-programmable status, identity fields, flash "
+        "status");
     whenRun(command, context, [&context] { askAll(context); });
 }
 

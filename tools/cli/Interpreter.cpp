@@ -7,6 +7,7 @@
 
 #include "cli/CodeTable.h"
 #include "cli/Commands.h"
+#include "cli/HelpFormatter.h"
 #include "cli/ManPage.h"
 #include "logging/Text.h"
 
@@ -30,15 +31,18 @@ void describeGlobals(CLI::App& app, Context& context) {
         ->envname("MOVA_PORT");
     app.add_option("-b,--baud", options.baudRate, "baud rate")
         ->type_name("RATE")
-        ->check(CLI::Range(1, 12'000'000))
+        ->check(CLI::Range(1, 12'000'000).description(""))
         ->capture_default_str();
-    app.add_option("-t,--timeout", options.timeout, "longest wait for an answer in milliseconds (at: 5000, rf: 1000, others: 4000)")
+    app.add_option("-t,--timeout", options.timeout,
+                   "longest wait for an answer in milliseconds (at: 5000, rf: 1000, others: 4000)")
         ->type_name("MS")
-        ->check(CLI::Range(1, 200'000));
-    app.add_option("--trace", options.traceFile, "append every request and answer to this file, with its time")->type_name("FILE");
+        ->check(CLI::Range(1, 200'000).description(""));
+    app.add_option("--trace", options.traceFile, "append every request and answer to this file, with its time")
+        ->type_name("FILE");
     app.add_option("--log", options.logFile, "append commands, answers and errors to this file")->type_name("FILE");
     app.add_flag("--json", context.json, "results as JSON, one object a line");
-    app.add_option("--colour,--color", context.colour, "colours: auto (on a terminal, unless NO_COLOR is set), always or never")
+    app.add_option("--colour,--color", context.colour,
+                   "colours: auto (on a terminal, unless NO_COLOR is set), always or never")
         ->type_name("WHEN")
         ->check(CLI::IsMember({"auto", "always", "never"}))
         ->capture_default_str();
@@ -50,24 +54,29 @@ void describeProgram(CLI::App& app, Context& context) {
     app.description(kPurpose);
     app.set_help_flag("-h,--help", "this help, or that of the command it follows");
     app.set_help_all_flag("--help-all", "the help of every command");
-    app.add_flag_callback("--version", [&app] {
-        const CVeCmdManager manager;
-        throw CLI::CallForVersion(manager.GetCmpVersion(1), 0);
-    }, "the component's version");
-    app.add_flag_callback("--man-page", [] { throw ManPageAsked{}; }, "the manual page, for man(1)");
+    app.add_flag_callback(
+        "--version",
+        [&app] {
+            const CVeCmdManager manager;
+            throw CLI::CallForVersion(manager.GetCmpVersion(1), 0);
+        },
+        "the component's version");
+    app.add_flag_callback(
+        "--man-page", [] { throw ManPageAsked{}; }, "the manual page, for man(1)");
     describeGlobals(app, context);
 }
 
 // What the error output and --json tell of a failure.
 void tell(Context& context, const Failure& failure) {
     Output& out = context.out;
+    if (failure.message.empty()) return;             // told already
     if (out.isJson() && !out.isCapturing()) return;  // the result says it
     out.trouble(out.paintRemark(Style::Bad, "mova: ") + failure.message);
     if (failure.code != 0) {
         const CodeText text = describeCode(failure.code);
         out.trouble("  " + hexCode(failure.code) + " " + text.name + ": " + text.meaning);
     }
-    if (!failure.hint.empty()) out.trouble("  try: " + failure.hint);
+    if (!failure.hint.empty()) out.trouble("  hint: " + failure.hint);
 }
 
 Json errorObject(const Failure& failure) {
@@ -106,7 +115,8 @@ std::string usageHint(const CLI::App& app, Scope scope) {
     for (const CLI::App* at = &namedCommand(app); at != nullptr && at->get_parent() != nullptr; at = at->get_parent()) {
         name = at->get_name() + (name.empty() ? "" : " ") + name;
     }
-    if (scope == Scope::Session) return name.empty() ? "\"help\" lists the commands" : "\"" + name + " --help\" tells more";
+    if (scope == Scope::Session)
+        return name.empty() ? "\"help\" lists the commands" : "\"" + name + " --help\" tells more";
     return "\"mova " + name + (name.empty() ? "" : " ") + "--help\" tells more";
 }
 
@@ -117,6 +127,17 @@ void printLines(Output& out, const std::string& text) {
         out.line(trimmed.substr(begin, end - begin));
         begin = end + 1;
     }
+}
+
+// The parser would only say that a command is missing.
+std::string parseProblem(const CLI::App& app, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    if (missing && !unknown.empty() &&
+        !namedCommand(app).get_subcommands([](const CLI::App*) { return true; }).empty()) {
+        return "there is no command \"" + unknown.front() + "\"";
+    }
+    return error.what();
 }
 
 // Help and version are no failures; they are text also where results are JSON.
@@ -134,6 +155,7 @@ ExitStatus showHelp(Context& context, const CLI::App& app, const CLI::ParseError
 std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
     auto app = std::make_unique<CLI::App>(kPurpose, scope == Scope::Program ? "mova" : "");
     app->fallthrough();
+    app->formatter(std::make_shared<HelpFormatter>());
     if (scope == Scope::Program) {
         describeProgram(*app, context);
     } else {
@@ -172,7 +194,7 @@ ExitStatus execute(Context& context, Scope scope, const std::vector<std::string>
     } catch (const CLI::Success& asked) {
         return showHelp(context, *app, asked);
     } catch (const CLI::ParseError& error) {
-        told = {ExitStatus::Usage, error.what(), usageHint(*app, scope)};
+        told = {ExitStatus::Usage, parseProblem(*app, error), usageHint(*app, scope)};
     } catch (const Failure& thrown) {
         told = thrown;
     } catch (const std::bad_alloc&) {

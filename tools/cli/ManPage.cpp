@@ -4,6 +4,7 @@
 #include <array>
 
 #include "cli/ExitStatus.h"
+#include "cli/HelpFormatter.h"
 #include "cli/Numbers.h"
 #include "logging/Text.h"
 
@@ -44,8 +45,9 @@ struct Fields {
 constexpr std::array kFields{
     Fields{"ports", "ports: list of number (null without one), device, driver, cardType, usb"},
     Fields{"at", "answers: list of sent, lines, result (null when none came), milliseconds"},
-    Fields{"info", "component, port, version, imei, otp, identity1, identity3, identity5, identity6, identity7, identity8, "
-                   "flashStatus, flashFailures; null where the handset does not tell"},
+    Fields{"info",
+           "component, port, version, imei, otp, identity1, identity3, identity5, identity6, identity7, identity8, "
+           "flashStatus, flashFailures; null where the handset does not tell"},
     Fields{"rf", "confirmations: list of hexadecimal data"},
     Fields{"e2p read", "object, record, offset, bytes, data"},
     Fields{"e2p write", "object, record, offset, bytes, verified"},
@@ -62,6 +64,8 @@ constexpr std::array kFields{
 };
 
 // --- the man macros
+
+constexpr std::size_t kFooterWidth = 70;
 
 std::string roff(const std::string& text) {
     std::string escaped;
@@ -84,7 +88,9 @@ std::string verbatim(const std::string& text) {
     return lines + ".fi\n";
 }
 
-std::string entry(const std::string& tag, const std::string& text) { return ".TP\n.B " + roff(tag) + "\n" + roff(text) + "\n"; }
+std::string entry(const std::string& tag, const std::string& text) {
+    return ".TP\n.B " + roff(tag) + "\n" + roff(text) + "\n";
+}
 
 std::string optionTag(const CLI::Option& option) {
     std::string tag;
@@ -125,13 +131,15 @@ void describeCommand(const CLI::App& app, const std::string& name, std::string& 
     text += ".SS " + roff(group ? "mova " + name + " COMMAND" : synopsisOf(app, name)) + "\n";
     text += roff(app.get_description()) + ".\n";
     text += optionEntries(app, true) + optionEntries(app, false);
-    if (const std::string footer = app.get_footer(); !footer.empty()) text += ".PP\n" + verbatim(footer);
+    if (const std::string footer = app.get_footer(); !footer.empty())
+        text += ".PP\n" + verbatim(wrap(footer, kFooterWidth));
     for (const CLI::App* sub : below) describeCommand(*sub, name + " " + sub->get_name(), text);
 }
 
 std::string exitCodes() {
     std::string text;
-    for (const ExitMeaning& row : kExitMeanings) text += format("  %d  %s\n", static_cast<int>(row.status), row.meaning);
+    for (const ExitMeaning& row : kExitMeanings)
+        text += format("  %d  %s\n", static_cast<int>(row.status), row.meaning);
     return text;
 }
 
@@ -141,9 +149,11 @@ std::string helpFooter() {
     std::string text = "Exit codes:\n" + exitCodes() + "Environment:\n";
     for (const Variable& v : kVariables) text += format("  %-16s %s\n", v.name, v.meaning);
     text += "Examples:\n";
-    for (const Example& e : kExamples) text += format("  %-48s %s\n", e.command, e.purpose);
-    return text + "\"mova COMMAND --help\" tells about a command, \"mova --help-all\" about all of them. Numbers are decimal, or\n"
-                  "hexadecimal behind 0x.";
+    for (const Example& e : kExamples) text += format("  %s\n      %s\n", e.command, e.purpose);
+    return text +
+           "\"mova COMMAND --help\" tells about a command, \"mova --help-all\" about all of them. Numbers are decimal, "
+           "or\n"
+           "hexadecimal behind 0x.";
 }
 
 std::string manPage(CLI::App& app) {
@@ -156,12 +166,16 @@ std::string manPage(CLI::App& app) {
     for (const CLI::App* sub : app.get_subcommands([](const CLI::App*) { return true; })) {
         describeCommand(*sub, sub->get_name(), text);
     }
-    text += ".SH \"JSON OUTPUT\"\nWith \\-\\-json a command prints one object on one line: command, ok (true or false), its own fields, "
-            "and where ok is false an object error with message, hint and status (the exit code), and for a code of the component "
-            "code, hex, name and meaning. Bytes are hexadecimal text.\n";
+    text +=
+        ".SH \"JSON OUTPUT\"\nWith \\-\\-json a command prints one object on one line: command, ok (true or false), "
+        "its own fields, "
+        "and where ok is false an object error with message, hint and status (the exit code), and for a code of the "
+        "component "
+        "code, hex, name and meaning. Bytes are hexadecimal text.\n";
     for (const Fields& row : kFields) text += entry(row.command, row.fields);
     text += ".SH \"EXIT STATUS\"\n";
-    for (const ExitMeaning& row : kExitMeanings) text += entry(std::to_string(static_cast<int>(row.status)), row.meaning);
+    for (const ExitMeaning& row : kExitMeanings)
+        text += entry(std::to_string(static_cast<int>(row.status)), row.meaning);
     text += ".SH ENVIRONMENT\n";
     for (const Variable& v : kVariables) text += entry(v.name, v.meaning);
     text += ".SH EXAMPLES\n";

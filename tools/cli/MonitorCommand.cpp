@@ -11,13 +11,14 @@ namespace mova::cli {
 namespace {
 
 struct MonitorOptions {
-    std::uint32_t count = 0;    // 0: without end
-    double seconds = 0;         // 0: without end
+    std::uint32_t count = 0;  // 0: without end
+    double seconds = 0;       // 0: without end
     std::vector<std::string> commands;
 };
 
 std::string timeText(const LocalTime& t) {
-    return format("%04d-%02d-%02dT%02d:%02d:%02d.%03d", t.year, t.month, t.day, t.hour, t.minute, t.second, t.millisecond);
+    return format("%04d-%02d-%02dT%02d:%02d:%02d.%03d", t.year, t.month, t.day, t.hour, t.minute, t.second,
+                  t.millisecond);
 }
 
 void show(Context& context, const std::string& text) {
@@ -37,7 +38,8 @@ void watch(Context& context, const MonitorOptions& options) {
     Clock& clock = context.session.clock();
     const ModeForNow events(handset, ModeForNow::kEvents);
     context.session.inbox().take();
-    if (options.count == 0 && options.seconds <= 0) context.out.remark("watching " + context.session.portName() + "; Ctrl-C ends");
+    if (options.count == 0 && options.seconds <= 0)
+        context.out.remark("watching " + context.session.portName() + "; Ctrl-C ends");
     for (const std::string& atCommand : options.commands) {
         check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
     }
@@ -68,9 +70,14 @@ void describeMonitor(CLI::App& command, Context& context) {
     auto o = std::make_shared<MonitorOptions>();
     command.description("Shows confirmations and other answers as they come, until Ctrl-C");
     addNumber(command, "-n,--count", o->count, 0xFFFFFFFF, "end after so many; fewer within --seconds is a failure");
-    command.add_option("-s,--seconds", o->seconds, "end after so many seconds")->type_name("SECONDS")->check(CLI::Range(0.001, 4'000'000.0));
-    command.add_option("--send", o->commands, "send this AT command first; may be given several times")->type_name("COMMAND");
-    command.footer("What the handset sends at once is told as one. With --json each confirmation is an object with time and text.");
+    command.add_option("-s,--seconds", o->seconds, "end after so many seconds")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.001, 4'000'000.0).description(""));
+    command.add_option("--send", o->commands, "send this AT command first; may be given several times")
+        ->type_name("COMMAND");
+    command.footer(
+        "What the handset sends at once is told as one. With --json each confirmation is an object with time and "
+        "text.");
     whenRun(command, context, [&context, o] { watch(context, *o); });
 }
 

@@ -118,8 +118,8 @@ std::optional<std::string> parseEscapes(std::string_view text) {
             i += 2;
             continue;
         }
-        const auto* const escape =
-            std::find_if(std::begin(kEscapes), std::end(kEscapes), [&](const Escape& e) { return e.letter == text[i]; });
+        const auto* const escape = std::find_if(std::begin(kEscapes), std::end(kEscapes),
+                                                [&](const Escape& e) { return e.letter == text[i]; });
         if (escape == std::end(kEscapes)) return std::nullopt;
         bytes += escape->byte;
     }
@@ -153,7 +153,8 @@ std::optional<std::vector<std::string>> splitWords(std::string_view line) {
     for (std::size_t i = 0; i < line.size(); ++i) {
         const char c = line[i];
         if (quote != 0) {
-            const bool escaped = quote == '"' && c == '\\' && i + 1 < line.size() && (line[i + 1] == '"' || line[i + 1] == '\\');
+            const bool escaped =
+                quote == '"' && c == '\\' && i + 1 < line.size() && (line[i + 1] == '"' || line[i + 1] == '\\');
             if (escaped) {
                 word += line[++i];
             } else if (c == quote) {

@@ -19,11 +19,11 @@ public:
     // mode: auto, always, never. NO_COLOR, when set, holds against auto.
     void chooseColours(const std::string& mode);
 
-    void line(std::string_view text);      // a result; nothing in JSON mode
-    void object(const Json& object);       // a result; nothing for people
-    void remark(std::string_view text);    // to the error output: what goes on, what to do; nothing in JSON mode
-    void trouble(std::string_view text);   // to the error output
-    std::string paint(Style style, std::string_view text) const;       // for the output
+    void line(std::string_view text);     // a result; nothing in JSON mode
+    void object(const Json& object);      // a result; nothing for people
+    void remark(std::string_view text);   // to the error output: what goes on, what to do; nothing in JSON mode
+    void trouble(std::string_view text);  // to the error output
+    std::string paint(Style style, std::string_view text) const;        // for the output
     std::string paintRemark(Style style, std::string_view text) const;  // for the error output
 
     // From here on lines are kept instead of written.

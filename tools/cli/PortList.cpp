@@ -18,7 +18,8 @@ std::optional<std::int32_t> numberIn(const std::string& text, const std::string&
     const auto at = text.find(before + "COM");
     if (at == text.npos) return std::nullopt;
     std::int32_t number = 0;
-    for (std::size_t i = at + before.size() + 3; i < text.size() && text[i] >= '0' && text[i] <= '9' && number < 65536; ++i) {
+    for (std::size_t i = at + before.size() + 3; i < text.size() && text[i] >= '0' && text[i] <= '9' && number < 65536;
+         ++i) {
         number = number * 10 + (text[i] - '0');
     }
     return number > 0 ? std::optional(number) : std::nullopt;

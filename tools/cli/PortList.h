@@ -21,7 +21,7 @@ std::vector<ListedPort> listPorts();  // by number, then those without
 
 // --- of the system
 
-std::string deviceOf(std::int32_t number);       // what the number stands for
+std::string deviceOf(std::int32_t number);  // what the number stands for
 std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& numbered);
 std::string noPortsHint();
 #ifndef _WIN32

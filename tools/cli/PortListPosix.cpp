@@ -29,7 +29,8 @@ bool hasHardware(const fs::path& entry) {
 std::vector<std::string> serialDevices() {
     std::vector<std::string> devices;
     std::error_code failed;
-    for (fs::directory_iterator entry("/sys/class/tty", failed), end; !failed && entry != end; entry.increment(failed)) {
+    for (fs::directory_iterator entry("/sys/class/tty", failed), end; !failed && entry != end;
+         entry.increment(failed)) {
         const std::string device = "/dev/" + entry->path().filename().string();
         if (hasHardware(entry->path()) && fs::exists(device, failed)) devices.push_back(device);
     }
@@ -48,7 +49,8 @@ std::string deviceOf(std::int32_t number) {
 std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& numbered) {
     std::vector<ListedPort> ports;
     for (const std::string& device : serialDevices()) {
-        const bool known = std::any_of(numbered.begin(), numbered.end(), [&](const auto& p) { return p.device == device; });
+        const bool known =
+            std::any_of(numbered.begin(), numbered.end(), [&](const auto& p) { return p.device == device; });
         if (known) continue;
         ListedPort port;
         port.device = device;

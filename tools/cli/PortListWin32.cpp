@@ -7,6 +7,8 @@ std::string deviceOf(std::int32_t number) { return "\\\\.\\COM" + std::to_string
 // Windows gives every serial port a number.
 std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>&) { return {}; }
 
-std::string noPortsHint() { return "plug the handset or its adapter in, and see that its driver is installed (Device Manager)"; }
+std::string noPortsHint() {
+    return "plug the handset or its adapter in, and see that its driver is installed (Device Manager)";
+}
 
 }  // namespace mova::cli

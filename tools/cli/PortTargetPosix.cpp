@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 struct PortTarget::Links {
     explicit Links(const std::string& device) {
         std::string pattern = (fs::temp_directory_path() / "mova-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) failFile("no folder can be made in " + fs::temp_directory_path().string());
+        if (mkdtemp(pattern.data()) == nullptr)
+            failFile("no folder can be made in " + fs::temp_directory_path().string());
         folder = pattern;
         fs::create_symlink(device, folder / "COM1");
         // Not freed: threads that use it may outlive main.
@@ -48,7 +49,8 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
                       "\"mova ports\" lists what is there; a number n stands for " + deviceFolder() + "/COMn"};
     }
     if (!fs::is_character_file(device, failed)) {
-        throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device", "\"mova ports\" lists what is there"};
+        throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device",
+                      "\"mova ports\" lists what is there"};
     }
     links_ = std::make_unique<Links>(device.string());
     platform_ = &links_->platform->platform();
@@ -64,7 +66,8 @@ Failure PortTarget::whyNotOpened(std::uint32_t code) {
     const fs::path real = fs::canonical(device, failed);
     if (failed) {
         failure.message = "there is no port " + name_ + ": " + device + " is missing or leads nowhere";
-        failure.hint = "\"mova ports\" lists what is there; a device path also serves, for instance --port /dev/ttyUSB0";
+        failure.hint =
+            "\"mova ports\" lists what is there; a device path also serves, for instance --port /dev/ttyUSB0";
     } else if (access(real.c_str(), R_OK | W_OK) != 0) {
         failure.message = "you may not open " + real.string();
         failure.hint = "become a member of the device's group (\"ls -l " + real.string() +

@@ -15,7 +15,8 @@ void listThem(Context& context) {
     context.result["ports"] = Json::array();
     for (const ListedPort& port : ports) {
         const std::string name = port.number ? "COM" + std::to_string(*port.number) : std::string("-");
-        rows.push_back({name, port.device, port.driver, std::to_string(port.card), isUsb(port.card) ? "whole" : "byte by byte"});
+        rows.push_back(
+            {name, port.device, port.driver, std::to_string(port.card), isUsb(port.card) ? "whole" : "byte by byte"});
         Json entry = Json::object();
         entry["number"] = port.number ? Json(*port.number) : Json(nullptr);
         entry["device"] = port.device;
@@ -26,7 +27,7 @@ void listThem(Context& context) {
     }
     if (ports.empty()) {
         context.out.line("no ports");
-        context.out.remark("  try: " + noPortsHint());
+        context.out.remark("  hint: " + noPortsHint());
         return;
     }
     const auto lines = tableLines(rows);

@@ -45,8 +45,8 @@ void Progress::draw(std::string_view what) {
     const auto here = static_cast<long long>(done_ - first_);
     const long long left = here > 0 ? passed * static_cast<long long>(total_ - done_) / here / 1000 : 0;
     std::string text = label_ + " [" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "] " +
-                       format("%3llu%%", static_cast<unsigned long long>(done_ * 100 / total_)) + "  " + timeText(left) +
-                       " left  " + std::string(what);
+                       format("%3llu%%", static_cast<unsigned long long>(done_ * 100 / total_)) + "  " +
+                       timeText(left) + " left  " + std::string(what);
     const auto width = static_cast<std::size_t>(std::max(terminalWidth() - 1, 1));
     text.resize(width, ' ');
     std::fprintf(stderr, "\r%s", text.c_str());

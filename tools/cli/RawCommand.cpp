@@ -39,7 +39,8 @@ std::string collect(Context& context, const RawOptions& o) {
     std::uint32_t last = begin;
     for (;;) {
         checkInterrupt();
-        const auto wanted = o.bytes == 0 ? kChunk : static_cast<std::int32_t>(std::min<std::size_t>(o.bytes - hex.size() / 2, kChunk));
+        const auto wanted =
+            o.bytes == 0 ? kChunk : static_cast<std::int32_t>(std::min<std::size_t>(o.bytes - hex.size() / 2, kChunk));
         const ReadResult got = handset.DirectReadHexData(wanted);
         check(got.code, "the port could not be read");
         if (got.count > 0) {
@@ -58,13 +59,16 @@ void read(Context& context, const RawOptions& o) {
     show(context, o, hex);
     if (hex.empty() || hex.size() / 2 < o.bytes) {
         throw Failure{ExitStatus::NoAnswer,
-                      hex.empty() ? "nothing arrived" : std::to_string(hex.size() / 2) + " of " + std::to_string(o.bytes) + " bytes arrived",
+                      hex.empty()
+                          ? "nothing arrived"
+                          : std::to_string(hex.size() / 2) + " of " + std::to_string(o.bytes) + " bytes arrived",
                       "a longer wait: --for; another rate: --baud"};
     }
 }
 
 std::string bytesToWrite(const RawOptions& o) {
-    if (o.hex.empty() == o.text.empty()) failUsage("give what is to be written, either as hexadecimal data or with --text");
+    if (o.hex.empty() == o.text.empty())
+        failUsage("give what is to be written, either as hexadecimal data or with --text");
     if (!o.hex.empty()) return o.hex;
     const auto bytes = parseEscapes(o.text);
     if (!bytes) failUsage("\"" + o.text + "\" has an escape that is none of \\r \\n \\t \\0 \\\\ \\xNN");
@@ -83,8 +87,10 @@ void write(Context& context, const RawOptions& o) {
 
 void addReading(CLI::App& command, RawOptions& o) {
     addNumber(command, "--for", o.milliseconds, 4'000'000, "how long to wait, in milliseconds (1000)");
-    addNumber(command, "-n,--bytes", o.bytes, 100'000'000, "end after so many bytes; without it once the line is silent for 200 ms");
-    command.add_flag("--ascii", o.showText, "show text, with escapes for what does not show, instead of hexadecimal data");
+    addNumber(command, "-n,--bytes", o.bytes, 100'000'000,
+              "end after so many bytes; without it once the line is silent for 200 ms");
+    command.add_flag("--ascii", o.showText,
+                     "show text, with escapes for what does not show, instead of hexadecimal data");
 }
 
 }  // namespace
@@ -94,7 +100,8 @@ void describeRaw(CLI::App& command, Context& context) {
     auto w = std::make_shared<RawOptions>();
     CLI::App* const writing = command.add_subcommand("write", "Writes bytes, and with --read shows what comes back");
     addHex(*writing, "data", w->hex, "the bytes as hexadecimal data");
-    writing->add_option("--text", w->text, "the bytes as text; \\r \\n \\t \\0 \\\\ \\xNN as one byte each")->type_name("TEXT");
+    writing->add_option("--text", w->text, "the bytes as text; \\r \\n \\t \\0 \\\\ \\xNN as one byte each")
+        ->type_name("TEXT");
     writing->add_flag("-r,--read", w->read, "read afterwards");
     addReading(*writing, *w);
     whenRun(*writing, context, [&context, w] { write(context, *w); });

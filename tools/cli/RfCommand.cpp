@@ -73,7 +73,8 @@ void describeTable(CLI::App& command, Context& context) {
     addNumber(command, "index", o->index, kLargestWord, "the table's index")->required();
     addHex(command, "data", o->hex, "the table, at most 1024 bytes")->required();
     whenRun(command, context, [&context, o] {
-        if (o->hex.size() > kMostDigits) failUsage("a table has at most 1024 bytes, these are " + std::to_string(o->hex.size() / 2));
+        if (o->hex.size() > kMostDigits)
+            failUsage("a table has at most 1024 bytes, these are " + std::to_string(o->hex.size() / 2));
         send(context, [o](CVeCmdManager& h) {
             const std::string bytes = decodeHex(o->hex);
             const std::span data(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
@@ -97,7 +98,9 @@ void describeVar(CLI::App& command, Context& context) {
               "1: \"access,index,value\", 2: \"access,index,length,hex\", 3: \"access\", 4: as 1, others: \"index\"")
         ->required();
     addNumber(command, "request", o->request, kLargestByte, "the request byte")->required();
-    command.add_option("parameter", o->parameter, "the fields, decimal, separated by commas")->required()->type_name("FIELDS");
+    command.add_option("parameter", o->parameter, "the fields, decimal, separated by commas")
+        ->required()
+        ->type_name("FIELDS");
     whenRun(command, context, [&context, o] {
         send(context, [o](CVeCmdManager& h) {
             return h.VbRfVarReq(static_cast<std::int32_t>(o->kind), byteOf(o->request), o->parameter);

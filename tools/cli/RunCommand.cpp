@@ -24,7 +24,9 @@ using Verdict = StepOutcome::Verdict;
 
 class ScriptRun {
 public:
-    ScriptRun(Context& context, const RunOptions& options) : context_(context), options_(options) { context_.inSession = true; }
+    ScriptRun(Context& context, const RunOptions& options) : context_(context), options_(options) {
+        context_.inSession = true;
+    }
     ~ScriptRun() { context_.inSession = false; }
     ScriptRun(const ScriptRun&) = delete;
     ScriptRun& operator=(const ScriptRun&) = delete;
@@ -71,7 +73,8 @@ private:
             context_.out.endCapture();
             if (status == ExitStatus::Done) continue;
             context_.checkOnly = false;
-            failure.message = options_.path + ":" + std::to_string(outcome.step.line) + ": " + outcome.step.text + ": " + failure.message;
+            failure.message = options_.path + ":" + std::to_string(outcome.step.line) + ": " + outcome.step.text +
+                              ": " + failure.message;
             throw failure;
         }
         context_.checkOnly = false;
@@ -106,7 +109,9 @@ private:
         const ExitStatus status = execute(context_, Scope::Session, outcome.step.words, &failure);
         outcome.output = context_.out.endCapture();
         const bool failed = status != ExitStatus::Done;
-        outcome.problem = status == ExitStatus::Interrupted ? "interrupted" : unmetExpectation(outcome.step, outcome.output, failed, failure.code);
+        outcome.problem = status == ExitStatus::Interrupted
+                              ? "interrupted"
+                              : unmetExpectation(outcome.step, outcome.output, failed, failure.code);
         if (outcome.problem.empty()) return;
         // An expectation that is not met is a refusal, whatever the command ended with; a failure keeps its own.
         outcome.status = failed && !outcome.step.mayFail() ? status : ExitStatus::Refused;
@@ -121,7 +126,8 @@ private:
         }
         const bool passed = outcome.verdict == Verdict::Passed;
         const std::string verdict = passed ? out.paint(Style::Good, "pass") : out.paint(Style::Bad, "FAIL");
-        out.line("  " + verdict + format("  %6.2f s  ", outcome.seconds) + options_.path + ":" + std::to_string(step.line) + ": " + step.text);
+        out.line("  " + verdict + format("  %6.2f s  ", outcome.seconds) + options_.path + ":" +
+                 std::to_string(step.line) + ": " + step.text);
         if (!passed) out.line("        " + outcome.problem);
         if (passed && !options_.verbose) return;
         const char* lead = "        output: ";
@@ -138,7 +144,8 @@ private:
                                  report_.count(Verdict::NotRun), report_.seconds()));
         const StepOutcome* const failed = report_.firstFailed();
         if (failed == nullptr) return;
-        throw Failure{failed->status, options_.path + ":" + std::to_string(failed->step.line) + ": " + failed->problem, {}};
+        throw Failure{
+            failed->status, options_.path + ":" + std::to_string(failed->step.line) + ": " + failed->problem, {}};
     }
 
     Context& context_;
@@ -168,7 +175,8 @@ void describeRun(CLI::App& command, Context& context) {
         "  sleep 500                 milliseconds\n"
         "  echo Part two             a heading in the report\n"
         "  # a comment\n"
-        "A command must succeed unless a failure is expected. The whole script is checked before its first command runs.\n"
+        "A command must succeed unless a failure is expected. The whole script is checked before its first command "
+        "runs.\n"
         "The exit code is 1 when an expectation is not met, otherwise that of the command that failed.");
     whenRun(command, context, [&context, o] { ScriptRun(context, *o).run(); });
 }

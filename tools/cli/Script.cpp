@@ -65,9 +65,11 @@ private:
         const bool afterCommand = !steps_.empty() && steps_.back().kind == ScriptStep::Kind::Command;
         if (!afterCommand) failAt(path_, line_, "an expectation stands behind its command");
         if (directive.takesText == rest.empty()) {
-            failAt(path_, line_, std::string(directive.word) + (directive.takesText ? " needs a text" : " takes no text"));
+            failAt(path_, line_,
+                   std::string(directive.word) + (directive.takesText ? " needs a text" : " takes no text"));
         }
-        if (directive.kind == Expectation::Kind::Code && codeByName(rest) == 0) failAt(path_, line_, "no code is called " + rest);
+        if (directive.kind == Expectation::Kind::Code && codeByName(rest) == 0)
+            failAt(path_, line_, "no code is called " + rest);
         if (directive.kind == Expectation::Kind::Regex) checkRegex(rest);
         steps_.back().expectations.push_back({directive.kind, rest, line_});
     }
@@ -84,7 +86,8 @@ private:
         constexpr std::uint64_t kLongest = 86'400'000;
         const auto milliseconds = parseNumber(rest);
         if (!milliseconds || *milliseconds > kLongest) failAt(path_, line_, "sleep needs a number of milliseconds");
-        steps_.push_back({ScriptStep::Kind::Sleep, line_, std::string(content), {}, static_cast<std::uint32_t>(*milliseconds), {}});
+        steps_.push_back(
+            {ScriptStep::Kind::Sleep, line_, std::string(content), {}, static_cast<std::uint32_t>(*milliseconds), {}});
     }
 
     void takeCommand(std::string_view content) {
@@ -99,7 +102,8 @@ private:
 };
 
 // Empty when it is met.
-std::string unmet(const Expectation& expected, const std::vector<std::string>& output, bool failed, std::uint32_t code) {
+std::string unmet(const Expectation& expected, const std::vector<std::string>& output, bool failed,
+                  std::uint32_t code) {
     const auto matching = [&](auto matches) { return std::find_if(output.begin(), output.end(), matches); };
     const auto wildcard = [&](const std::string& line) { return matchesWildcard(line, expected.text); };
     switch (expected.kind) {
@@ -111,14 +115,17 @@ std::string unmet(const Expectation& expected, const std::vector<std::string>& o
         }
         case Expectation::Kind::Regex: {
             const std::regex pattern(expected.text);
-            const bool found = matching([&](const std::string& line) { return std::regex_search(line, pattern); }) != output.end();
+            const bool found =
+                matching([&](const std::string& line) { return std::regex_search(line, pattern); }) != output.end();
             return found ? "" : "no line holds a match of " + expected.text;
         }
-        case Expectation::Kind::Failure: return failed ? "" : "it did not fail";
+        case Expectation::Kind::Failure:
+            return failed ? "" : "it did not fail";
         case Expectation::Kind::Code: {
             if (!failed) return "it did not fail";
             if (code == codeByName(expected.text)) return "";
-            return "it failed with " + (code == 0 ? std::string("no code") : hexCode(code) + " " + describeCode(code).name) +
+            return "it failed with " +
+                   (code == 0 ? std::string("no code") : hexCode(code) + " " + describeCode(code).name) +
                    ", not with " + expected.text;
         }
     }
@@ -133,9 +140,12 @@ bool ScriptStep::mayFail() const {
     });
 }
 
-std::vector<ScriptStep> parseScript(const std::string& text, const std::string& path) { return Parser(path).parse(text); }
+std::vector<ScriptStep> parseScript(const std::string& text, const std::string& path) {
+    return Parser(path).parse(text);
+}
 
-std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed, std::uint32_t code) {
+std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed,
+                             std::uint32_t code) {
     for (const Expectation& expected : step.expectations) {
         const std::string problem = unmet(expected, output, failed, code);
         if (!problem.empty()) return "line " + std::to_string(expected.line) + ": " + problem;

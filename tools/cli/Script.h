@@ -35,6 +35,7 @@ struct ScriptStep {
 std::vector<ScriptStep> parseScript(const std::string& text, const std::string& path);
 
 // What of the outcome is not as expected; empty when all is. output: the lines, failed and code: how it ended.
-std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed, std::uint32_t code);
+std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed,
+                             std::uint32_t code);
 
 }  // namespace mova::cli

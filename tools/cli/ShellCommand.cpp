@@ -108,7 +108,7 @@ void runShell(Context& context) {
     context.result = Json::object();
     context.commandName = "shell";
     if (!watched && shell.lastStatus() != ExitStatus::Done) {
-        throw Failure{shell.lastStatus(), "the last command failed", {}};
+        throw Failure{shell.lastStatus(), {}, {}};
     }
 }
 
@@ -117,8 +117,10 @@ void runShell(Context& context) {
 void describeShell(CLI::App& command, Context& context) {
     command.description("A session: the same commands, one a line, on a port that stays open");
     command.footer(
-        "\"help\" lists the commands, \"help COMMAND\" tells about one; \"exit\" or Ctrl-D ends. Ctrl-C ends a command, not the\n"
-        "session. Words with blanks stand in quotes, single or double. From a pipe the exit code is the last command's.\n"
+        "\"help\" lists the commands, \"help COMMAND\" tells about one; \"exit\" or Ctrl-D ends. Ctrl-C ends a "
+        "command, not "
+        "the session. Words with blanks stand in quotes, single or double. From a pipe the exit code is the last "
+        "command's.\n"
         "Linux: Tab completes, the arrow keys go through the history (~/.local/state/mova/history, or MOVA_HISTORY).\n"
         "Windows: the console itself edits lines and remembers them (arrow keys, F7); there is no completion.");
     whenRun(command, context, [&context] { runShell(context); });

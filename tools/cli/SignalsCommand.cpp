@@ -32,7 +32,10 @@ Wish parseWish(const std::string& text) {
         bool raise;
         const char* name;
     };
-    constexpr Word kWords[] = {{"dtr=on", kDtr, true, "DTR"}, {"dtr=off", kDtr, false, "DTR"}, {"rts=on", kRts, true, "RTS"}, {"rts=off", kRts, false, "RTS"}};
+    constexpr Word kWords[] = {{"dtr=on", kDtr, true, "DTR"},
+                               {"dtr=off", kDtr, false, "DTR"},
+                               {"rts=on", kRts, true, "RTS"},
+                               {"rts=off", kRts, false, "RTS"}};
     for (const Word& word : kWords) {
         if (text == word.text) return {word.index, word.raise, word.name};
     }
@@ -62,9 +65,12 @@ void setAndShow(Context& context, const std::vector<std::string>& words) {
 void describeSignals(CLI::App& command, Context& context) {
     auto words = std::make_shared<std::vector<std::string>>();
     command.description("Sets modem lines as told, then shows those that the handset drives");
-    command.add_option("line", *words, "dtr=on, dtr=off, rts=on, rts=off; without any nothing is set")->type_name("LINE");
-    command.footer("A port that has no such lines shows all of them as off. Opening a port raises DTR and RTS, closing it lowers them:\n"
-                   "to hold a line, stay in \"mova shell\" or \"mova run\".");
+    command.add_option("line", *words, "dtr=on, dtr=off, rts=on, rts=off; without any nothing is set")
+        ->type_name("LINE");
+    command.footer(
+        "A port that has no such lines shows all of them as off. Opening a port raises DTR and RTS, closing it lowers "
+        "them: "
+        "to hold a line, stay in \"mova shell\" or \"mova run\".");
     whenRun(command, context, [&context, words] { setAndShow(context, *words); });
 }
 

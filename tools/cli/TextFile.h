@@ -4,8 +4,8 @@
 
 namespace mova::cli {
 
-std::string readTextFile(const std::string& path);                           // throws Failure
-void writeTextFile(const std::string& path, const std::string& text);        // throws Failure
+std::string readTextFile(const std::string& path);                     // throws Failure
+void writeTextFile(const std::string& path, const std::string& text);  // throws Failure
 bool fileExists(const std::string& path);
 
 }  // namespace mova::cli

@@ -10,5 +10,6 @@ int main(int argc, char** argv) {
     watchForInterrupt();
     Context context;
     const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return static_cast<int>(execute(context, Scope::Program, words.empty() ? std::vector<std::string>{"--help"} : words));
+    return static_cast<int>(
+        execute(context, Scope::Program, words.empty() ? std::vector<std::string>{"--help"} : words));
 }

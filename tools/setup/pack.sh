@@ -9,7 +9,7 @@ rm -rf "$folder"
 mkdir -p "$folder/$name"
 for platform in windows-x64 windows-x86; do
     mkdir "$folder/$name/$platform"
-    cp "build/$platform/MovaCmdSvr.dll" "build/$platform/mova-handset.exe" samples/registration-free/MovaCmdSvr.manifest \
+    cp "build/$platform/MovaCmdSvr.dll" "build/$platform/mova-handset.exe" "build/$platform/mova.exe" samples/registration-free/MovaCmdSvr.manifest \
         "$folder/$name/$platform"
 done
 cp -r samples docs README.md "$folder/$name"

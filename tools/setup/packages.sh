@@ -1,7 +1,7 @@
 # To be sourced. install_packages GROUP...: installs what is missing of the groups below from Debian's packages.
 
 declare -A package_groups=(
-    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev"
+    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind"
     [analysis]="clang-tidy cppcheck"
     [wine]="wine wine64"

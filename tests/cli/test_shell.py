@@ -1,0 +1,160 @@
+"""The session, from a pipe and on a terminal, with completion and history; colours and the progress bar on a terminal."""
+import os
+import pty
+import re
+import select
+import subprocess
+import time
+
+from bench import GENEROUS, MOVA, BenchTest, main, wait_until
+
+
+class Terminal:
+    """The program on a pseudo-terminal, as a person sees it."""
+
+    def __init__(self, test, *arguments):
+        self.master, slave = pty.openpty()
+        self.process = subprocess.Popen([MOVA, *arguments], stdin=slave, stdout=slave, stderr=slave, cwd=test.folder,
+                                        env=test.environment, start_new_session=True,
+                                        preexec_fn=lambda: __import__("fcntl").ioctl(0, __import__("termios").TIOCSCTTY, 0))
+        os.close(slave)
+        self.seen = ""
+        test.addCleanup(self.end)
+
+    def end(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        os.close(self.master)
+
+    def pump(self, seconds):
+        if select.select([self.master], [], [], seconds)[0]:
+            try:
+                self.seen += os.read(self.master, 65536).decode(errors="replace")
+            except OSError:  # the other side has gone
+                time.sleep(0.01)
+
+    def until(self, pattern):
+        """Waits for the pattern; returns what came up to its end, which is then forgotten."""
+        deadline = time.monotonic() + GENEROUS
+        while True:
+            found = re.search(pattern, self.seen)
+            if found:
+                before, self.seen = self.seen[:found.end()], self.seen[found.end():]
+                return before
+            if time.monotonic() > deadline:
+                raise AssertionError("%r did not come; seen: %r" % (pattern, self.seen))
+            self.pump(0.05)
+
+    def type(self, text):
+        os.write(self.master, text.encode())
+
+    def wait(self):
+        deadline = time.monotonic() + GENEROUS
+        while self.process.poll() is None and time.monotonic() < deadline:
+            self.pump(0.05)
+        self.pump(0)
+        return self.process.wait(1)
+
+
+class PipedShellTest(BenchTest):
+    def test_one_port_for_all_commands(self):
+        self.start_handset()
+        trace = self.path("trace")
+        result = self.ask("--trace", trace, "shell", given="at AT+CSQ\n# a comment\n\ne2p read 0x1234 2\nat AT\nexit\nat ATI\n")
+        self.assertEnds(result, 0, "+CSQ: 21,99\nOK\nFFFF\nOK\n")
+        self.assertEqual(self.read("trace").count("Close Com Port Success"), 1)
+
+    def test_an_error_does_not_end_it(self):
+        self.start_handset()
+        result = self.ask("shell", given="bogus\nat 'AT\nat AT\n")
+        self.assertEnds(result, 0, "OK\n")
+        self.assertIn("there is no command \"bogus\"", result.err)
+        self.assertIn("a quote is not closed", result.err)
+
+    def test_the_last_command_decides(self):
+        self.start_handset()
+        self.assertEnds(self.ask("shell", given="at AT\nat AT+NOSUCH\n"), 1, "OK\nERROR\n")
+
+    def test_json_for_each_command(self):
+        self.start_handset()
+        result = self.ask("--json", "shell", given="e2p read 0x1234 2\nsignals\n")
+        self.assertEqual([line.split(",")[0] for line in result.lines],
+                         ['{"command":"e2p read"', '{"command":"signals"', '{"command":"shell"'])
+
+    def test_no_session_within_it(self):
+        result = self.ask("shell", given="shell\n")
+        self.assertEnds(result, 2, "")
+
+
+class TerminalShellTest(BenchTest):
+    def setUp(self):
+        super().setUp()
+        self.start_handset()
+        self.environment["MOVA_HISTORY"] = self.path("history/lines")
+
+    def test_commands_completion_and_history(self):
+        terminal = Terminal(self, "--port", "7", "shell")
+        terminal.until("mova> ")
+        terminal.type("sig\t")
+        terminal.until("signals ")  # completed
+        terminal.type("\n")
+        terminal.until("CTS off  DSR off  RING off  CARRIER off\r\n")
+        terminal.until("mova> ")
+        terminal.type("e2p d\t\t")
+        self.assertRegex(terminal.until("dump"), "diff")  # both are offered
+        terminal.until("e2p d")
+        terminal.type("u\t0 --obj\t")
+        terminal.until("--objects ")
+        terminal.type("\x15at AT+CSQ\n")  # Ctrl-U gives the line up
+        terminal.until("\\+CSQ: 21,99\r\n")
+        terminal.until("mova> ")
+        terminal.type("\x1b[A")  # up
+        terminal.until("at AT\\+CSQ")
+        terminal.type("\n")
+        terminal.until("\\+CSQ: 21,99\r\n")
+        terminal.until("mova> ")
+        terminal.type("\x04")
+        self.assertEqual(terminal.wait(), 0)
+        self.assertIn("signals", self.read("history/lines"))
+        again = Terminal(self, "--port", "7", "shell")
+        again.until("mova> ")
+        again.type("\x1b[A\n")
+        again.until("\\+CSQ: 21,99\r\n")
+        again.until("mova> ")
+        again.type("exit\n")
+        self.assertEqual(again.wait(), 0)
+
+    def test_ctrl_c_ends_a_command_and_not_the_session(self):
+        terminal = Terminal(self, "--port", "7", "shell")
+        terminal.until("mova> ")
+        terminal.type("monitor\n")
+        terminal.until("Ctrl-C ends")
+        terminal.type("\x03")
+        terminal.until("mova> ")
+        terminal.type("at AT+NO\x03")
+        terminal.until("mova> ")
+        terminal.type("at AT\n")
+        terminal.until("OK")
+        terminal.until("mova> ")
+        terminal.type("exit\n")
+        self.assertEqual(terminal.wait(), 0)
+        self.assertNotIn("AT+NO", self.read("handset.log"))
+
+    def test_colours_on_a_terminal(self):
+        terminal = Terminal(self, "--port", "7", "at", "AT")
+        terminal.until("\x1b\\[32mOK\x1b\\[0m")
+        self.assertEqual(terminal.wait(), 0)
+        self.environment["NO_COLOR"] = "1"
+        terminal = Terminal(self, "--port", "7", "at", "AT")
+        self.assertNotIn("\x1b", terminal.until("OK\r\n"))
+
+    def test_a_progress_bar_on_a_terminal(self):
+        terminal = Terminal(self, "--port", "7", "e2p", "dump", "out.e2p", "--objects", "4090-4110")
+        terminal.until("dump \\[[#.]{24}\\] +\\d+%")
+        terminal.until("objects in out.e2p")
+        self.assertEqual(terminal.wait(), 0)
+
+
+if __name__ == "__main__":
+    main()
