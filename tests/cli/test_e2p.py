@@ -23,6 +23,17 @@ class ObjectTest(BenchTest):
         self.assertEnds(self.ask("e2p", "write", "0x1001", "1", "44 55 66 77"), 0, "4 bytes written and read back\n")
         self.assertEnds(self.ask("e2p", "read", "4097", "1"), 0, "44556677\n")
 
+    def test_a_write_is_read_back(self):
+        def asked():
+            return [line for line in self.read("handset.log").splitlines() if " <- " in line]
+
+        self.assertEnds(self.ask("e2p", "write", "0x1001", "1", "44556677"), 0)
+        self.assertEqual(len(asked()), 2)
+        self.assertIn("0A0081000110010044556677", asked()[0])
+        self.assertIn("0600800001100100", asked()[1])
+        self.assertEnds(self.ask("e2p", "write", "0x1001", "1", "44556677", "--no-verify"), 0, "4 bytes written\n")
+        self.assertEqual(len(asked()), 3)
+
     def test_a_part(self):
         self.assertEnds(self.ask("e2p", "read", "4097", "1", "--offset", "1", "--length", "2"), 0, "1122\n")
         self.assertEnds(self.ask("e2p", "write", "4097", "1", "EEFF", "--offset", "2"), 0, "2 bytes written and read back\n")
@@ -234,7 +245,7 @@ class RestoreTest(BenchTest):
         self.assertEnds(self.ask("e2p", "diff", file), 0)
 
     def lines_of_one_write(self):
-        return 2  # once received, once in the answer with its echo
+        return 3  # received, echoed, and in the confirmation
 
     def test_a_refusal(self):
         self.start_handset("--store", self.write("store", self.ERASED))

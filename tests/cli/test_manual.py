@@ -27,7 +27,7 @@ class ManualTest(BenchTest):
         listed = set()
         for line in self.help.splitlines():
             if re.match(r"\s+-", line):
-                listed |= options_in(line.split("  ")[1])
+                listed |= options_in(re.split(r"\s{2,}", line.strip())[0])
         tags = set()
         for line in plain(self.manual).splitlines():
             if line.startswith(".B -"):

@@ -37,7 +37,6 @@ HelpFormatter::HelpFormatter() {
     column_width(kColumn);
     label("SUBCOMMAND", "COMMAND");
     label("SUBCOMMANDS", "COMMANDS");
-    label("Subcommands", "Commands");
     label("REQUIRED", "");
     label("Positionals", "Arguments");
 }
@@ -68,7 +67,7 @@ std::string HelpFormatter::make_description(const CLI::App* app) const {
 
 std::string HelpFormatter::make_footer(const CLI::App* app) const {
     const std::string footer = app->get_footer();
-    return footer.empty() ? footer : "\n" + wrap(footer, kWidth) + "\n";
+    return footer.empty() ? footer : wrap(footer, kWidth) + "\n";
 }
 
 }  // namespace mova::cli

@@ -150,6 +150,12 @@ ExitStatus showHelp(Context& context, const CLI::App& app, const CLI::ParseError
     return ExitStatus::Done;
 }
 
+// In the help's words.
+void nameGroup(CLI::App& command) {
+    command.group("Commands");
+    for (CLI::App* below : command.get_subcommands([](CLI::App*) { return true; })) nameGroup(*below);
+}
+
 }  // namespace
 
 std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
@@ -165,6 +171,7 @@ std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
         if (entry.startsSession && context.inSession) continue;
         CLI::App* const command = app->add_subcommand(entry.name);
         entry.describe(*command, context);
+        nameGroup(*command);
     }
     app->require_subcommand(1);
     if (scope == Scope::Program) app->footer(helpFooter());

@@ -1,9 +1,12 @@
 #include <editline/readline.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
+#include "cli/Interrupt.h"
 #include "cli/LineEditor.h"
 
 namespace mova::cli {
@@ -28,6 +31,19 @@ char** complete(const char* word, int start, int) {
     return candidates.empty() ? nullptr : rl_completion_matches(word, candidate);
 }
 
+// One byte; -1 at the end of the input, and at Ctrl-C, which gives the line up.
+int readByte(std::FILE*) {
+    constexpr int kLook = 50;  // milliseconds between looks for Ctrl-C
+    for (;;) {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        const int ready = poll(&input, 1, kLook);
+        if (interrupted()) return -1;
+        if (ready <= 0) continue;
+        unsigned char byte = 0;
+        return read(STDIN_FILENO, &byte, 1) == 1 ? byte : -1;
+    }
+}
+
 }  // namespace
 
 LineEditor::LineEditor(std::string historyFile, Completer completer) : historyFile_(std::move(historyFile)) {
@@ -35,6 +51,8 @@ LineEditor::LineEditor(std::string historyFile, Completer completer) : historyFi
     static char breaks[] = " \t";
     completing = std::move(completer);
     rl_readline_name = name;
+    rl_getc_function = readByte;
+    rl_catch_signals = 0;  // Ctrl-C is the program's own affair
     rl_initialize();
     rl_attempted_completion_function = complete;
     rl_completer_word_break_characters = breaks;

@@ -93,7 +93,7 @@ private:
         }
         forgetInterrupt();
         last_ = execute(context_, Scope::Session, *words);
-        if (last_ == ExitStatus::Interrupted) forgetInterrupt();
+        forgetInterrupt();
     }
 
     Context& context_;
