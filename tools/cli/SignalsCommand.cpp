@@ -68,9 +68,8 @@ void describeSignals(CLI::App& command, Context& context) {
     command.add_option("line", *words, "dtr=on, dtr=off, rts=on, rts=off; without any nothing is set")
         ->type_name("LINE");
     command.footer(
-        "A port that has no such lines shows all of them as off. Opening a port raises DTR and RTS, closing it lowers "
-        "them: "
-        "to hold a line, stay in \"mova shell\" or \"mova run\".");
+        "A port that has no such lines shows all of them as off. Opening a port raises DTR and RTS, and the system may "
+        "lower them when it is closed: to hold a line otherwise, stay in \"mova shell\" or \"mova run\".");
     whenRun(command, context, [&context, words] { setAndShow(context, *words); });
 }
 
