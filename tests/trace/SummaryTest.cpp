@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "text/Text.h"
 #include "trace/Report.h"
 
 namespace mova::trace {
@@ -13,6 +14,8 @@ namespace {
 using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using text::asUtf8;
+using text::printable;
 
 Latencies latenciesOf(const std::vector<int>& values) {
     Latencies latencies;

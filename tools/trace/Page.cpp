@@ -5,6 +5,7 @@
 #include <set>
 #include <string_view>
 
+#include "text/Text.h"
 #include "trace/PageParts.h"
 #include "trace/Report.h"
 #include "trace/Verdict.h"
@@ -14,6 +15,7 @@ namespace mova::trace {
 namespace {
 
 using nlohmann::json;
+using text::asUtf8;
 
 // Inside a script element "<" could end it.
 void writeJson(std::ostream& out, const json& value) {

@@ -16,12 +16,6 @@ nlohmann::json reportJson(const Summary& summary, const std::string& name);
 std::string exchangeText(const Exchange& exchange);
 nlohmann::json exchangeJson(const Exchange& exchange);
 
-// Texts of a trace are bytes: UTF-8 stays what it is, anything else is taken for Latin-1.
-std::string asUtf8(std::string_view bytes);
-
-// For a terminal: control characters as "\r", "\x1B".
-std::string printable(std::string_view text);
-
 std::string seconds(std::int64_t milliseconds);  // "12.345"
 
 }  // namespace mova::trace

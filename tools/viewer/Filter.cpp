@@ -1,0 +1,60 @@
+#include "viewer/Filter.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace mova::viewer {
+
+namespace {
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool sameText(std::string_view a, std::string_view b, bool ignoreCase) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [&](char x, char y) { return ignoreCase ? lower(x) == lower(y) : x == y; });
+}
+
+}  // namespace
+
+Filter::Filter(FilterOptions options) : options_(std::move(options)) {
+    auto flags = std::regex::ECMAScript | std::regex::optimize;
+    if (options_.ignoreCase) flags |= std::regex::icase;
+    for (const std::string& expression : options_.expressions) {
+        try {
+            expressions_.emplace_back(expression, flags);
+        } catch (const std::regex_error& error) {
+            throw std::invalid_argument("\"" + expression + "\" is no regular expression: " + error.what());
+        }
+    }
+}
+
+bool Filter::passes(const Message& message) const {
+    const auto isObject = [&](const std::string& wanted) {
+        return sameText(wanted, kNoObject, true) ? message.object.empty() : sameText(wanted, message.object, true);
+    };
+    const auto isIn = [&](const std::string& text) { return contains(message, text); };
+    const auto isMatched = [&](const std::regex& expression) { return matches(message, expression); };
+    if (!options_.objects.empty() && std::none_of(options_.objects.begin(), options_.objects.end(), isObject))
+        return false;
+    if (std::any_of(options_.excluded.begin(), options_.excluded.end(), isIn)) return false;
+    if (options_.texts.empty() && expressions_.empty()) return true;
+    return std::any_of(options_.texts.begin(), options_.texts.end(), isIn) ||
+           std::any_of(expressions_.begin(), expressions_.end(), isMatched);
+}
+
+bool Filter::contains(const Message& message, const std::string& text) const {
+    const auto same = [&](char a, char b) { return options_.ignoreCase ? lower(a) == lower(b) : a == b; };
+    return std::search(message.text.begin(), message.text.end(), text.begin(), text.end(), same) !=
+               message.text.end() ||
+           text.empty();
+}
+
+bool Filter::matches(const Message& message, const std::regex& expression) const {
+    const auto lines = message.lines();
+    return std::any_of(lines.begin(), lines.end(), [&](std::string_view line) {
+        line = line.substr(0, kMostOfALine);
+        return std::regex_search(line.begin(), line.end(), expression);
+    });
+}
+
+}  // namespace mova::viewer
