@@ -305,8 +305,7 @@
       pen.lineTo(x, height);
       pen.stroke();
     }
-    if (to - from > (height - HEAD) / 3) drawDense(pen, height, from, to, host, handset);
-    else drawArrows(pen, height, from, to, host, handset);
+    drawArrows(pen, height, from, to, host, handset);
     drawChosen(pen, height, host, handset);
     pen.fillStyle = colours.panel;
     pen.fillRect(0, 0, width, HEAD);
@@ -370,14 +369,8 @@
     }
   }
 
-  function arrow(pen, from, to, y, style, strong, crowded) {
+  function arrow(pen, from, to, y, style, strong) {
     pen.strokeStyle = pen.fillStyle = colours[style.colour];
-    if (crowded && !strong) {
-      pen.globalAlpha = 0.75;
-      pen.fillRect(Math.min(from, to), Math.round(y), Math.abs(to - from), 1);
-      pen.globalAlpha = 1;
-      return;
-    }
     pen.lineWidth = strong ? 3 : style.thin ? 1 : 1.6;
     pen.setLineDash(style.dash ? [5, 4] : []);
     const head = to > from ? -7 : 7;
@@ -409,7 +402,7 @@
     while (length > 1 && pen.measureText(text.slice(0, length) + '…').width > room) length--;
     return text.slice(0, length) + '…';
   }
-  function label(pen, record, style, y, host, handset, centred) {
+  function label(pen, record, style, y, host, handset) {
     const room = handset - host - 60;
     pen.font = '12px system-ui, "DejaVu Sans", sans-serif';
     const text = fitted(pen, labelOf(record).slice(0, 200), room);
@@ -417,47 +410,63 @@
     const x = style.side === 0 ? host + 12 : (host + handset) / 2 - wide / 2;
     pen.textAlign = 'left';
     pen.fillStyle = colours.panel;
-    const height = centred ? 15 : 13;
-    const middle = centred || style.side === 0 ? y : y - 8;
-    pen.fillRect(x - 4, middle - height / 2, wide + 8, height);
+    pen.fillRect(x - 4, y - 7.5, wide + 8, 15);
     pen.fillStyle = style.colour === 'purge' ? colours.faint : colours[style.colour];
-    pen.fillText(text, x, middle);
+    pen.fillText(text, x, y);
   }
+  // Single arrows with labels where there is room; where they would lie on one another, how many there are.
   function drawArrows(pen, height, from, to, host, handset) {
-    let free = HEAD + 4;  // where the next label may begin
+    const crowd = [], single = [];
     for (let row = from; row < to; row++) {
+      const y = yOf(at(row), height);
+      const before = row > from ? y - yOf(at(row - 1), height) : height, after = row + 1 < to ? yOf(at(row + 1), height) - y : height;
+      (Math.min(before, after) < 3 ? crowd : single).push(row);
+    }
+    drawDense(pen, height, crowd, host, handset);
+    let free = HEAD + 4;  // where the next label may begin
+    single.forEach((row, index) => {
       const record = records[rows[row]];
       const style = drawingOf(record);
       const y = yOf(at(row), height);
       const strong = rows[row] === chosen;
-      const next = row + 1 < to ? yOf(at(row + 1), height) : height;
-      const space = next - y;
-      const crowded = space < 3;
       if (style.side === 0) mark(pen, host, y, style.colour, strong);
-      else if (style.side > 0) arrow(pen, host, handset, y, style, strong, crowded);
-      else arrow(pen, handset, host, y, style, strong, crowded);
-      if (y - 8 < free || (space < 13 && !strong)) continue;
-      label(pen, record, style, y, host, handset, true);
+      else if (style.side > 0) arrow(pen, host, handset, y, style, strong);
+      else arrow(pen, handset, host, y, style, strong);
+      const next = index + 1 < single.length ? yOf(at(single[index + 1]), height) : height;
+      const minor = record.role === ROLE.text || record.role === ROLE.purge;
+      if (y - 8 < free || (minor && next - y < 18)) return;
+      label(pen, record, style, y, host, handset);
       free = y + 8;
-    }
+    });
   }
-  // More records than lines of pixels: one line for each direction, the most telling colour wins.
-  function drawDense(pen, height, from, to, host, handset) {
-    const worth = { purge: 1, ack: 2, request: 3, answer: 4, port: 5, unsolicited: 6, error: 7 };
+  // More records than lines of pixels: for each line of pixels how many went which way, in proportion.
+  function drawDense(pen, height, crowd, host, handset) {
+    const order = ['request', 'port', 'answer', 'ack', 'purge', 'unsolicited', 'error'];
     const lines = Math.ceil(height) + 1;
-    const right = new Array(lines), left = new Array(lines);
-    for (let row = from; row < to; row++) {
+    const counts = [new Map(), new Map()];
+    for (const row of crowd) {
       const style = drawingOf(records[rows[row]]);
       const y = Math.round(yOf(at(row), height));
       if (y < HEAD || y >= lines) continue;
-      const side = style.side < 0 ? left : right;
-      if (!side[y] || worth[side[y]] < worth[style.colour]) side[y] = style.colour;
+      const side = counts[style.side < 0 ? 1 : 0];
+      if (!side.has(y)) side.set(y, new Uint32Array(order.length));
+      side.get(y)[order.indexOf(style.colour)]++;
     }
-    const middle = (host + handset) / 2;
-    for (let y = HEAD; y < lines; y++) {
-      if (right[y]) { pen.fillStyle = colours[right[y]]; pen.fillRect(host + 3, y, middle - host - 5, 1); }
-      if (left[y]) { pen.fillStyle = colours[left[y]]; pen.fillRect(middle + 2, y, handset - middle - 5, 1); }
-    }
+    const room = (handset - host) / 2 - 12;
+    counts.forEach((side, index) => {
+      let most = 1;
+      for (const line of side.values()) most = Math.max(most, line.reduce((a, b) => a + b, 0));
+      for (const [y, line] of side) {
+        let x = Math.round(index === 0 ? host + 3 : handset - 9);
+        line.forEach((count, colour) => {
+          if (count === 0) return;
+          const wide = Math.max(order[colour] === 'error' ? 3 : 1, Math.round(count / most * room));
+          pen.fillStyle = colours[order[colour]];
+          pen.fillRect(index === 0 ? x : x - wide, y, wide, 1);
+          x += index === 0 ? wide : -wide;
+        });
+      }
+    });
   }
   function drawChosen(pen, height, host, handset) {
     if (chosen < 0 || rowOf[chosen] < 0) return;
@@ -474,7 +483,7 @@
     if (style.side === 0) mark(pen, host, y, style.colour, true);
     else if (style.side > 0) arrow(pen, host, handset, y, style, true);
     else arrow(pen, handset, host, y, style, true);
-    label(pen, record, style, y, host, handset, true);
+    label(pen, record, style, y, host, handset);
   }
 
   // ---- the whole trace in small ------------------------------------------------------------------------------------
@@ -504,7 +513,10 @@
     pen.fillStyle = colours.request;
     all.forEach((count, x) => { if (count) pen.fillRect(x, height - tall(count), 1, tall(count)); });
     pen.fillStyle = colours.error;
-    bad.forEach((count, x) => { if (count) pen.fillRect(x - 1, 0, 2, 7); });
+    bad.forEach((count, x) => {
+      const red = Math.max(3, count / all[x] * tall(all[x]));
+      if (count) pen.fillRect(x, height - red, 2, red);
+    });
     pen.strokeStyle = colours.accent;
     pen.lineWidth = 1;
     pen.strokeRect(Math.round(from) + 0.5, 0.5, Math.max(2, Math.round(to - from) - 1), height - 1);
@@ -624,7 +636,7 @@
     if (event.ctrlKey || event.metaKey || event.altKey || byId('help').open) return;
     if (event.target.closest('input, select, textarea')) return;
     const inRows = event.target === rowsBox, inDetail = event.target.closest('#detail');
-    if ((inRows || inDetail) && ['Home', 'End', 'PageUp', 'PageDown'].includes(event.key)) return;
+    if (inDetail && ['Home', 'End', 'PageUp', 'PageDown'].includes(event.key)) return;
     const act = (event.target === chart && chartKeys[event.key]) || (inRows && rowKeys[event.key]) || keys[event.key];
     if (!act) return;
     event.preventDefault();
@@ -799,9 +811,11 @@
     if (record >= 0) choose(record, true, false);
     showRow(index);
   }
+  const pageOfRows = () => Math.max(1, Math.floor(rowsBox.clientHeight / ROW) - 1);
   const rowKeys = {
     ArrowDown: () => chooseRow(Math.min(items.length - 1, chosenRow + 1)), ArrowUp: () => chooseRow(Math.max(0, chosenRow - 1)),
-    Enter: () => byId('detail').focus(),
+    Home: () => chooseRow(0), End: () => chooseRow(items.length - 1), PageUp: () => chooseRow(Math.max(0, chosenRow - pageOfRows())),
+    PageDown: () => chooseRow(Math.min(items.length - 1, chosenRow + pageOfRows())), Enter: () => byId('detail').focus(),
   };
   rowsBox.addEventListener('scroll', () => requestAnimationFrame(showRows));
   for (const tab of document.querySelectorAll('[role="tab"]')) {
@@ -847,8 +861,10 @@
     }
     inside.append(make('p', { class: 'faint' }, 'line ' + record.line.toLocaleString('en') + ', [T:' + record.printed + ']'), make('pre', { class: 'raw' }, record.text));
     const after = record.time - from;
+    const told = labelOf(record).slice(0, 120);
+    const headings = { [ROLE.request]: 'request', [ROLE.ack]: 'acknowledgement', [ROLE.text]: 'text: ' + told };
     const frame = make('details', { class: 'frame', open, 'data-record': part.record, 'data-chosen': part.record === chosen },
-      make('summary', {}, make('span', { class: 'grow' }, data.roles[part.role] + (part.role === ROLE.request ? '' : ': ' + labelOf(record).slice(0, 120))),
+      make('summary', {}, make('span', { class: 'grow' }, headings[part.role] || told),
         make('span', { class: 'faint' }, '+' + after + ' ms')), inside);
     frame.style.borderLeftColor = colours[drawingOf(record).colour];
     return frame;
