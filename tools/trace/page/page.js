@@ -439,15 +439,15 @@
       free = y + 8;
     });
   }
-  // More records than lines of pixels: for each line of pixels how many went which way, in proportion.
+  // Records closer than they can be told apart: for each line of so many pixels how many went which way, in proportion.
   function drawDense(pen, height, crowd, host, handset) {
     const order = ['request', 'port', 'answer', 'ack', 'purge', 'unsolicited', 'error'];
-    const lines = Math.ceil(height) + 1;
+    const LINE = 3;
     const counts = [new Map(), new Map()];
     for (const row of crowd) {
       const style = drawingOf(records[rows[row]]);
-      const y = Math.round(yOf(at(row), height));
-      if (y < HEAD || y >= lines) continue;
+      const y = Math.floor(yOf(at(row), height) / LINE) * LINE;
+      if (y < HEAD - LINE || y >= height) continue;
       const side = counts[style.side < 0 ? 1 : 0];
       if (!side.has(y)) side.set(y, new Uint32Array(order.length));
       side.get(y)[order.indexOf(style.colour)]++;
@@ -462,7 +462,7 @@
           if (count === 0) return;
           const wide = Math.max(order[colour] === 'error' ? 3 : 1, Math.round(count / most * room));
           pen.fillStyle = colours[order[colour]];
-          pen.fillRect(index === 0 ? x : x - wide, y, wide, 1);
+          pen.fillRect(index === 0 ? x : x - wide, y, wide, LINE);
           x += index === 0 ? wide : -wide;
         });
       }
