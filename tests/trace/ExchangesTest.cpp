@@ -354,6 +354,27 @@ TEST(OtherExchanges, InTheBackgroundModesAnRfAnswerMayComeAfterTheNextRequest) {
     EXPECT_THAT(reading.strays, IsEmpty());
 }
 
+// Service 5 with the indices 1, 2 and 3: 09 ^ 05 ^ 01 = 0D, 0E, 0F. The answers come when all have been sent.
+TEST(OtherExchanges, ManyRfRequestsOfOneServiceAreToldByTheirIndex) {
+    const Reading reading = readAll({{0, "Mv-S 0900#05-00-0100-0000-0000%0D"},
+                                     {1, "Mv-S 0900#05-00-0200-0000-0000%0E"},
+                                     {1, "Mv-S 0900#05-00-0300-0000-0000%0F"},
+                                     {8, "Mv-R 05-00-0100%"},
+                                     {10, "Mv-R 05-00-0200%"},
+                                     {10, "Mv-R 05-00-0300%"}});
+    ASSERT_EQ(reading.exchanges.size(), 3U);
+    EXPECT_EQ(reading.exchanges[0].latency(), 10);
+    EXPECT_EQ(reading.exchanges[1].latency(), 19);
+    EXPECT_EQ(reading.exchanges[2].latency(), 28);
+    EXPECT_EQ(reading.summary.unsolicited, 0U);
+}
+
+// The meaning of an answer's fields is the handset's: one with another index is still the answer to its service.
+TEST(OtherExchanges, AnRfAnswerWithAnotherIndexIsTakenForItsService) {
+    const Reading reading = readAll({{0, "Mv-S 0900#05-00-0100-0000-0000%0D"}, {8, "Mv-R 05-00-0700%"}});
+    EXPECT_EQ(reading.only().outcome, Outcome::Good);
+}
+
 TEST(OtherExchanges, WhatNobodyAskedForIsUnsolicited) {
     const Reading reading = readAll({{0, "Mv-R 7E-00-0000%"},
                                      {1, kReadRequest},

@@ -9,8 +9,10 @@ rm -rf "$folder"
 mkdir -p "$folder/$name"
 for platform in windows-x64 windows-x86; do
     mkdir "$folder/$name/$platform"
-    cp "build/$platform/MovaCmdSvr.dll" "build/$platform/mova-handset.exe" "build/$platform/mova.exe" samples/registration-free/MovaCmdSvr.manifest \
-        "$folder/$name/$platform"
+    for file in MovaCmdSvr.dll mova.exe mova-viewer.exe mova-handset.exe; do
+        cp "build/$platform/$file" "$folder/$name/$platform"
+    done
+    cp samples/registration-free/MovaCmdSvr.manifest "$folder/$name/$platform"
 done
 cp -r samples docs README.md "$folder/$name"
 cp build/windows-x64/src/component/automation/generated/MovaCmdSvr.h "$folder/$name/samples/cpp"

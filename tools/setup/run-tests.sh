@@ -18,7 +18,9 @@ native() {
 }
 
 # Most of what runs under Wine is waiting for ports to close: it has the time meanwhile.
-tests/automation/run-under-wine.sh build/windows-x64 build/linux >build/automation.log 2>&1 &
+{
+    tests/automation/run-under-wine.sh build/windows-x64 build/linux && tests/automation/tools-under-wine.sh build/windows-x64 build/linux
+} >build/automation.log 2>&1 &
 under_wine=$!
 tools/setup/analyse.py >build/analysis.log 2>&1 &
 analysis=$!

@@ -16,6 +16,7 @@ constexpr std::size_t kMostWaiting = 64;
 
 // Positions in the layouts of first segments.
 enum RfField : std::size_t { kRfService = 1, kRfIndex = 3, kRfSegment = 5, kRfSegments = 6 };
+enum RfReplyField : std::size_t { kReplyService = 0, kReplyIndex = 2 };
 enum TextField : std::size_t { kSegments = 2, kSegment = 3 };
 enum E2pField : std::size_t { kE2pCommand = 5, kE2pObject = 7, kE2pRecord = 8 };
 enum HciField : std::size_t { kHciOption = 5 };
@@ -296,31 +297,35 @@ void Exchanges::takeReply(const Record& record, const Decoded& decoded, Family f
     part(open.exchange, Role::Answer);
 }
 
-// The request under way first: in the synchronous modes it is the only one that can get an answer.
+// By service and index if any request has both, else by service alone. The request under way comes first: in the
+// synchronous modes it is the only one that can get an answer.
 void Exchanges::takeRfReply(const Record& record, const Decoded& decoded) {
     if (!decoded.problem.empty()) stray(record, Role::Note, true, "damaged answer: " + decoded.problem);
-    const auto answers = [&](const Open& open) {
-        return open.exchange.family == Family::Rf && !open.exchange.answered && open.command == decoded.field(0);
+    const auto ofService = [&](const Open& open) {
+        return open.exchange.family == Family::Rf && !open.exchange.answered &&
+               open.command == decoded.field(kReplyService);
     };
+    const auto ofIndex = [&](const Open& open) { return ofService(open) && open.object == decoded.field(kReplyIndex); };
     const auto take = [&](Open& open) {
         open.answer = decoded;
         open.exchange.answered = open.exchange.done = record.time;
         open.exchange.bytesReceived = dataOf(record, decoded).size() / 2;
         part(open.exchange, Role::Answer);
     };
-    if (current_ && answers(*current_)) {
-        take(*current_);
+    for (const std::function<bool(const Open&)>& answers : {std::function<bool(const Open&)>(ofIndex), {ofService}}) {
+        if (current_ && answers(*current_)) {
+            take(*current_);
+            return;
+        }
+        const auto waiting = std::find_if(waiting_.begin(), waiting_.end(), answers);
+        if (waiting == waiting_.end()) continue;
+        take(*waiting);
+        Open open = std::move(*waiting);
+        waiting_.erase(waiting);
+        emit(open, false);
         return;
     }
-    const auto waiting = std::find_if(waiting_.begin(), waiting_.end(), answers);
-    if (waiting == waiting_.end()) {
-        stray(record, Role::Unsolicited, false, "a confirmation that no request waits for");
-        return;
-    }
-    take(*waiting);
-    Open open = std::move(*waiting);
-    waiting_.erase(waiting);
-    emit(open, false);
+    stray(record, Role::Unsolicited, false, "a confirmation that no request waits for");
 }
 
 // "the lines as they came -- 0xCODE"

@@ -19,7 +19,7 @@ bool put(std::FILE* file, const std::string& text) {
 Viewer::Viewer(ViewerOptions options, std::FILE* out)
     : options_(std::move(options)), filter_(options_.filter), out_(out) {
     if (options_.file.empty()) return;
-    file_.reset(std::fopen(options_.file.c_str(), "ab"));
+    file_.reset(std::fopen(options_.file.c_str(), "a"));
     if (!file_) throw std::runtime_error(options_.file + " cannot be written: " + std::strerror(errno));
 }
 
