@@ -198,6 +198,7 @@ TEST_F(ShownOnTheChannel, AFileThatCannotBeWrittenIsToldSo) {
     options.file = folder();
     EXPECT_THROW(Viewer(options, stdout), std::runtime_error);
     options.file = "/dev/full";
+    options.time = std::chrono::seconds(10);
     const auto receiver = listen();
     MyDebugMsg debug(platform());
     postUntilHeard(debug, *receiver, "found");
