@@ -57,17 +57,17 @@ echo "--- the trace that it wrote is read"
 trace=$(find "$prefix/drive_c/users" -name station-trace.log | head -n 1)
 [ -n "$trace" ] || fail "no trace was written"
 name=$(windows_path "$trace")
-timeout 60 wine "$dlls/mova-trace.exe" trace "$name" --html "$(windows_path "$prefix")\\page.html" 2>/dev/null >"$prefix/trace.txt" ||
+timeout 60 wine "$dlls/mova.exe" trace "$name" --html "$(windows_path "$prefix")\\page.html" 2>/dev/null >"$prefix/trace.txt" ||
     fail "the trace command ended with $?"
 tail -n +3 "$prefix/trace.txt" | tr -d '\r' | head -n 14
-"$native/mova-trace" trace "$trace" >"$prefix/native.txt" || fail "the native trace command ended with $?"
+"$native/mova" trace "$trace" >"$prefix/native.txt" || fail "the native trace command ended with $?"
 # The figures are the same on both systems; the first line has the file's name.
 diff <(tr -d '\r' <"$prefix/trace.txt" | sed '1d;/^the page is/,$d;/^$/d') <(sed '1d;/^$/d' "$prefix/native.txt") || fail "the figures differ"
 # The station asks for one thing on purpose that the handset does not know.
 grep -q '^1 error, 0 damaged frames' "$prefix/native.txt" || fail "the number of errors"
 grep -q 'AT+NOSUCHTHING: the handset answered ERROR$' "$prefix/native.txt" || fail "the error"
-"$native/mova-trace" trace "$trace" --html "$prefix/native.html" >/dev/null
+"$native/mova" trace "$trace" --html "$prefix/native.html" >/dev/null
 diff <(grep -v '"file"' "$prefix/page.html") <(grep -v '"file"' "$prefix/native.html") >/dev/null || fail "the pages differ"
-timeout 60 wine "$dlls/mova-trace.exe" trace "$(windows_path CMakeLists.txt)" >"$prefix/foreign.txt" 2>&1 && fail "a foreign file was taken"
+timeout 60 wine "$dlls/mova.exe" trace "$(windows_path CMakeLists.txt)" >"$prefix/foreign.txt" 2>&1 && fail "a foreign file was taken"
 grep -q 'CMakeLists.txt:1: no line ends in a time' "$prefix/foreign.txt" || fail "a foreign file is not explained"
 echo "the tools do as Windows programs what they do natively"

@@ -12,7 +12,8 @@ constexpr std::array kCommands{
     CommandEntry{"e2p", describeE2p},           CommandEntry{"hci", describeHci},
     CommandEntry{"wifi", describeWifi},         CommandEntry{"monitor", describeMonitor},
     CommandEntry{"raw", describeRaw},           CommandEntry{"signals", describeSignals},
-    CommandEntry{"shell", describeShell, true}, CommandEntry{"run", describeRun, true},
+    CommandEntry{"trace", describeTrace},       CommandEntry{"shell", describeShell, true},
+    CommandEntry{"run", describeRun, true},
 };
 
 }  // namespace

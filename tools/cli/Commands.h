@@ -29,6 +29,7 @@ void describeWifi(CLI::App& command, Context& context);
 void describeMonitor(CLI::App& command, Context& context);
 void describeRaw(CLI::App& command, Context& context);
 void describeSignals(CLI::App& command, Context& context);
+void describeTrace(CLI::App& command, Context& context);
 void describeShell(CLI::App& command, Context& context);
 void describeRun(CLI::App& command, Context& context);
 
