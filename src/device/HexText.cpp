@@ -31,13 +31,16 @@ constexpr auto kDigits = makeDigits();
 
 }  // namespace
 
-std::string encodeHex(std::span<const std::uint8_t> bytes) {
-    std::string text(2 * bytes.size(), '\0');
-    char* out = text.data();
+void encodeHexTo(std::span<const std::uint8_t> bytes, char* out) {
     for (const std::uint8_t value : bytes) {
         *out++ = kPairs[std::size_t{2} * value];
         *out++ = kPairs[std::size_t{2} * value + 1];
     }
+}
+
+std::string encodeHex(std::span<const std::uint8_t> bytes) {
+    std::string text(2 * bytes.size(), '\0');
+    encodeHexTo(bytes, text.data());
     return text;
 }
 
@@ -68,14 +71,24 @@ std::uint16_t hexWordAt(std::string_view text, std::size_t position) {
     return static_cast<std::uint16_t>(hexByteAt(text, position) | hexByteAt(text, position + 2) << 8);
 }
 
-std::string decodeHex(std::string_view text) {
-    std::string bytes((text.size() + 1) / 2, '\0');
+void decodeHexTo(std::string_view text, std::uint8_t* out) {
     std::size_t i = 0;
     for (std::size_t pair = 0; pair < text.size() / 2; ++pair, i += 2) {
-        bytes[pair] = static_cast<char>(hexDigit(text[i]) << 4 | hexDigit(text[i + 1]));
+        out[pair] = static_cast<std::uint8_t>(hexDigit(text[i]) << 4 | hexDigit(text[i + 1]));
     }
-    if (i < text.size()) bytes.back() = static_cast<char>(hexDigit(text[i]));
+    if (i < text.size()) out[i / 2] = hexDigit(text[i]);
+}
+
+std::string decodeHex(std::string_view text) {
+    std::string bytes((text.size() + 1) / 2, '\0');
+    decodeHexTo(text, reinterpret_cast<std::uint8_t*>(bytes.data()));
     return bytes;
+}
+
+std::uint8_t hexChecksum(std::string_view text) {
+    std::uint8_t sum = 0;
+    for (std::size_t i = 0; i < text.size(); i += 2) sum ^= hexByteAt(text, i);
+    return sum;
 }
 
 }  // namespace mova

@@ -11,6 +11,7 @@ namespace mova {
 
 std::string encodeHex(std::span<const std::uint8_t> bytes);
 std::string encodeHex(std::string_view bytes);
+void encodeHexTo(std::span<const std::uint8_t> bytes, char* out);  // twice as many characters
 void appendHexByte(std::string& text, std::uint8_t value);
 void appendHexWord(std::string& text, std::uint16_t value);  // least significant byte first
 
@@ -22,5 +23,8 @@ std::uint8_t hexByteAt(std::string_view text, std::size_t position);
 std::uint16_t hexWordAt(std::string_view text, std::size_t position);  // least significant byte first
 // One byte per pair; a trailing single character gives a byte from that one digit.
 std::string decodeHex(std::string_view text);
+void decodeHexTo(std::string_view text, std::uint8_t* out);  // half as many bytes, rounded up
+// The exclusive-or of these bytes.
+std::uint8_t hexChecksum(std::string_view text);
 
 }  // namespace mova

@@ -13,13 +13,6 @@ constexpr std::size_t kShortestBody = 7;
 constexpr std::size_t kShortestClassified = 11;
 constexpr std::size_t kPayloadHeader = 6;
 
-// A trailing single character reads as a one-digit byte.
-std::uint8_t checksum(std::string_view hexText) {
-    std::uint8_t sum = 0;
-    for (std::size_t i = 0; i < hexText.size(); i += 2) sum ^= hexByteAt(hexText, i);
-    return sum;
-}
-
 bool isFamily(std::uint8_t value) {
     return value == static_cast<std::uint8_t>(Family::E2p) || value == static_cast<std::uint8_t>(Family::Hci) ||
            value == static_cast<std::uint8_t>(Family::Wifi);
@@ -47,7 +40,7 @@ std::string buildRequest(std::string_view payloadHex) {
     std::string request;
     request.reserve(kRequestPrefix.size() + body.size() + kChecksumSize + 1);
     request.append(kRequestPrefix).append(body);
-    appendHexByte(request, checksum(body));
+    appendHexByte(request, hexChecksum(body));
     request += '\r';
     return request;
 }
@@ -61,7 +54,7 @@ ParsedConfirmation parseConfirmation(std::string_view line) {
     const std::size_t checksumAt = body.size() - kChecksumSize;
     parsed.payload = body.substr(kLengthSize, checksumAt - kLengthSize);
     parsed.firstByte = hexByteAt(parsed.payload, 0);
-    const bool matches = checksum(body.substr(0, checksumAt)) == hexByteAt(body, checksumAt);
+    const bool matches = hexChecksum(body.substr(0, checksumAt)) == hexByteAt(body, checksumAt);
     parsed.status = matches ? code::Success : code::ChecksumMismatch;
     return parsed;
 }
