@@ -68,7 +68,7 @@ void MyDebugMsg::setPrefix(std::string_view prefix) {
 void MyDebugMsg::setOutputMode(OutputMode mode) { outputMode_ = mode; }
 
 void MyDebugMsg::post(std::string_view message) noexcept {
-    if (outputMode_ == OutputMode::Off) return;
+    if (!isHeard()) return;
     try {
         std::string text;
         {
@@ -76,11 +76,16 @@ void MyDebugMsg::post(std::string_view message) noexcept {
             text.reserve(prefix_.size() + message.size());
             text.append(prefix_).append(message);
         }
-        if (!probe_->present) lookForListener();
-        if (probe_->present) send(text);
+        send(text);
     } catch (...) {
         // Out of memory: lost like a message that nobody listens to.
     }
+}
+
+bool MyDebugMsg::isHeard() noexcept {
+    if (outputMode_ == OutputMode::Off) return false;
+    if (!probe_->present) lookForListener();
+    return probe_->present;
 }
 
 void MyDebugMsg::lookForListener() {

@@ -32,6 +32,8 @@ class Trace {
 public:
     virtual ~Trace() = default;
     virtual void record(TraceKind kind, std::string_view text) = 0;
+    // False while a record would reach nobody: its text need not be put together.
+    virtual bool isRead() { return true; }
 };
 
 }  // namespace mova

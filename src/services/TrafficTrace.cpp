@@ -92,7 +92,14 @@ std::string traceText(TraceKind kind, std::string_view text) {
     return out;
 }
 
+bool TrafficTrace::isRead() noexcept {
+    if (debug_.isHeard()) return true;
+    const std::lock_guard guard(mutex_);
+    return active_;
+}
+
 void TrafficTrace::record(TraceKind kind, std::string_view text) noexcept {
+    if (!isRead()) return;
     try {
         std::string out = traceText(kind, text);
         debug_.post(out);
@@ -107,6 +114,7 @@ void TrafficTrace::record(TraceKind kind, std::string_view text) noexcept {
         append(path, startTick, std::move(out));
     } catch (...) {
         // Out of memory: the record is lost, what it tells about goes on.
+    }
     }
 }
 

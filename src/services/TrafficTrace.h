@@ -23,6 +23,7 @@ public:
 
     // From any thread. A record that there is no memory for is lost.
     void record(TraceKind kind, std::string_view text) noexcept override;
+    bool isRead() noexcept override;
 
     // request 1 starts traffic logging, every other value stops it. Result: 0x1002 when neither the file nor the
     // fallback could be opened, else 0.

@@ -117,12 +117,14 @@ BuiltRecord buildRecord(std::string_view response, std::string_view terminator, 
 
 void traceRecord(const MovaRetCmdTag& record, std::string_view stillPending, Trace& trace) {
     if (record.valid != 1) {
+        if (!trace.isRead()) return;
         trace.record(TraceKind::ReplyInError, record.responseText + format(" -- 0x%x", record.error));
         return;
     }
     switch (record.kind) {
         case LineClass::AtText:
         case LineClass::Echo: {
+            if (!trace.isRead()) return;  // what still waits may be long
             std::string text = record.responseText + record.terminatorText;
             if (!stillPending.empty()) text.append(" %%Extra :").append(stillPending);
             trace.record(TraceKind::AtReply, foldLines(text));
