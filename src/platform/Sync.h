@@ -23,7 +23,7 @@ public:
     virtual void set() = 0;
     virtual void reset() = 0;
     virtual WaitResult wait(std::uint32_t milliseconds) = 0;
-    bool isSet() { return wait(0) == WaitResult::Signalled; }
+    virtual bool isSet() { return wait(0) == WaitResult::Signalled; }
 };
 
 // Unnamed mutex, recursive on its thread, waited for without limit. Usable with std::lock_guard and std::unique_lock.

@@ -22,9 +22,15 @@ DWORD waitAtMost(HANDLE event, std::uint32_t milliseconds) {
 
 Win32Event::Win32Event() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
 
-void Win32Event::set() { SetEvent(event_.get()); }
+void Win32Event::set() {
+    const std::lock_guard guard(mutex_);
+    if (SetEvent(event_.get())) set_.store(true, std::memory_order_release);
+}
 
-void Win32Event::reset() { ResetEvent(event_.get()); }
+void Win32Event::reset() {
+    const std::lock_guard guard(mutex_);
+    if (ResetEvent(event_.get())) set_.store(false, std::memory_order_relaxed);
+}
 
 WaitResult Win32Event::wait(std::uint32_t milliseconds) {
     switch (waitAtMost(event_.get(), milliseconds)) {

@@ -1,5 +1,8 @@
 // A manual-reset event of the system.
 #pragma once
+#include <atomic>
+#include <mutex>
+
 #include "platform/Sync.h"
 #include "platform/win32/OwnedHandle.h"
 
@@ -11,11 +14,14 @@ public:
     void set() override;
     void reset() override;
     WaitResult wait(std::uint32_t milliseconds) override;
+    bool isSet() override { return set_.load(std::memory_order_acquire); }  // asked in every pass: without the system
 
     HANDLE handle() const { return event_.get(); }  // null when the system refused the event: waits on it fail
 
 private:
     OwnedHandle event_;
+    std::mutex mutex_;  // keeps the event's state and its copy together
+    std::atomic<bool> set_{false};
 };
 
 }  // namespace mova
