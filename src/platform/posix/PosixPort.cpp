@@ -180,12 +180,15 @@ int PosixPort::presence() const {
 
 int PosixPort::clearErrors(std::uint32_t& errorBits, PortStatus* status) {
     if (const int error = presence()) return error;
+    if (status == nullptr) {  // before every transfer, of which there is one for each byte of a paced write
+        errorBits = newErrors();
+        return 0;
+    }
     int inQueue = 0;
     int outQueue = 0;
     if (const int error = request(descriptor(), FIONREAD, inQueue)) return error;
     if (const int error = request(descriptor(), TIOCOUTQ, outQueue)) return error;
     errorBits = newErrors();
-    if (status == nullptr) return 0;
     *status = {};
     status->inQueue = static_cast<std::uint32_t>(inQueue);
     status->outQueue = static_cast<std::uint32_t>(outQueue);
@@ -193,9 +196,10 @@ int PosixPort::clearErrors(std::uint32_t& errorBits, PortStatus* status) {
 }
 
 std::uint32_t PosixPort::newErrors() {
+    if (!countsErrors_) return 0;
     const std::lock_guard guard(mutex_);
     serial_icounter_struct now{};
-    if (!countsErrors_ || ioctl(descriptor(), TIOCGICOUNT, &now) != 0) return 0;
+    if (ioctl(descriptor(), TIOCGICOUNT, &now) != 0) return 0;
     std::uint32_t bits = 0;
     for (const ErrorRow& row : kErrorRows) {
         if (now.*row.count != counts_.*row.count) bits |= row.bit;

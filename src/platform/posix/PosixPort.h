@@ -61,13 +61,13 @@ private:
 
     FileDescriptor device_;
     bool owned_;
+    bool countsErrors_;
     PosixEvent closing_;
     mutable std::mutex mutex_;  // of all below
     LineSettings remembered_;
     PortTimeouts timeouts_;
     std::uint32_t inputQueue_;
     std::uint32_t outputQueue_;
-    bool countsErrors_;
     serial_icounter_struct counts_{};
 };
 
