@@ -84,7 +84,7 @@ void Rooms::deliver(MovaRetCmdTag record) {
     if (session.unsolicited) {
         outbox.push_back(confirmationOf(record));
     } else {
-        answers.queue().append(record);
+        answers.queue().append(std::move(record));
     }
 }
 

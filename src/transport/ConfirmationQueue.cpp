@@ -4,11 +4,13 @@
 #include <iterator>
 #include <mutex>
 #include <string>
+#include <utility>
 
 namespace mova {
 
-void ConfirmationQueue::append(const MovaRetCmdTag& record) {
-    Records node{record};  // made before the lock is taken: running out of memory changes nothing
+void ConfirmationQueue::append(MovaRetCmdTag record) {
+    Records node;
+    node.push_back(std::move(record));  // made before the lock is taken: running out of memory changes nothing
     const std::lock_guard guard(*lock_);
     if (records_.size() > kMostBeforeAppend) records_.clear();
     records_.splice(records_.end(), node);
@@ -22,7 +24,11 @@ ConfirmationQueue::Fetched ConfirmationQueue::fetch(std::optional<LineClass> kin
                             : records_.begin();
     if (found != records_.end()) {
         fetched.found = true;
-        fetched.record = *found;
+        if (take == Take::Remove) {
+            fetched.record = std::move(*found);
+        } else {
+            fetched.record = *found;
+        }
         const auto behind = take == Take::Remove ? records_.erase(found) : std::next(found);
         // Deliberate: only a peek of any kind starts directly behind the fetched record; every other fetch leaves
         // that one record alone and starts one further on.

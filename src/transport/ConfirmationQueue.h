@@ -21,7 +21,7 @@ public:
     explicit ConfirmationQueue(Threading& threading) : lock_(threading.makeMutex()) {}
 
     // Deliberate: a queue of more than 100 records is emptied whole first.
-    void append(const MovaRetCmdTag& record);
+    void append(MovaRetCmdTag record);
 
     enum class Take { Remove, Peek };
     struct Fetched {
