@@ -1,0 +1,165 @@
+// Exchanges with a simulated handset on a pseudo-terminal: the component, a bare loop on the same kind of line (the
+// limit), a bare loop with the prescribed pacing and polling, and a Python program with python3-serial.
+#include "line/LineBenches.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+
+#include "component/CVeCmdManager.h"
+#include "device/HexText.h"
+#include "platform/posix/PosixPlatform.h"
+#include "support/BareLine.h"
+#include "support/HandsetFarm.h"
+#include "support/Report.h"
+#include "transport/FrameCodec.h"
+
+namespace mova::bench {
+
+namespace {
+
+constexpr std::int32_t kComponentPort = 1;
+constexpr int kBarePort = 2;
+constexpr int kPythonPort = 3;
+constexpr std::uint32_t kAnswersEndWithOk = 3;
+constexpr std::size_t kTextSegment = 240;
+constexpr int kBitsPerByte = 10;  // with start and stop bit
+const std::string kObject(2 * 5100, 'F');  // 10 KB of text, about the most that a request carries
+
+// An E2P message as the frames that carry it.
+Script e2pScript(const std::string& message) {
+    Script script;
+    const std::size_t segments = (message.size() + kTextSegment - 1) / kTextSegment;
+    for (std::size_t i = 0; i < segments; ++i) {
+        std::string payload = "80";
+        appendHexByte(payload, static_cast<std::uint8_t>(segments));
+        appendHexByte(payload, static_cast<std::uint8_t>(i + 1));
+        script.push_back(buildRequest(payload + message.substr(i * kTextSegment, kTextSegment)));
+    }
+    return script;
+}
+
+std::string writeMessage() {
+    std::string message;
+    appendHexWord(message, static_cast<std::uint16_t>(kObject.size() / 2 + 6));
+    return message + "810000200200" + kObject;
+}
+
+struct Exchange {
+    std::string name;
+    Script script;                                // what goes over the line
+    std::function<bool(CVeCmdManager&)> perform;  // the same through the component
+    int samplesAtOnce;                            // how often at line rate 0
+    double seconds;                               // about how long to try at a real line rate
+};
+
+std::vector<Exchange> exchanges() {
+    return {
+        {"AT exchange", {"AT%V\r"},
+         [](CVeCmdManager& manager) { return manager.SpecificInfo(0, 0, "").text == "ACME AM-1~SW 4.2.0 2026-03-01~"; },
+         400, 1.5},
+        {"RF request", {buildRequest("0500010000000000")},
+         [](CVeCmdManager& manager) {
+             return manager.RfGeneralTestReq(5, 1) == 0 && manager.FetchQueuedCnfItem().length == 4;
+         },
+         400, 1.5},
+        {"E2P object read, 10 KB", e2pScript("0600800000200200"),
+         [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == kObject; }, 40, 3},
+        {"E2P object write, 10 KB", e2pScript(writeMessage()),
+         [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, kObject).code == 0; }, 15, 3},
+    };
+}
+
+int samplesFor(const Exchange& exchange, unsigned baudRate, double lineSeconds, bool quick) {
+    if (quick) return 2;
+    if (baudRate == 0) return exchange.samplesAtOnce;
+    return std::max(3, static_cast<int>(exchange.seconds / lineSeconds));
+}
+
+class Comparison {
+public:
+    Comparison(const std::string& folder, unsigned baudRate, bool quick)
+        : folder_(folder), baudRate_(baudRate), quick_(quick), farm_(folder, 3, baudRate, 0), bare_(farm_.link(kBarePort)),
+          posix_({folder, "/sys", folder}), manager_(posix_.platform()) {
+        manager_.put_CommPortId(kComponentPort);
+        for (const std::int32_t timeout : {1, 3, 4, 5}) manager_.AssignTimeoutConstant(timeout, 60'000);
+        if (manager_.InitCmdManager(0) != 0) throw std::runtime_error("the port did not open");
+        manager_.SwitchOperateMode(kAnswersEndWithOk, 0);
+    }
+
+    void run(const Exchange& exchange) {
+        const auto once = bare_.run(exchange.script, Manner::AtOnce);
+        if (!once.complete || !exchange.perform(manager_)) throw std::runtime_error(exchange.name + " failed");
+        const double bytes = static_cast<double>(once.sent + once.received);
+        const double lineSeconds = baudRate_ == 0 ? 0 : bytes * kBitsPerByte / baudRate_;
+        const int samples = samplesFor(exchange, baudRate_, lineSeconds, quick_);
+        std::vector<double> component, bare, prescribed;
+        for (int i = 0; i < samples; ++i) {  // in turn, so that a noisy machine disturbs all alike
+            bare.push_back(timed([&] { return bare_.run(exchange.script, Manner::AtOnce).complete; }));
+            component.push_back(timed([&] { return exchange.perform(manager_); }));
+            prescribed.push_back(timed([&] { return bare_.run(exchange.script, Manner::Prescribed).complete; }));
+        }
+        report(exchange, "component", component, lineSeconds);
+        report(exchange, "bare loop", bare, lineSeconds);
+        report(exchange, "bare loop as prescribed", prescribed, lineSeconds);
+        python(exchange, samples, lineSeconds);
+    }
+
+private:
+    double timed(const std::function<bool()>& work) {
+        const double start = nowSeconds();
+        if (!work()) throw std::runtime_error("an exchange failed");
+        return nowSeconds() - start;
+    }
+
+    std::string name(const Exchange& exchange) const {
+        return exchange.name + (baudRate_ == 0 ? ", line rate 0" : ", " + std::to_string(baudRate_) + " baud");
+    }
+
+    void report(const Exchange& exchange, const std::string& who, const std::vector<double>& seconds, double line) const {
+        Row row("exchange", name(exchange), who);
+        row.number("samples", static_cast<double>(seconds.size())).number("segments", static_cast<double>(exchange.script.size()));
+        row.number("median_ms", quantile(seconds, 0.5) * 1000).number("p99_ms", quantile(seconds, 0.99) * 1000);
+        if (line > 0) row.number("line_ms", line * 1000).number("efficiency", line / quantile(seconds, 0.5));
+        row.print();
+    }
+
+    void python(const Exchange& exchange, int samples, double line) const {
+        const std::string script = folder_ + "/script";
+        {
+            std::ofstream file(script);
+            for (const std::string& request : exchange.script) file << encodeHex(request) << "\n";
+        }
+        const std::string times = folder_ + "/times";
+        const std::string command = "python3 benchmarks/peers/exchange.py " + farm_.link(kPythonPort) + " " +
+                                    std::to_string(baudRate_) + " " + std::to_string(samples) + " " + script + " >" + times;
+        if (std::system(command.c_str()) != 0) throw std::runtime_error("the Python program failed");
+        std::vector<double> seconds;
+        std::ifstream file(times);
+        for (double second = 0; file >> second;) seconds.push_back(second);
+        report(exchange, "python3-serial", seconds, line);
+    }
+
+    const std::string folder_;
+    const unsigned baudRate_;
+    const bool quick_;
+    HandsetFarm farm_;
+    BareLine bare_;
+    PosixPlatform posix_;
+    CVeCmdManager manager_;
+};
+
+}  // namespace
+
+void runExchanges(const std::string& folder, bool quick) {
+    for (const unsigned baudRate : {0u, 115200u, 921600u}) {
+        Comparison comparison(folder, baudRate, quick);
+        for (const Exchange& exchange : exchanges()) {
+            if (quick && baudRate != 0 && exchange.seconds > 2) continue;
+            comparison.run(exchange);
+        }
+    }
+}
+
+}  // namespace mova::bench

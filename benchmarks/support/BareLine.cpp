@@ -1,0 +1,82 @@
+#include "support/BareLine.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace mova::bench {
+
+namespace {
+constexpr double kPatience = 30;  // seconds
+constexpr std::string_view kEnd = "OK\r\n";
+}  // namespace
+
+double nowSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+void sleepMilliseconds(std::uint32_t milliseconds) {
+    const timespec wait{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000 * 1'000'000)};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &wait, nullptr);
+}
+
+BareLine::BareLine(const std::string& path) : descriptor_(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+    if (descriptor_ < 0) throw std::runtime_error(path);
+    termios settings{};
+    tcgetattr(descriptor_, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(descriptor_, TCSANOW, &settings);
+}
+
+BareLine::~BareLine() { close(descriptor_); }
+
+std::uint32_t BareLine::waiting() const {
+    int count = 0;
+    ioctl(descriptor_, FIONREAD, &count);
+    return static_cast<std::uint32_t>(count);
+}
+
+BareLine::Counts BareLine::run(const Script& script, Manner manner) {
+    Counts counts;
+    for (const std::string& request : script) counts.complete = step(request, manner, counts) && counts.complete;
+    return counts;
+}
+
+bool BareLine::step(const std::string& request, Manner manner, Counts& counts) {
+    const std::size_t portion = manner == Manner::AtOnce ? request.size() : 1;
+    for (std::size_t at = 0; at < request.size();) {
+        const ssize_t put = write(descriptor_, request.data() + at, std::min(portion, request.size() - at));
+        ++counts.writes;
+        if (put > 0) at += static_cast<std::size_t>(put);
+    }
+    counts.sent += request.size();
+    answer_.clear();
+    const double limit = nowSeconds() + kPatience;
+    std::array<char, 4096> buffer;
+    while (!answer_.ends_with(kEnd)) {
+        if (manner == Manner::AtOnce) {
+            pollfd polled{descriptor_, POLLIN, 0};
+            poll(&polled, 1, 1000);
+        } else if (waiting() == 0) {
+            sleepMilliseconds(1);
+        }
+        const ssize_t got = read(descriptor_, buffer.data(), buffer.size());
+        if (got > 0) {
+            answer_.append(buffer.data(), static_cast<std::size_t>(got));
+            counts.received += static_cast<std::uint64_t>(got);
+        } else if (nowSeconds() > limit) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace mova::bench

@@ -1,0 +1,44 @@
+// What the component is measured against: a terminal, written to and read with nothing in between.
+#pragma once
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mova::bench {
+
+// A request and what is read until the answer ends with "OK\r\n".
+using Script = std::vector<std::string>;
+
+enum class Manner {
+    AtOnce,    // the limit: the request in one write, poll, read
+    Prescribed,  // as the handset needs it and the host relies on it: byte by byte, then a look every millisecond
+};
+
+class BareLine {
+public:
+    explicit BareLine(const std::string& path);
+    ~BareLine();
+    BareLine(const BareLine&) = delete;
+    BareLine& operator=(const BareLine&) = delete;
+
+    struct Counts {
+        std::uint64_t sent = 0;
+        std::uint64_t received = 0;
+        std::uint64_t writes = 0;
+        bool complete = true;  // every answer came within its time
+    };
+    Counts run(const Script& script, Manner manner);
+    std::uint32_t waiting() const;
+
+private:
+    bool step(const std::string& request, Manner manner, Counts& counts);
+
+    int descriptor_;
+    std::string answer_;
+};
+
+double nowSeconds();
+void sleepMilliseconds(std::uint32_t milliseconds);
+
+}  // namespace mova::bench
