@@ -57,7 +57,7 @@ struct Exchange {
 std::vector<Exchange> exchanges() {
     return {
         {"AT exchange", {"AT%V\r"},
-         [](CVeCmdManager& manager) { return manager.SpecificInfo(0, 0, "").text == "ACME AM-1~SW 4.2.0 2026-03-01~"; },
+         [](CVeCmdManager& manager) { return manager.SpecificInfo(0, 0, "").text == "ACME AM-1~SW 4.2.0 2026-03-01~~"; },
          400, 1.5},
         {"RF request", {buildRequest("0500010000000000")},
          [](CVeCmdManager& manager) {
@@ -132,7 +132,7 @@ private:
             for (const std::string& request : exchange.script) file << encodeHex(request) << "\n";
         }
         const std::string times = folder_ + "/times";
-        const std::string command = "python3 benchmarks/peers/exchange.py " + farm_.link(kPythonPort) + " " +
+        const std::string command = "/usr/bin/python3 benchmarks/peers/exchange.py " + farm_.link(kPythonPort) + " " +
                                     std::to_string(baudRate_) + " " + std::to_string(samples) + " " + script + " >" + times;
         if (std::system(command.c_str()) != 0) throw std::runtime_error("the Python program failed");
         std::vector<double> seconds;

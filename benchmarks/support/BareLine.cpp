@@ -15,6 +15,7 @@ namespace mova::bench {
 namespace {
 constexpr double kPatience = 30;  // seconds
 constexpr std::string_view kEnd = "OK\r\n";
+constexpr std::size_t kPass = 2048;  // what is read at a time
 }  // namespace
 
 double nowSeconds() {
@@ -60,21 +61,22 @@ bool BareLine::step(const std::string& request, Manner manner, Counts& counts) {
     counts.sent += request.size();
     answer_.clear();
     const double limit = nowSeconds() + kPatience;
-    std::array<char, 4096> buffer;
     while (!answer_.ends_with(kEnd)) {
         if (manner == Manner::AtOnce) {
             pollfd polled{descriptor_, POLLIN, 0};
             poll(&polled, 1, 1000);
-        } else if (waiting() == 0) {
-            sleepMilliseconds(1);
         }
-        const ssize_t got = read(descriptor_, buffer.data(), buffer.size());
+        std::array<char, kPass> buffer;
+        const ssize_t got = manner == Manner::Prescribed && waiting() == 0
+                                ? 0
+                                : read(descriptor_, buffer.data(), buffer.size());
         if (got > 0) {
             answer_.append(buffer.data(), static_cast<std::size_t>(got));
             counts.received += static_cast<std::uint64_t>(got);
-        } else if (nowSeconds() > limit) {
-            return false;
         }
+        if (answer_.ends_with(kEnd)) break;
+        if (nowSeconds() > limit) return false;
+        if (manner == Manner::Prescribed) sleepMilliseconds(1);
     }
     return true;
 }
