@@ -8,6 +8,7 @@ declare -A package_groups=(
     [wine]="wine wine64"
     [fuzz]="clang libclang-rt-14-dev"
     [package]="nsis zip"
+    [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 
 install_packages() {
