@@ -11,15 +11,12 @@ namespace {
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::size_t kCompactAbove = 4096;
 
-bool isListed(std::string_view line, std::string_view list) {
-    while (!list.empty()) {
-        const auto bar = list.find('|');
-        const std::string_view item = list.substr(0, bar);
-        if (!item.empty() && item == line) return true;
-        if (bar == list.npos) break;
-        list.remove_prefix(bar + 1);
+// Where the line that begins at a position ends; there is a line end.
+std::size_t lineEnd(std::string_view text, std::size_t from) {
+    for (;; ++from) {
+        from = text.find('\r', from);
+        if (text[from + 1] == '\n') return from;
     }
-    return false;
 }
 
 }  // namespace
@@ -66,21 +63,31 @@ void PendingText::compact() {
     head_ = 0;
 }
 
+bool PendingText::Search::isTerminator(std::string_view line) const {
+    return std::find(terminators.begin(), terminators.end(), line) != terminators.end();
+}
+
 PendingText::Search& PendingText::searchFor(std::string_view list) {
     for (Search& search : searches_) {
         if (search.list == list) return search;
     }
-    return searches_.emplace_back(Search{std::string(list), head_});
+    Search search{std::string(list), {}, head_};
+    for (std::size_t at = 0; at <= list.size();) {
+        const std::string_view item = list.substr(at, list.find('|', at) - at);
+        if (!item.empty()) search.terminators.emplace_back(item);
+        at += item.size() + 1;
+    }
+    return searches_.emplace_back(std::move(search));
 }
 
 std::optional<PendingText::Line> PendingText::findTerminator(std::string_view list) {
-    std::size_t& searched = searchFor(list).end;
-    while (searched < linesEnd_) {
-        const std::size_t end = text_.find(kLineEnd, searched) + kLineEnd.size();
-        const std::string_view line =
-            trimRight(std::string_view(text_).substr(searched, end - kLineEnd.size() - searched));
-        if (isListed(line, list)) return Line{searched - head_, line, end - head_};
-        searched = end;
+    Search& search = searchFor(list);
+    while (search.end < linesEnd_) {
+        const std::size_t lineLength = lineEnd(text_, search.end) - search.end;
+        const std::size_t end = search.end + lineLength + kLineEnd.size();
+        const std::string_view line = trimRight(std::string_view(text_).substr(search.end, lineLength));
+        if (search.isTerminator(line)) return Line{search.end - head_, line, end - head_};
+        search.end = end;
     }
     return std::nullopt;
 }

@@ -42,7 +42,9 @@ private:
     // it. There are as many as the callers have lists, which is a handful.
     struct Search {
         std::string list;
+        std::vector<std::string> terminators;  // the same, cut
         std::size_t end;
+        bool isTerminator(std::string_view line) const;
     };
     Search& searchFor(std::string_view list);
     std::vector<Search> searches_;

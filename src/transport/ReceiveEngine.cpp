@@ -14,7 +14,7 @@ constexpr std::uint32_t kSlowDevicePause = 100;
 
 std::uint32_t ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators) {
     bool found = terminators.empty();
-    const std::uint32_t deadline = platform_.clock.tickCount() + milliseconds;
+    const std::uint32_t deadline = milliseconds == 0 ? 0 : platform_.clock.tickCount() + milliseconds;
     for (bool first = true;; first = false) {
         if (port_.stopEvent().isSet()) return found ? code::Stopped : code::NoAnswer;
         const std::uint32_t waiting = port_.waitingBytes();
@@ -27,10 +27,9 @@ std::uint32_t ReceiveEngine::run(std::uint32_t milliseconds, std::string_view te
         platform_.clock.sleep(port_.deviceType() == HandsetPort::kSlowDevice ? kSlowDevicePause : kIdlePause);
         // A time-out of 0 is one pass, however coarse the tick count. Deliberate: compared as signed numbers, which
         // goes wrong for a call that spans the count of 2^31.
+        if (milliseconds == 0) return code::NoAnswer;
         const std::uint32_t now = platform_.clock.tickCount();
-        if (milliseconds == 0 || static_cast<std::int32_t>(deadline) < static_cast<std::int32_t>(now)) {
-            return code::NoAnswer;
-        }
+        if (static_cast<std::int32_t>(deadline) < static_cast<std::int32_t>(now)) return code::NoAnswer;
     }
 }
 
