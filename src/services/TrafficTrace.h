@@ -1,6 +1,7 @@
 // Turns everything sent and received into readable trace records: each goes to the debug sink and, while traffic
 // logging is active, to the trace file, which is opened and closed once per record.
 #pragma once
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -36,7 +37,7 @@ private:
     Platform& platform_;
     MyDebugMsg& debug_;
     std::mutex mutex_;  // guards the settings below, not the file
-    bool active_ = false;
+    std::atomic<bool> active_{false};  // also looked at without the lock
     std::uint32_t startTick_ = 0;
     std::string path_;
 };

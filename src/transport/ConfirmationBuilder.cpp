@@ -14,14 +14,15 @@ constexpr std::string_view kLineEnd = "\r\n";
 
 class Builder {
 public:
-    Builder(std::string_view response, std::string_view terminator, Trace& trace) : trace_(trace) {
+    Builder(BuiltRecord& built, std::string_view response, std::string_view terminator, Trace& trace)
+        : trace_(trace), built_(built) {
         response.remove_prefix(std::min(response.find_first_not_of(kLineEnd), response.size()));
         built_.record.responseText = response;
         built_.record.terminatorText = terminator;
         built_.record.valid = 1;
     }
 
-    BuiltRecord build() {
+    void build() {
         const std::string_view companion = built_.record.terminatorText;
         std::string_view rest = built_.record.responseText;
         std::string_view previous;
@@ -43,7 +44,6 @@ public:
         built_.handedBack += rest;
         built_.record.kind = block_;
         if (built_.record.error != code::Success) built_.record.valid = 0;
-        return std::move(built_);
     }
 
 private:
@@ -104,7 +104,7 @@ private:
     }
 
     Trace& trace_;
-    BuiltRecord built_;
+    BuiltRecord& built_;
     LineClass block_ = LineClass::AtText;
     int lastSegment_ = 0;
 };
@@ -112,7 +112,9 @@ private:
 }  // namespace
 
 BuiltRecord buildRecord(std::string_view response, std::string_view terminator, Trace& trace) {
-    return Builder(response, terminator, trace).build();
+    BuiltRecord built;
+    Builder(built, response, terminator, trace).build();
+    return built;
 }
 
 void traceRecord(const MovaRetCmdTag& record, std::string_view stillPending, Trace& trace) {
