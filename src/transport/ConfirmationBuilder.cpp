@@ -12,6 +12,11 @@ namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
 
+// Whole lines that are all of the class of an empty one: every other class has this character in its prefix.
+bool isPlainText(std::string_view lines) {
+    return lines.find('*') == lines.npos && (lines.empty() || lines.ends_with(kLineEnd));
+}
+
 class Builder {
 public:
     Builder(BuiltRecord& built, std::string_view response, std::string_view terminator, Trace& trace)
@@ -27,6 +32,10 @@ public:
         std::string_view rest = built_.record.responseText;
         std::string_view previous;
         block_ = classifyLine({}, companion);
+        if (isPlainText(rest)) {
+            built_.record.kind = block_;
+            return;
+        }
         for (bool first = true;; first = false) {
             const auto end = rest.find(kLineEnd);
             if (end == rest.npos) break;
