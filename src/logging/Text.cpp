@@ -31,7 +31,7 @@ std::string formatList(const char* pattern, va_list arguments) {
 }
 
 std::string_view trimRight(std::string_view text) {
-    if (!text.empty() && kWhiteSpace.find(text.back()) == text.npos) return text;  // as nearly every line is
+    if (text.empty() || text.back() > ' ') return text;  // as nearly every line is
     const auto last = text.find_last_not_of(kWhiteSpace);
     return last == text.npos ? std::string_view{} : text.substr(0, last + 1);
 }

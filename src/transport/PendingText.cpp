@@ -14,7 +14,7 @@ constexpr std::size_t kCompactAbove = 4096;
 // Where the line that begins at a position ends; there is a line end.
 std::size_t lineEnd(std::string_view text, std::size_t from) {
     for (;; ++from) {
-        from = text.find('\r', from);
+        if (text[from] != '\r') from = text.find('\r', from);  // every second line of an answer is empty
         if (text[from + 1] == '\n') return from;
     }
 }
@@ -86,7 +86,7 @@ std::optional<PendingText::Line> PendingText::findTerminator(std::string_view li
         const std::size_t lineLength = lineEnd(text_, search.end) - search.end;
         const std::size_t end = search.end + lineLength + kLineEnd.size();
         const std::string_view line = trimRight(std::string_view(text_).substr(search.end, lineLength));
-        if (search.isTerminator(line)) return Line{search.end - head_, line, end - head_};
+        if (!line.empty() && search.isTerminator(line)) return Line{search.end - head_, line, end - head_};
         search.end = end;
     }
     return std::nullopt;
