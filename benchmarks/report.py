@@ -100,7 +100,7 @@ def codec(table, micro):
 
 def engine(table, micro):
     section = "Receive engine and queue, on a line of memory"
-    for kind, what in (("short", "answers of 22 bytes"), ("long", "answers of 4.4 KB")):
+    for kind, what in (("short", "answers of 22 bytes"), ("usual", "answers of 40 bytes"), ("long", "answers of 4.4 KB")):
         own = micro.megabytes(f"stream/{kind}")
         table.compare(section, what, own, "MB/s", "reading the same chunks and finding their line ends",
                       micro.megabytes(f"streamLimit/{kind}"), "over 200 MB/s", own > 200)
@@ -211,7 +211,8 @@ def main():
     lifetimes(table, life + under_wine)
     sizes(table, json.loads((folder / "sizes.json").read_text()))
 
-    text = table.markdown()
+    load = " ".join(f"{value:.1f}" for value in os.getloadavg())
+    text = table.markdown() + f"\n{os.cpu_count()} cores, load average at the end {load}.\n"
     (folder / "table.md").write_text(text)
     print(text)
     missed = [f"{line['section']}: {line['what']}" for line in table.lines if line["met"] is False]

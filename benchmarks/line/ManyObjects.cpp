@@ -205,7 +205,8 @@ void runManyObjects(const std::string& folder, bool quick) {
     appendHexWord(message, static_cast<std::uint16_t>(kObject.size() / 2 + 6));
     const Script write = scriptOf(message + "810000200200" + kObject);
     const double seconds = quick ? 0.2 : 4;
-    const int rounds = quick ? 1 : 4;
+    const int rounds = quick ? 1 : 3;
+    const int writeRounds = 1;
     for (const int count : quick ? std::vector{1, 2} : std::vector{1, 16, 64, 200}) {
         HandsetFarm farm(folder, count, kBaudRate, count == 1 ? 0 : kServedEvery);
         const double readBytes = bytesOf(farm, read);
@@ -216,11 +217,11 @@ void runManyObjects(const std::string& folder, bool quick) {
         objects.synchronous();
         objects.busy("E2P reads", readBytes, rounds,
                      [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == kObject; });
-        objects.busy("E2P writes", writeBytes, rounds / 2 + 1,
+        objects.busy("E2P writes", writeBytes, writeRounds,
                      [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, kObject).code == 0; });
         objects.close();
         objects.bare("E2P reads", read, readBytes, rounds);
-        objects.bare("E2P writes", write, writeBytes, rounds / 2 + 1);
+        objects.bare("E2P writes", write, writeBytes, writeRounds);
     }
 }
 

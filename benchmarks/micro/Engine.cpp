@@ -64,6 +64,8 @@ struct Station : RecordSink {
 
 const std::string kShortAnswer = "\r\n+CSQ: 21,99\r\n\r\nOK\r\n";
 
+const std::string kUsualAnswer = "\r\nACME AM-1\r\nSW 4.2.0 2026-03-01\r\n\r\nOK\r\n";
+
 std::string longAnswer() {
     std::string text;
     for (int i = 100; i < 200; ++i) {
@@ -228,8 +230,10 @@ void dequeJoin(benchmark::State& state) {
 }
 
 BENCHMARK_CAPTURE(stream, short, kShortAnswer);
+BENCHMARK_CAPTURE(stream, usual, kUsualAnswer);
 BENCHMARK_CAPTURE(stream, long, longAnswer());
 BENCHMARK_CAPTURE(streamLimit, short, kShortAnswer);
+BENCHMARK_CAPTURE(streamLimit, usual, kUsualAnswer);
 BENCHMARK_CAPTURE(streamLimit, long, longAnswer());
 BENCHMARK(pendingGrows)->ArgsProduct({{1 << 10, 2 << 10, 10 << 10, 20 << 10, 100 << 10, 200 << 10, 1 << 20, 2 << 20,
                                        5 << 20, 10 << 20},
