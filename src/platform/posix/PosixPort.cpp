@@ -179,14 +179,14 @@ int PosixPort::presence() const {
 }
 
 int PosixPort::clearErrors(std::uint32_t& errorBits, PortStatus* status) {
-    if (const int error = presence()) return error;
     if (status == nullptr) {  // before every transfer, of which there is one for each byte of a paced write
+        if (const int error = presence()) return error;
         errorBits = newErrors();
         return 0;
     }
     int inQueue = 0;
     int outQueue = 0;
-    if (const int error = request(descriptor(), FIONREAD, inQueue)) return error;
+    if (const int error = request(descriptor(), FIONREAD, inQueue)) return error;  // EIO after a hang-up
     if (const int error = request(descriptor(), TIOCOUTQ, outQueue)) return error;
     errorBits = newErrors();
     *status = {};
