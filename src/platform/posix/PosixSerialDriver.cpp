@@ -1,6 +1,7 @@
 #include "platform/posix/PosixSerialDriver.h"
 
 #include <algorithm>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -86,9 +87,13 @@ public:
         bytes_ = 0;
         deadline_ = transferDeadline(timeouts.writeMultiplier, length, timeouts.writeConstant);
         state_ = State::Pending;
-        pending_->add(*this);
+        error_ = 0;
         carryOn(*port);
-        if (state_ == State::Pending || error_ == 0) return 0;
+        if (state_ == State::Pending) {  // rare: only then do others have to know of it
+            pending_->add(*this);
+            listed_ = true;
+        }
+        if (error_ == 0) return 0;
         state_ = State::Idle;
         return error_;
     }
@@ -116,7 +121,8 @@ public:
 
     void end(int error) {
         if (state_ != State::Pending) return;
-        pending_->remove(*this);
+        if (listed_) pending_->remove(*this);
+        listed_ = false;
         state_ = State::Ended;
         error_ = error;
     }
@@ -136,6 +142,7 @@ private:
 
     const std::shared_ptr<PendingTransfers> pending_;
     State state_ = State::Idle;
+    bool listed_ = false;
     PortHandle handle_ = kInvalidPort;
     std::weak_ptr<PosixPort> port_;  // a transfer does not keep a closed port's device open
     std::thread::id thread_;
@@ -174,6 +181,11 @@ PortHandle PosixSerialDriver::open(const std::string& path, bool) {
 }
 
 std::shared_ptr<PosixPort> PosixSerialDriver::find(PortHandle handle) {
+    {
+        const std::shared_lock guard(mutex_);
+        const auto known = ports_.find(handle);
+        if (known != ports_.end()) return known->second;
+    }
     const std::lock_guard guard(mutex_);
     const auto known = ports_.find(handle);
     if (known != ports_.end()) return known->second;

@@ -8,7 +8,7 @@
 // The stop event of a wait is one made by PosixThreading. Errors are errno values, kept per thread.
 #pragma once
 #include <map>
-#include <mutex>
+#include <shared_mutex>
 
 #include "platform/SerialDriver.h"
 #include "platform/posix/PosixPort.h"
@@ -59,7 +59,7 @@ private:
 
     const std::string deviceDir_;
     const std::shared_ptr<PendingTransfers> pending_;
-    std::mutex mutex_;  // of the map
+    std::shared_mutex mutex_;  // of the map; every call on every port of the process looks into it
     std::map<PortHandle, std::shared_ptr<PosixPort>> ports_;
 };
 
