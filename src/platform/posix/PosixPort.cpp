@@ -180,7 +180,8 @@ int PosixPort::presence() const {
 
 int PosixPort::clearErrors(std::uint32_t& errorBits, PortStatus* status) {
     if (status == nullptr) {  // before every transfer, of which there is one for each byte of a paced write
-        if (const int error = presence()) return error;
+        int unused = 0;
+        if (const int error = request(descriptor(), TIOCOUTQ, unused)) return error;  // EIO after a hang-up
         errorBits = newErrors();
         return 0;
     }

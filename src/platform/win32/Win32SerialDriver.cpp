@@ -134,8 +134,7 @@ private:
 
     void prepare() {
         cancel();
-        completion_.reset();
-        state_ = State::Idle;
+        state_ = State::Idle;  // the event is reset by the system when it takes the record
         record_ = {};
         record_.hEvent = completion_.handle();
     }
