@@ -1,7 +1,5 @@
 // Exchanges with a simulated handset on a pseudo-terminal: the component, a bare loop on the same kind of line (the
 // limit), a bare loop with the prescribed pacing and polling, and a Python program with python3-serial.
-#include "line/LineBenches.h"
-
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -9,6 +7,7 @@
 
 #include "component/CVeCmdManager.h"
 #include "device/HexText.h"
+#include "line/LineBenches.h"
 #include "platform/posix/PosixPlatform.h"
 #include "support/BareLine.h"
 #include "support/HandsetFarm.h"
@@ -24,7 +23,7 @@ constexpr int kBarePort = 2;
 constexpr int kPythonPort = 3;
 constexpr std::uint32_t kAnswersEndWithOk = 3;
 constexpr std::size_t kTextSegment = 240;
-constexpr int kBitsPerByte = 10;  // with start and stop bit
+constexpr int kBitsPerByte = 10;           // with start and stop bit
 const std::string kObject(2 * 5100, 'F');  // 10 KB of text, about the most that a request carries
 
 // An E2P message as the frames that carry it.
@@ -56,14 +55,20 @@ struct Exchange {
 
 std::vector<Exchange> exchanges() {
     return {
-        {"AT exchange", {"AT%V\r"},
-         [](CVeCmdManager& manager) { return manager.SpecificInfo(0, 0, "").text == "ACME AM-1~SW 4.2.0 2026-03-01~~"; },
-         400, 1.5},
-        {"RF request", {buildRequest("0500010000000000")},
+        {"AT exchange",
+         {"AT%V\r"},
+         [](CVeCmdManager& manager) {
+             return manager.SpecificInfo(0, 0, "").text == "ACME AM-1~SW 4.2.0 2026-03-01~~";
+         },
+         400,
+         1.5},
+        {"RF request",
+         {buildRequest("0500010000000000")},
          [](CVeCmdManager& manager) {
              return manager.RfGeneralTestReq(5, 1) == 0 && manager.FetchQueuedCnfItem().length == 4;
          },
-         400, 1.5},
+         400,
+         1.5},
         {"E2P object read, 10 KB", e2pScript("0600800000200200"),
          [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == kObject; }, 40, 3},
         {"E2P object write, 10 KB", e2pScript(writeMessage()),
@@ -80,8 +85,13 @@ int samplesFor(const Exchange& exchange, unsigned baudRate, double lineSeconds, 
 class Comparison {
 public:
     Comparison(const std::string& folder, unsigned baudRate, bool quick)
-        : folder_(folder), baudRate_(baudRate), quick_(quick), farm_(folder, 3, baudRate, 0), bare_(farm_.link(kBarePort)),
-          posix_({folder, "/sys", folder}), manager_(posix_.platform()) {
+        : folder_(folder),
+          baudRate_(baudRate),
+          quick_(quick),
+          farm_(folder, 3, baudRate, 0),
+          bare_(farm_.link(kBarePort)),
+          posix_({folder, "/sys", folder}),
+          manager_(posix_.platform()) {
         manager_.put_CommPortId(kComponentPort);
         for (const std::int32_t timeout : {1, 3, 4, 5}) manager_.AssignTimeoutConstant(timeout, 60'000);
         if (manager_.InitCmdManager(0) != 0) throw std::runtime_error("the port did not open");
@@ -117,9 +127,11 @@ private:
         return exchange.name + (baudRate_ == 0 ? ", line rate 0" : ", " + std::to_string(baudRate_) + " baud");
     }
 
-    void report(const Exchange& exchange, const std::string& who, const std::vector<double>& seconds, double line) const {
+    void report(const Exchange& exchange, const std::string& who, const std::vector<double>& seconds,
+                double line) const {
         Row row("exchange", name(exchange), who);
-        row.number("samples", static_cast<double>(seconds.size())).number("segments", static_cast<double>(exchange.script.size()));
+        row.number("samples", static_cast<double>(seconds.size()))
+            .number("segments", static_cast<double>(exchange.script.size()));
         row.number("median_ms", quantile(seconds, 0.5) * 1000).number("p99_ms", quantile(seconds, 0.99) * 1000);
         if (line > 0) row.number("line_ms", line * 1000).number("efficiency", line / quantile(seconds, 0.5));
         row.print();
@@ -133,7 +145,8 @@ private:
         }
         const std::string times = folder_ + "/times";
         const std::string command = "/usr/bin/python3 benchmarks/peers/exchange.py " + farm_.link(kPythonPort) + " " +
-                                    std::to_string(baudRate_) + " " + std::to_string(samples) + " " + script + " >" + times;
+                                    std::to_string(baudRate_) + " " + std::to_string(samples) + " " + script + " >" +
+                                    times;
         if (std::system(command.c_str()) != 0) throw std::runtime_error("the Python program failed");
         std::vector<double> seconds;
         std::ifstream file(times);

@@ -35,7 +35,9 @@ const std::string kObject(2 * 5100, 'F');
 double processorSeconds() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6; };
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
@@ -98,11 +100,15 @@ public:
         const double processor = processorSeconds();
         sleepMilliseconds(static_cast<std::uint32_t>(seconds * 1000));
         const double share = (processorSeconds() - processor) / (nowSeconds() - start) / count_;
-        Row("idle", name("idle objects"), "component").number("core_percent", share * 100).number("threads", threads_)
-            .number("kilobytes", kilobytes_).print();
+        Row("idle", name("idle objects"), "component")
+            .number("core_percent", share * 100)
+            .number("threads", threads_)
+            .number("kilobytes", kilobytes_)
+            .print();
     }
 
-    void busy(const std::string& what, double bytesOnLine, int rounds, const std::function<bool(CVeCmdManager&)>& work) {
+    void busy(const std::string& what, double bytesOnLine, int rounds,
+              const std::function<bool(CVeCmdManager&)>& work) {
         std::vector<double> efficiency(at(count_));
         const double start = nowSeconds();
         const double processor = processorSeconds();
@@ -143,8 +149,11 @@ private:
     static std::size_t at(int index) { return static_cast<std::size_t>(index); }
     std::string name(const std::string& what) const { return std::to_string(count_) + " " + what; }
     void report(const std::string& what, const std::string& who, std::vector<double> efficiency, double cores) const {
-        Row("busy", name("objects, " + what), who).number("efficiency_min", quantile(efficiency, 0))
-            .number("efficiency_median", quantile(efficiency, 0.5)).number("cores", cores).print();
+        Row("busy", name("objects, " + what), who)
+            .number("efficiency_min", quantile(efficiency, 0))
+            .number("efficiency_median", quantile(efficiency, 0.5))
+            .number("cores", cores)
+            .print();
     }
 
     PosixPlatform posix_;
@@ -238,10 +247,14 @@ void runLifetimes(const std::string& folder, bool quick) {
         threadsOnly.push_back(nowSeconds() - start);
     }
     const std::string name = "object created and released";
-    Row("lifetime", name, "component").number("median_ms", quantile(objects, 0.5) * 1000)
-        .number("p99_ms", quantile(objects, 0.99) * 1000).print();
-    Row("lifetime", name, "thread started and joined").number("median_ms", quantile(threadsOnly, 0.5) * 1000)
-        .number("p99_ms", quantile(threadsOnly, 0.99) * 1000).print();
+    Row("lifetime", name, "component")
+        .number("median_ms", quantile(objects, 0.5) * 1000)
+        .number("p99_ms", quantile(objects, 0.99) * 1000)
+        .print();
+    Row("lifetime", name, "thread started and joined")
+        .number("median_ms", quantile(threadsOnly, 0.5) * 1000)
+        .number("p99_ms", quantile(threadsOnly, 0.99) * 1000)
+        .print();
 }
 
 }  // namespace mova::bench

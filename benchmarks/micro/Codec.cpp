@@ -40,7 +40,9 @@ const char* chars(const Bytes& bytes) { return reinterpret_cast<const char*>(byt
 void encodeMova(const Bytes& in, std::string& out) { encodeHexTo(in, out.data()); }
 void encodeBotan(const Bytes& in, std::string& out) { Botan::hex_encode(out.data(), in.data(), in.size(), true); }
 void encodeNettle(const Bytes& in, std::string& out) { base16_encode_update(out.data(), in.size(), in.data()); }
-void encodeSodium(const Bytes& in, std::string& out) { sodium_bin2hex(out.data(), out.size() + 1, in.data(), in.size()); }
+void encodeSodium(const Bytes& in, std::string& out) {
+    sodium_bin2hex(out.data(), out.size() + 1, in.data(), in.size());
+}
 void encodeOpenSsl(const Bytes& in, std::string& out) {
     std::size_t length = 0;
     OPENSSL_buf2hexstr_ex(out.data(), out.size() + 1, &length, in.data(), in.size(), '\0');
@@ -48,9 +50,9 @@ void encodeOpenSsl(const Bytes& in, std::string& out) {
 void encodeAbseil(const Bytes& in, std::string& out) { out = absl::BytesToHexString({chars(in), in.size()}); }
 void encodeBoost(const Bytes& in, std::string& out) { boost::algorithm::hex(in.begin(), in.end(), out.begin()); }
 void encodeCryptopp(const Bytes& in, std::string& out) {
-    CryptoPP::ArraySource(in.data(), in.size(), true,
-                          new CryptoPP::HexEncoder(new CryptoPP::ArraySink(
-                              reinterpret_cast<CryptoPP::byte*>(out.data()), out.size())));
+    CryptoPP::ArraySource(
+        in.data(), in.size(), true,
+        new CryptoPP::HexEncoder(new CryptoPP::ArraySink(reinterpret_cast<CryptoPP::byte*>(out.data()), out.size())));
 }
 
 // --- text to bytes
@@ -149,7 +151,8 @@ std::uint8_t checksumBotan(const std::string& text, Bytes& room) {
 }
 // Another checksum of the same text, by the library that is known for it.
 std::uint8_t checksumZlib(const std::string& text, Bytes&) {
-    return static_cast<std::uint8_t>(adler32(1, reinterpret_cast<const Bytef*>(text.data()), static_cast<uInt>(text.size())));
+    return static_cast<std::uint8_t>(
+        adler32(1, reinterpret_cast<const Bytef*>(text.data()), static_cast<uInt>(text.size())));
 }
 
 // --- frames, of a request's usual 240 characters

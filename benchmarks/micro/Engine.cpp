@@ -128,7 +128,8 @@ void pendingGrows(benchmark::State& state) {
 // A pass that finds nothing new while range(0) bytes of lines wait for their terminator.
 void idlePass(benchmark::State& state) {
     Station station;
-    station.line.offer("+CMGL: 1,\"REC READ\",\"+886912345678\"\r\n", static_cast<std::uint64_t>(state.range(0)), kChunk);
+    station.line.offer("+CMGL: 1,\"REC READ\",\"+886912345678\"\r\n", static_cast<std::uint64_t>(state.range(0)),
+                       kChunk);
     while (station.line.left() > 0) station.answers.wait(0, kFinal);
     for (auto _ : state) station.answers.wait(0, kFinal);
 }
@@ -235,9 +236,9 @@ BENCHMARK_CAPTURE(stream, long, longAnswer());
 BENCHMARK_CAPTURE(streamLimit, short, kShortAnswer);
 BENCHMARK_CAPTURE(streamLimit, usual, kUsualAnswer);
 BENCHMARK_CAPTURE(streamLimit, long, longAnswer());
-BENCHMARK(pendingGrows)->ArgsProduct({{1 << 10, 2 << 10, 10 << 10, 20 << 10, 100 << 10, 200 << 10, 1 << 20, 2 << 20,
-                                       5 << 20, 10 << 20},
-                                      {2048}});
+BENCHMARK(pendingGrows)
+    ->ArgsProduct({{1 << 10, 2 << 10, 10 << 10, 20 << 10, 100 << 10, 200 << 10, 1 << 20, 2 << 20, 5 << 20, 10 << 20},
+                   {2048}});
 BENCHMARK(pendingGrows)->ArgsProduct({{256 << 10, 512 << 10}, {1, 16, 128, 512}});
 BENCHMARK(idlePass)->Arg(0)->Arg(1 << 10)->Arg(100 << 10)->Arg(10 << 20);
 BENCHMARK(queueAppend);

@@ -29,7 +29,8 @@ void sleepMilliseconds(std::uint32_t milliseconds) {
     clock_nanosleep(CLOCK_MONOTONIC, 0, &wait, nullptr);
 }
 
-BareLine::BareLine(const std::string& path) : descriptor_(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+BareLine::BareLine(const std::string& path)
+    : descriptor_(open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
     if (descriptor_ < 0) throw std::runtime_error(path);
     termios settings{};
     tcgetattr(descriptor_, &settings);
@@ -67,9 +68,8 @@ bool BareLine::step(const std::string& request, Manner manner, Counts& counts) {
             poll(&polled, 1, 1000);
         }
         std::array<char, kPass> buffer;
-        const ssize_t got = manner == Manner::Prescribed && waiting() == 0
-                                ? 0
-                                : read(descriptor_, buffer.data(), buffer.size());
+        const ssize_t got =
+            manner == Manner::Prescribed && waiting() == 0 ? 0 : read(descriptor_, buffer.data(), buffer.size());
         if (got > 0) {
             answer_.append(buffer.data(), static_cast<std::size_t>(got));
             counts.received += static_cast<std::uint64_t>(got);

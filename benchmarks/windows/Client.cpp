@@ -1,5 +1,5 @@
-// What a Windows client pays: an object's creation and release, and AT exchanges through the COM interface beside a bare
-// loop of the system's calls. Prints JSON lines as the other programs do.
+// What a Windows client pays: an object's creation and release, and AT exchanges through the COM interface beside a
+// bare loop of the system's calls. Prints JSON lines as the other programs do.
 //
 //   bench-client.exe OBJECT_PORT BARE_PORT SAMPLES NAME    the ports have equal handsets behind them
 #include <ole2.h>
@@ -24,9 +24,13 @@ double nowMilliseconds() {
     return static_cast<double>(count.QuadPart) * 1000 / static_cast<double>(frequency.QuadPart);
 }
 
-void report(const std::string& group, const std::string& name, const std::string& who, const std::vector<double>& milliseconds) {
-    Row(group, name, who).number("samples", static_cast<double>(milliseconds.size()))
-        .number("median_ms", quantile(milliseconds, 0.5)).number("p99_ms", quantile(milliseconds, 0.99)).print();
+void report(const std::string& group, const std::string& name, const std::string& who,
+            const std::vector<double>& milliseconds) {
+    Row(group, name, who)
+        .number("samples", static_cast<double>(milliseconds.size()))
+        .number("median_ms", quantile(milliseconds, 0.5))
+        .number("p99_ms", quantile(milliseconds, 0.99))
+        .print();
 }
 
 [[noreturn]] void fail(const char* what) {
@@ -130,7 +134,8 @@ void lifetimes(int samples) {
         if (!known) continue;
         start = nowMilliseconds();
         IUnknown* other = nullptr;
-        if (FAILED(CoCreateInstance(dictionary, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, reinterpret_cast<void**>(&other)))) {
+        if (FAILED(CoCreateInstance(dictionary, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                    reinterpret_cast<void**>(&other)))) {
             fail("no dictionary");
         }
         other->Release();

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/../.."
 out=build/bench
 history=$out/history.json
-quick= least=0.05 repeat=3 samples=200
+quick= least=0.03 repeat=6 samples=200
 if [ "${1:-}" = --quick ]; then
     out=build/bench/quick history=$out/history.json
     quick=--quick least=0.001 repeat=1 samples=2
