@@ -4,6 +4,7 @@ import pty
 import re
 import select
 import subprocess
+import termios
 import time
 
 from bench import GENEROUS, MOVA, BenchTest, main, wait_until
@@ -45,6 +46,12 @@ class Terminal:
             if time.monotonic() > deadline:
                 raise AssertionError("%r did not come; seen: %r" % (pattern, self.seen))
             self.pump(0.05)
+
+    def prompt(self):
+        """Waits until a line can be typed: keys that come before the editor has the terminal mean something else."""
+        before = self.until("mova> ")
+        wait_until(lambda: not termios.tcgetattr(self.master)[3] & termios.ICANON, "the editor")
+        return before
 
     def type(self, text):
         os.write(self.master, text.encode())
@@ -95,12 +102,12 @@ class TerminalShellTest(BenchTest):
 
     def test_commands_completion_and_history(self):
         terminal = Terminal(self, "--port", "7", "shell")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("sig\t")
         terminal.until("nals ")  # completed
         terminal.type("\n")
         terminal.until("CTS off  DSR off  RING off  CARRIER off\r\n")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("e2p d\t\t")
         self.assertRegex(terminal.until("dump"), "diff")  # both are offered
         terminal.until("e2p d")
@@ -108,35 +115,35 @@ class TerminalShellTest(BenchTest):
         terminal.until("ects ")  # completed
         terminal.type("\x15at AT+CSQ\n")  # Ctrl-U gives the line up
         terminal.until("\\+CSQ: 21,99\r\n")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("\x1b[A")  # up
         terminal.until("at AT\\+CSQ")
         terminal.type("\n")
         terminal.until("\\+CSQ: 21,99\r\n")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("\x04")
         self.assertEqual(terminal.wait(), 0)
         self.assertIn("signals", self.read("history/lines"))
         again = Terminal(self, "--port", "7", "shell")
-        again.until("mova> ")
+        again.prompt()
         again.type("\x1b[A\n")
         again.until("\\+CSQ: 21,99\r\n")
-        again.until("mova> ")
+        again.prompt()
         again.type("exit\n")
         self.assertEqual(again.wait(), 0)
 
     def test_ctrl_c_ends_a_command_and_not_the_session(self):
         terminal = Terminal(self, "--port", "7", "shell")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("monitor\n")
         terminal.until("Ctrl-C ends")
         terminal.type("\x03")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("at AT+NO\x03")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("at AT\n")
         terminal.until("OK")
-        terminal.until("mova> ")
+        terminal.prompt()
         terminal.type("exit\n")
         self.assertEqual(terminal.wait(), 0)
         self.assertNotIn("AT+NO", self.read("handset.log"))
