@@ -104,7 +104,7 @@ void switchTo(IVeCmdManager* manager, ULONG mode) {
 // Asks the handset for numbered confirmations, far enough from each other to be taken in one by one: of general
 // confirmations that are taken in together the last one stands for all.
 void ask(IVeCmdManager* manager, const std::wstring& count) {
-    const Text command((L"AT%CNF=" + count + L",30").c_str());
+    const Text command((L"AT%CNF=" + count + L",100").c_str());
     LONG code = 1;
     EXPECT_EQ(manager->SendNormalAtCmd(0, command.get(), &code), S_OK);
     EXPECT_EQ(code, 0);

@@ -70,4 +70,18 @@ grep -q 'AT+NOSUCHTHING: the handset answered ERROR$' "$prefix/native.txt" || fa
 diff <(grep -v '"file"' "$prefix/page.html") <(grep -v '"file"' "$prefix/native.html") >/dev/null || fail "the pages differ"
 timeout 60 wine "$dlls/mova.exe" trace "$(windows_path CMakeLists.txt)" >"$prefix/foreign.txt" 2>&1 && fail "a foreign file was taken"
 grep -q 'CMakeLists.txt:1: no line ends in a time' "$prefix/foreign.txt" || fail "a foreign file is not explained"
+
+echo "--- the commands that the Windows guide shows"
+guide=$prefix/guide
+rm -rf "$guide"
+mkdir "$guide"
+cp -r "$dlls/mova.exe" samples "$guide"
+commands=0
+while read -r command; do
+    (cd "$guide" && timeout 120 wine cmd /c "$command" >"$prefix/guide.txt" 2>&1 </dev/null) || fail "$command"
+    commands=$((commands + 1))
+done < <(sed -n '/^```bat$/,/^```$/{/^```/d;p}' docs/getting-started-windows.md)
+[ "$commands" -ge 10 ] || fail "the guide has only $commands commands"
+grep -qi '<!doctype html>' "$guide/trace.html" || fail "the guide's page"
+echo "$commands commands of the guide"
 echo "the tools do as Windows programs what they do natively"

@@ -31,7 +31,10 @@ public:
         events.push_back({lType, lParam, text, threading_.currentThreadId()});
         if (onEvent) onEvent(text);
     }
-    void readerStarted() override { started.push_back(threading_.currentThreadId()); }
+    void readerStarted() override {
+        started.push_back(threading_.currentThreadId());
+        if (onStarted) onStarted();
+    }
     void readerEnded() override {
         ended.push_back(threading_.currentThreadId());
         if (onEnded) onEnded();
@@ -50,6 +53,7 @@ public:
     std::vector<std::uint32_t> started;  // threads
     std::vector<std::uint32_t> ended;
     std::function<void(const std::string&)> onEvent;
+    std::function<void()> onStarted;
     std::function<void()> onEnded;
     std::function<void()> onLetCallsIn;
 

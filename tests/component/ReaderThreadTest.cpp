@@ -2,6 +2,8 @@
 #include "component/ComponentFixture.h"
 #include "component/ReaderThread.h"
 
+#include <stdexcept>
+
 namespace mova {
 namespace {
 
@@ -204,6 +206,25 @@ TEST_F(ManagersReaderTest, BeginAndEndAreToldOnItsOwnThread) {
     manager.reset();
     EXPECT_THAT(listener->started, ElementsAre(3u, 4u));  // 1 is the test, 2 was the viewer's probe
     EXPECT_THAT(listener->ended, ElementsAre(3u, 4u));
+}
+
+TEST_F(ManagersReaderTest, AListenersFailureIsItsOwn) {
+    unsigned failures = 0;
+    const auto fail = [&] {
+        ++failures;
+        throw std::runtime_error("the listener's");
+    };
+    listener->onStarted = listener->onEnded = listener->onLetCallsIn = fail;
+    listener->onEvent = [&](const std::string&) { platform.clock().sleep(100); };  // so that its end is waited for
+    open();
+    EXPECT_EQ(manager->SwitchOperateMode(1, 0), 0u);
+    platform.settle();
+    comm.feed("*MOVA=05000500020103\r\n");
+    platform.advance(20);
+    EXPECT_THAT(listener->texts(), ElementsAre("05000201"));
+    EXPECT_EQ(manager->SwitchOperateMode(0, 0), 0u);
+    EXPECT_EQ(readers(), 0u);
+    EXPECT_GE(failures, 3u);
 }
 
 TEST_F(ManagersReaderTest, NeverTwoUnderAnyOrderOfOpenCloseAndSwitch) {

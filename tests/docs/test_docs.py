@@ -3,7 +3,8 @@
 test_docs.py FOLDER_OF_PROGRAMS FILE...
 
 ```console       lines that begin with "$ " are run by one shell for each file, in a folder of its own; what follows is
-                 what they print ("..." stands for any lines, or for any text in a line). mova-handset runs beside.
+                 what they print ("..." stands for any lines, or for any text in a line). mova-handset runs beside. Files
+                 in /tmp are in that folder as well.
 ```conversation  is held with a plain simulated handset.
 Frames           anywhere have the right length and checksum.
 """
@@ -98,7 +99,8 @@ class Docs(unittest.TestCase):
 
     def run_shell(self, name, steps):
         mark = "\x1e"
-        script = LEADING_SHELL_LINES + "".join(f"{command}\nprintf '{mark}'\n" for _, command, _ in steps)
+        script = LEADING_SHELL_LINES + "".join(
+            f"{command.replace('/tmp/', './')}\nprintf '{mark}'\n" for _, command, _ in steps)
         with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryFile() as output:
             shell = subprocess.Popen(["bash", "-c", script], cwd=folder, stdin=subprocess.DEVNULL, stdout=output,
                                      stderr=subprocess.STDOUT, start_new_session=True,

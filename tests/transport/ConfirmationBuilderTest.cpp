@@ -355,5 +355,17 @@ TEST_F(ConfirmationBuilderTest, FinishedRecordIsTracedByItsKind) {
     }
 }
 
+// A stream of short answers would otherwise cost the square of what waits.
+TEST_F(ConfirmationBuilderTest, TextThatNobodyReadsIsNotPutTogether) {
+    class Unread : public RecordingTrace {
+    public:
+        bool isRead() override { return false; }
+    } unread;
+    traceRecord(finished(LineClass::AtText, "RING\r\n", "OK", ""), "+CSQ: 21,99\r\n", unread);
+    traceRecord(finished(LineClass::Echo, "AT*MOVA=010001\r\n", "OK", ""), "", unread);
+    traceRecord(finished(LineClass::E2p, "*MOVA=010080\r\n", "OK", "", 0x3001), "", unread);
+    EXPECT_EQ(unread.lines(), std::vector<std::string>{});
+}
+
 }  // namespace
 }  // namespace mova

@@ -100,15 +100,15 @@ struct Key {
 // Each key of the table goes to its taker; one that has none is an error.
 void takeKeys(const Reader& reader, const toml::table& table, const std::vector<Key>& keys) {
     for (const auto& [name, node] : table) {
-        const auto known =
-            std::find_if(keys.begin(), keys.end(), [&](const Key& key) { return key.name == name.str(); });
+        const std::string_view wanted = name.str();
+        const auto known = std::find_if(keys.begin(), keys.end(), [&](const Key& key) { return key.name == wanted; });
         if (known != keys.end()) {
             known->take(node);
             continue;
         }
         std::string all;
         for (const Key& key : keys) all.append(all.empty() ? "" : ", ").append(key.name);
-        reader.fail(name.source(), "no key is called " + std::string(name.str()) + " here; there are: " + all);
+        reader.fail(name.source(), "no key is called " + std::string(wanted) + " here; there are: " + all);
     }
 }
 

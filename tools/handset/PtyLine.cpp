@@ -1,8 +1,8 @@
-#include <time.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <memory>
 #include <system_error>
 #include <vector>

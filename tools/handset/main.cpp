@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <atomic>
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <mutex>
 #include <set>
@@ -202,11 +203,7 @@ int run(const Settings& s) {
     return saved && log.isGood() ? status : 1;
 }
 
-}  // namespace
-}  // namespace mova::handset
-
-int main(int argc, char** argv) {
-    using namespace mova::handset;
+int runProgram(int argc, char** argv) {
     Settings settings;
     CLI::App app(
         "Simulated mobile handsets on serial lines: AT commands, the request protocol, faults on demand.\n"
@@ -224,4 +221,16 @@ int main(int argc, char** argv) {
         return 0;
     }
     return run(settings);
+}
+
+}  // namespace
+}  // namespace mova::handset
+
+int main(int argc, char** argv) {
+    try {
+        return mova::handset::runProgram(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "mova-handset: %s\n", error.what());
+        return 1;
+    }
 }

@@ -22,18 +22,9 @@ native() {
     tests/automation/run-under-wine.sh build/windows-x64 build/linux && tests/automation/tools-under-wine.sh build/windows-x64 build/linux
 } >build/automation.log 2>&1 &
 under_wine=$!
-tools/setup/analyse.py >build/analysis.log 2>&1 &
-analysis=$!
-# Nor do the benchmarks in their short form cost much: that they still work, nothing of their figures.
-tools/setup/run-benchmarks.sh --quick >build/bench-quick.log 2>&1 &
-benchmarks=$!
 native linux
 native linux-asan
 native linux-tsan
-echo "--- static analysis"
-wait "$analysis" || failed+=("static analysis")
-cat build/analysis.log
-wait "$benchmarks" || { tail -n 20 build/bench-quick.log; failed+=("benchmarks"); }
 echo "--- both DLLs, from outside"
 tests/automation/check-dll.py build/windows-x64/MovaCmdSvr.dll AMD64 || failed+=("64-bit DLL")
 tests/automation/check-dll.py build/windows-x86/MovaCmdSvr.dll I386 || failed+=("32-bit DLL")
@@ -42,6 +33,11 @@ tests/automation/check-dll.py build/windows-x86/mova-handset.exe I386 || failed+
 echo "--- the component under Wine"
 wait "$under_wine" || failed+=("under Wine")
 cat build/automation.log
+
+echo "--- static analysis"
+tools/setup/analyse.py || failed+=("static analysis")
+echo "--- benchmarks in their short form: that they work, nothing of their figures"
+tools/setup/run-benchmarks.sh --quick >build/bench-quick.log 2>&1 || { tail -n 20 build/bench-quick.log; failed+=("benchmarks"); }
 
 if [ ${#failed[@]} -gt 0 ]; then
     echo "FAILED: ${failed[*]}"

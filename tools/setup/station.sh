@@ -22,4 +22,13 @@ echo "--- cscript samples/vbscript/station.vbs 7"
 status=0
 timeout 120 wine cscript //nologo samples/vbscript/station.vbs 7 2>/dev/null | tr -d '\r' || status=$?
 [ "$status" -eq 0 ] || echo "the station ended with status $status" >&2
+cat <<'NEXT'
+
+What to try next:
+  export PATH=$PWD/build/linux:$PATH
+  mova-handset --link /tmp/handset &     a handset on a pseudo-terminal
+  mova --port /tmp/handset info          who it is; "mova --help" lists more
+  mova --port /tmp/handset shell         a session with it
+  docs/getting-started-linux.md          a dump, a trace as a picture, a test sequence
+NEXT
 exit "$status"

@@ -29,6 +29,7 @@ alignas(Win32Platform) unsigned char place[sizeof(Win32Platform)];
 
 // Made with the module, so that no guard is needed on the way to it, and never destroyed: threads may outlive main and,
 // in a DLL, the last user.
+// NOLINTNEXTLINE(cert-err58-cpp): a module that cannot have it cannot be loaded
 Win32Platform& instance = *new (place) Win32Platform;
 
 }  // namespace

@@ -31,7 +31,7 @@ constexpr DWORD kOverlappedAttributes = FILE_FLAG_OVERLAPPED | FILE_ATTRIBUTE_NO
 // thread when the module goes.
 class LastFailure {
 public:
-    LastFailure() = default;
+    LastFailure() noexcept = default;
     ~LastFailure() { TlsFree(slot_); }
     LastFailure(const LastFailure&) = delete;
     LastFailure& operator=(const LastFailure&) = delete;
