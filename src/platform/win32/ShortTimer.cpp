@@ -8,15 +8,12 @@ constexpr DWORD kHighResolution = 0x2;  // CREATE_WAITABLE_TIMER_HIGH_RESOLUTION
 constexpr LONGLONG kTicksPerMillisecond = 10'000;
 }  // namespace
 
-ShortTimer::ShortTimer()
-    : timer_(CreateWaitableTimerExW(nullptr, nullptr, kManualReset | kHighResolution, TIMER_ALL_ACCESS)) {}
-
-bool ShortTimer::start(std::uint32_t milliseconds) {
-    if (!timer_) return false;
+ShortTimer::ShortTimer(std::uint32_t milliseconds)
+    : timer_(CreateWaitableTimerExW(nullptr, nullptr, kManualReset | kHighResolution, TIMER_ALL_ACCESS)) {
+    if (!timer_) return;
     LARGE_INTEGER due;
     due.QuadPart = -static_cast<LONGLONG>(milliseconds) * kTicksPerMillisecond;  // negative: from now on
     if (!SetWaitableTimer(timer_.get(), &due, 0, nullptr, nullptr, FALSE)) timer_ = OwnedHandle();
-    return static_cast<bool>(timer_);
 }
 
 }  // namespace mova

@@ -6,10 +6,6 @@
 
 namespace mova {
 
-namespace {
-bool waitFor(const ShortTimer& timer) { return WaitForSingleObject(timer.get(), INFINITE) == WAIT_OBJECT_0; }
-}  // namespace
-
 std::uint32_t Win32Clock::tickCount() { return GetTickCount(); }
 
 LocalTime Win32Clock::localTime() {
@@ -20,13 +16,8 @@ LocalTime Win32Clock::localTime() {
 
 void Win32Clock::sleep(std::uint32_t milliseconds) {
     if (ShortTimer::isFor(milliseconds)) {
-        const std::unique_lock own(mutex_, std::try_to_lock);
-        if (own) {
-            if (timer_.start(milliseconds) && waitFor(timer_)) return;
-        } else {
-            const ShortTimer timer(milliseconds);
-            if (timer && waitFor(timer)) return;
-        }
+        const ShortTimer timer(milliseconds);
+        if (timer && WaitForSingleObject(timer.get(), INFINITE) == WAIT_OBJECT_0) return;
     }
     Sleep(milliseconds);
 }

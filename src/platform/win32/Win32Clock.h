@@ -1,9 +1,6 @@
 // Time on Windows.
 #pragma once
-#include <mutex>
-
 #include "platform/Clock.h"
-#include "platform/win32/ShortTimer.h"
 
 namespace mova {
 
@@ -14,10 +11,6 @@ public:
     void sleep(std::uint32_t milliseconds) override;
     // In the C locale of the process: "Tuesday, March 05, 2024 09:07:02".
     std::string longDateText(std::int64_t secondsSinceEpoch) override;
-
-private:
-    std::mutex mutex_;  // held by the sleep that uses the timer; others make one of their own
-    ShortTimer timer_;
 };
 
 }  // namespace mova
