@@ -37,8 +37,8 @@ inline void expectNothingMoreThan(const LeftOver& before) {
         const LeftOver now = countNow();
         return now.threads <= before.threads && now.descriptors <= before.descriptors;
     });
-    EXPECT_EQ(countNow().threads, before.threads);
-    EXPECT_EQ(countNow().descriptors, before.descriptors);
+    EXPECT_LE(countNow().threads, before.threads);
+    EXPECT_LE(countNow().descriptors, before.descriptors);
 }
 
 // What a process makes once and keeps.
