@@ -110,13 +110,13 @@ TEST_F(OpenCloseTest, ReopenThatFailsLeavesTheOpenFlagSoThatTheReaderTriesAgain)
 }
 
 TEST_F(OpenCloseTest, ConfigurationCodesArePassedThrough) {
-    struct Case {
+    struct Failing {
         Op op;
         std::uint32_t code;
     };
-    for (const Case& c :
-         {Case{Op::SetQueueSizes, 0x4003}, Case{Op::SetTimeouts, 0x4003}, Case{Op::Properties, 0x4002},
-          Case{Op::GetLineSettings, 0x4002}, Case{Op::SetLineSettings, 0x4003}, Case{Op::SetEventMask, 0x4201}}) {
+    for (const Failing& c : {Failing{Op::SetQueueSizes, 0x4003}, Failing{Op::SetTimeouts, 0x4003},
+                             Failing{Op::Properties, 0x4002}, Failing{Op::GetLineSettings, 0x4002},
+                             Failing{Op::SetLineSettings, 0x4003}, Failing{Op::SetEventMask, 0x4201}}) {
         platform.failures().fail(c.op).always();
         clear();
         EXPECT_EQ(manager->ProprietaryOpenComPort(0), c.code) << nameOf(c.op);

@@ -320,13 +320,13 @@ TEST_F(ObjectWriteTest, FailuresOfTheWriteAreItsResult) {
 
 // --- paced write
 
-struct CardCase {
+struct PacedCard {
     const char* friendlyName;
     CardType card;
     bool whole;
 };
 
-class PacedWriteByCardTest : public HandsetFixture, public ::testing::WithParamInterface<CardCase> {
+class PacedWriteByCardTest : public HandsetFixture, public ::testing::WithParamInterface<PacedCard> {
 protected:
     PacedWriteByCardTest() {
         platform.withPort(7, GetParam().friendlyName);
@@ -345,13 +345,13 @@ TEST_P(PacedWriteByCardTest, UsbCardsTakeTheRequestWholeAndTheOthersByteByByte) 
 }
 
 INSTANTIATE_TEST_SUITE_P(Cards, PacedWriteByCardTest,
-                         ::testing::Values(CardCase{"My Serial Port (COM7)", 0, false},
-                                           CardCase{"Communications Port (COM7)", 1, false},
-                                           CardCase{"PCI Serial 16550 (COM7)", 2, false},
-                                           CardCase{"MosChip PCI Serial Port (COM7)", 3, false},
-                                           CardCase{"MOXA Communication Port 1 (COM7)", 4, false},
-                                           CardCase{"USB to Serial Port (COM7)", 5, true},
-                                           CardCase{"USB Serial Port (COM7)", 6, true}),
+                         ::testing::Values(PacedCard{"My Serial Port (COM7)", 0, false},
+                                           PacedCard{"Communications Port (COM7)", 1, false},
+                                           PacedCard{"PCI Serial 16550 (COM7)", 2, false},
+                                           PacedCard{"MosChip PCI Serial Port (COM7)", 3, false},
+                                           PacedCard{"MOXA Communication Port 1 (COM7)", 4, false},
+                                           PacedCard{"USB to Serial Port (COM7)", 5, true},
+                                           PacedCard{"USB Serial Port (COM7)", 6, true}),
                          [](const auto& test) { return "Type" + std::to_string(test.param.card); });
 
 class PacedWriteTest : public HandsetFixture {

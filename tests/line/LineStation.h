@@ -1,6 +1,8 @@
 // A test station in real time: the command manager on a pseudo-terminal with the simulated handset behind it.
 // Machines are noisy, so waits for answers are long; tests of missing answers shorten them.
 #pragma once
+#include <unistd.h>
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -21,6 +23,13 @@ using handset::Fault;
 using handset::Handset;
 using handset::Profile;
 using handset::PtyHandset;
+
+// A test that takes longer is ended with its process.
+class Hangs {
+public:
+    Hangs() { alarm(120); }
+    ~Hangs() { alarm(0); }
+};
 
 // Until the condition holds; false when it does not within the generous limit.
 inline bool waitUntil(const std::function<bool()>& condition) {

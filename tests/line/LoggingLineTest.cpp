@@ -22,14 +22,6 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr unsigned kHangs = 120;  // seconds after which a test is taken for hung
-
-class Hangs {
-public:
-    Hangs() { alarm(kHangs); }
-    ~Hangs() { alarm(0); }
-};
-
 class LoggingLine : public testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(station_.open(), 0U); }

@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::uint32_t kBackground = 2;
 constexpr std::int32_t kWait = 600;  // milliseconds, for the answers that never come
-constexpr unsigned kHangs = 120;     // seconds after which a test is taken for hung
 constexpr auto kLongestCall = std::chrono::seconds(20);
 
 constexpr std::uint32_t kNoAnswer = 0x4004;
@@ -30,7 +29,6 @@ protected:
         before = countAtRest();
     }
     void SetUp() override {
-        alarm(kHangs);
         station_.emplace();
         manager().AssignTimeoutConstant(static_cast<std::int32_t>(Timeout::RfAcknowledgement), kWait);
         manager().AssignTimeoutConstant(static_cast<std::int32_t>(Timeout::TextAcknowledgement), kWait);
@@ -43,7 +41,6 @@ protected:
         }
         station_.reset();
         expectNothingMoreThan(before);
-        alarm(0);
     }
 
     CVeCmdManager& manager() { return station_->manager; }
@@ -78,6 +75,7 @@ protected:
     }
 
     inline static LeftOver before{};
+    const Hangs hangs_;
     std::optional<LineStation> station_;
 };
 
@@ -299,7 +297,6 @@ TEST_F(PulledCables, AnObjectGoesWhileItsLineIsGone) {
 class PulledDuringALongWrite : public testing::Test {
 protected:
     void SetUp() override {
-        alarm(kHangs);
         std::filesystem::create_symlink(line_.slave(), bench_.link(3));
         manager_.put_CommPortId(3);
         ASSERT_EQ(manager_.InitCmdManager(0), 0U);
@@ -309,7 +306,6 @@ protected:
         PtyHandset handset(atOnce(), bench_.link(3));
         ASSERT_EQ(manager_.InitCmdManager(0), 0U);
         EXPECT_EQ(manager_.ReadE2PObject(0x1234, 2).code, 0U);
-        alarm(0);
     }
 
     // Far more than fits into the line: its own time-out is hours.
@@ -329,6 +325,7 @@ protected:
         return written;
     }
 
+    const Hangs hangs_;
     Bench bench_;
     PseudoTerminal line_;
     CVeCmdManager manager_{bench_.platform()};

@@ -23,7 +23,7 @@ constexpr const char* kWriteRequest = "E2P-S 0E00#800101-0800-81-00-3412-0100%\n
 constexpr const char* kAck = "E2P-A %E2p Ack!";
 constexpr const char* kOk = "E2P-A % E2p OK!";
 
-struct Reading {
+struct Paired {
     std::vector<Exchange> exchanges;
     std::vector<Stray> strays;
     Summary summary;
@@ -40,7 +40,7 @@ struct Entry {
     std::string text;
 };
 
-Reading readAll(const std::vector<Entry>& entries) {
+Paired readAll(const std::vector<Entry>& entries) {
     std::string file;
     int time = 1000;
     for (const Entry& entry : entries) {
@@ -48,7 +48,7 @@ Reading readAll(const std::vector<Entry>& entries) {
         file += entry.text + "\t\t\t\t[T:" + std::to_string(time) + "]\n";
     }
     std::istringstream in(file);
-    Reading reading;
+    Paired reading;
     Listeners listeners;
     listeners.exchange = [&](const Exchange& exchange) { reading.exchanges.push_back(exchange); };
     listeners.stray = [&](const Stray& stray) { reading.strays.push_back(stray); };
@@ -76,7 +76,7 @@ struct Verdict {
 
 Verdict verdictOf(std::vector<Entry> entries) {
     entries.push_back(kNext);
-    const Reading reading = readAll(entries);
+    const Paired reading = readAll(entries);
     const Exchange& exchange = reading.exchanges.at(0);
     return {exchange.outcome, exchange.code, exchange.finding};
 }
@@ -84,7 +84,7 @@ Verdict verdictOf(std::vector<Entry> entries) {
 // --- the way it should be
 
 TEST(GoodExchanges, RfWithTheEchoedAcknowledgement) {
-    const Reading reading = readAll({{0, kRfRequest}, {9, "Mv-ECHO *MOVA=ACK"}, {1, kRfReply}});
+    const Paired reading = readAll({{0, kRfRequest}, {9, "Mv-ECHO *MOVA=ACK"}, {1, kRfReply}});
     const Exchange& exchange = reading.only();
     EXPECT_EQ(exchange.title, "RF service 0x05, index 258");
     EXPECT_EQ(exchange.outcome, Outcome::Good);
@@ -98,12 +98,12 @@ TEST(GoodExchanges, RfInSegments) {
     // Service 8, index 9: 100 bytes of 00, then one of 07. 6D ^ 08 ^ 09 ^ 64 ^ 01 ^ 02 = 0B; 0A ^ 08 ^ 09 ^ 01 ^ 02 ^
     // 02 ^ 07 = 0D
     const std::string first = "Mv-S 6D00#08-00-0900-6400-0102%" + std::string(200, '0') + "0B\r";
-    const Reading reading = readAll({{0, first},
-                                     {50, "AT-R AT*MOVA=6D00~*MOVA=ACK~OK"},
-                                     {0, "Mv-S 0A00#08-00-0900-0100-0202%070D\r"},
-                                     {20, "AT-Purge AT*MOVA=6D00\r\n*MOVA=ACK\r\nOK"},
-                                     {0, "Mv-ECHO *MOVA=ACK"},
-                                     {0, "Mv-R 08-00-0900%0007"}});
+    const Paired reading = readAll({{0, first},
+                                    {50, "AT-R AT*MOVA=6D00~*MOVA=ACK~OK"},
+                                    {0, "Mv-S 0A00#08-00-0900-0100-0202%070D\r"},
+                                    {20, "AT-Purge AT*MOVA=6D00\r\n*MOVA=ACK\r\nOK"},
+                                    {0, "Mv-ECHO *MOVA=ACK"},
+                                    {0, "Mv-R 08-00-0900%0007"}});
     const Exchange& exchange = reading.only();
     EXPECT_EQ(exchange.outcome, Outcome::Good);
     EXPECT_EQ(exchange.bytesSent, 101U);
@@ -115,12 +115,12 @@ TEST(GoodExchanges, RfInSegments) {
 }
 
 TEST(GoodExchanges, E2pReadWithEverythingAroundIt) {
-    const Reading reading = readAll({{0, kReadRequest},
-                                     {8, "AT-R AT*MOVA=0C0080010106008000341201002D~*MOVA=ACK"},
-                                     {0, kAck},
-                                     {5, kReadReply},
-                                     {1, kOk},
-                                     {0, "AT-Purge AT*MOVA=0C0080010106008000341201002D\r\n*MOVA=ACK"}});
+    const Paired reading = readAll({{0, kReadRequest},
+                                    {8, "AT-R AT*MOVA=0C0080010106008000341201002D~*MOVA=ACK"},
+                                    {0, kAck},
+                                    {5, kReadReply},
+                                    {1, kOk},
+                                    {0, "AT-Purge AT*MOVA=0C0080010106008000341201002D\r\n*MOVA=ACK"}});
     const Exchange& exchange = reading.only();
     EXPECT_EQ(exchange.title, "E2P read 0x1234/1");
     EXPECT_EQ(exchange.outcome, Outcome::Good);
@@ -138,14 +138,14 @@ TEST(GoodExchanges, E2pWriteInSegmentsIsComparedWithItsEcho) {
     const std::string data(224, 'A');
     const std::string head = "E2P-S 7C00#800201-7700-81-00-3412-0100%\n";
     // 7C ^ 80 ^ 02 ^ 01 ^ 77 ^ 81 ^ 34 ^ 12 ^ 01, and AA 112 times gives nothing: 2E
-    const Reading reading = readAll({{0, head + data + "2E\r"},
-                                     {10, kAck},
-                                     {1, kOk},
-                                     {0, "E2P-S 0500#800202%BB3E\r"},  // 05 ^ 80 ^ 02 ^ 02 ^ BB = 3E
-                                     {10, kAck},
-                                     {1, "E2P-R 7700-81-00-3412-0100%\n" + std::string(100, 'a') + "\n" +
-                                             std::string(100, 'a') + "\n" + std::string(24, 'a') + "bb\n"},
-                                     {1, kOk}});
+    const Paired reading = readAll({{0, head + data + "2E\r"},
+                                    {10, kAck},
+                                    {1, kOk},
+                                    {0, "E2P-S 0500#800202%BB3E\r"},  // 05 ^ 80 ^ 02 ^ 02 ^ BB = 3E
+                                    {10, kAck},
+                                    {1, "E2P-R 7700-81-00-3412-0100%\n" + std::string(100, 'a') + "\n" +
+                                            std::string(100, 'a') + "\n" + std::string(24, 'a') + "bb\n"},
+                                    {1, kOk}});
     const Exchange& exchange = reading.only();
     EXPECT_EQ(exchange.outcome, Outcome::Good) << exchange.finding;
     EXPECT_EQ(exchange.bytesSent, 113U);
@@ -156,14 +156,14 @@ TEST(GoodExchanges, E2pWriteInSegmentsIsComparedWithItsEcho) {
 }
 
 TEST(GoodExchanges, HciAndWifi) {
-    const Reading reading = readAll({{0, "HCI-S 0700#A00101-0000-01%\nA6\r"},
-                                     {3, kAck},
-                                     {1, "HCI-R 0100-01%\n000100\n"},
-                                     {1, kOk},
-                                     {0, "WIFI-S 0A00#B00101-21-00-0200%\nAABB88\r"},
-                                     {3, kAck},
-                                     {1, "WIFI-R 21-03-0200%\nCCDD\n"},  // a status of 3 is a success
-                                     {1, kOk}});
+    const Paired reading = readAll({{0, "HCI-S 0700#A00101-0000-01%\nA6\r"},
+                                    {3, kAck},
+                                    {1, "HCI-R 0100-01%\n000100\n"},
+                                    {1, kOk},
+                                    {0, "WIFI-S 0A00#B00101-21-00-0200%\nAABB88\r"},
+                                    {3, kAck},
+                                    {1, "WIFI-R 21-03-0200%\nCCDD\n"},  // a status of 3 is a success
+                                    {1, kOk}});
     ASSERT_EQ(reading.exchanges.size(), 2U);
     EXPECT_EQ(reading.exchanges[0].title, "HCI option 1");
     EXPECT_EQ(reading.exchanges[0].outcome, Outcome::Good);
@@ -174,13 +174,13 @@ TEST(GoodExchanges, HciAndWifi) {
 }
 
 TEST(GoodExchanges, AtCommandsAndThePort) {
-    const Reading reading = readAll({{0, "Open Device:0,115200"},
-                                     {1, "Get Driver Name: Communications Port (COM3)"},
-                                     {1, "Open Device Success"},
-                                     {5, "AT-S AT+CSQ"},
-                                     {51, "AT-R AT+CSQ\r~+CSQ: 21,99~OK~"},
-                                     {5, "Close Device"},
-                                     {500, "Close Device Success"}});
+    const Paired reading = readAll({{0, "Open Device:0,115200"},
+                                    {1, "Get Driver Name: Communications Port (COM3)"},
+                                    {1, "Open Device Success"},
+                                    {5, "AT-S AT+CSQ"},
+                                    {51, "AT-R AT+CSQ\r~+CSQ: 21,99~OK~"},
+                                    {5, "Close Device"},
+                                    {500, "Close Device Success"}});
     ASSERT_EQ(reading.exchanges.size(), 3U);
     EXPECT_EQ(reading.exchanges[0].title, "Open, baud rate 115200");
     EXPECT_EQ(reading.exchanges[0].latency(), 2);
@@ -260,7 +260,7 @@ TEST(FailedExchanges, TheChecksOfHciAndWifi) {
 }
 
 TEST(FailedExchanges, DamagedAnswers) {
-    const Reading reading =
+    const Paired reading =
         readAll({{0, kReadRequest},
                  {5, kAck},
                  {5, "Mv-A %Mova Checksum Error!"},
@@ -288,11 +288,11 @@ TEST(FailedExchanges, AtErrors) {
 }
 
 TEST(FailedExchanges, ThePortThatDoesNotOpen) {
-    const Reading reading = readAll({{0, "Open Device:0,115200"},
-                                     {1, "OpenDevice Error : file not found(2)"},
-                                     {1, "Open Device Fail"},
-                                     {9, "Open Device:0,115200"},
-                                     {1, "Open Device Success"}});
+    const Paired reading = readAll({{0, "Open Device:0,115200"},
+                                    {1, "OpenDevice Error : file not found(2)"},
+                                    {1, "Open Device Fail"},
+                                    {9, "Open Device:0,115200"},
+                                    {1, "Open Device Success"}});
     ASSERT_EQ(reading.exchanges.size(), 2U);
     EXPECT_EQ(reading.exchanges[0].outcome, Outcome::Failed);
     EXPECT_EQ(reading.exchanges[0].finding, "OpenDevice Error : file not found(2)");
@@ -314,28 +314,28 @@ TEST(OtherExchanges, TheEndOfTheTraceIsNoFailure) {
          {std::vector<Entry>{{0, kReadRequest}}, std::vector<Entry>{{0, kReadRequest}, {1, kAck}},
           std::vector<Entry>{{0, kRfRequest}}, std::vector<Entry>{{0, "AT-S AT"}},
           std::vector<Entry>{{0, "Close Device"}}}) {
-        const Reading reading = readAll(entries);
+        const Paired reading = readAll(entries);
         EXPECT_EQ(reading.only().outcome, Outcome::Unfinished);
         EXPECT_EQ(reading.summary.errors, 0U);
     }
 }
 
 TEST(OtherExchanges, ClosingThePortEndsWhatIsUnderWay) {
-    const Reading reading = readAll({{0, kReadRequest}, {4000, "Close Device"}, {500, "Close Device Success"}});
+    const Paired reading = readAll({{0, kReadRequest}, {4000, "Close Device"}, {500, "Close Device Success"}});
     ASSERT_EQ(reading.exchanges.size(), 2U);
     EXPECT_EQ(reading.exchanges[0].outcome, Outcome::Failed);
 }
 
 TEST(OtherExchanges, RepeatedRequestsAreThoseAfterAFailure) {
-    const Reading reading = readAll({{0, kReadRequest},
-                                     {400, kReadRequest},
-                                     {1, kAck},
-                                     {1, kReadReply},
-                                     {1, kOk},
-                                     {1, kReadRequest},
-                                     {1, kAck},
-                                     {1, kReadReply},
-                                     {1, kOk}});
+    const Paired reading = readAll({{0, kReadRequest},
+                                    {400, kReadRequest},
+                                    {1, kAck},
+                                    {1, kReadReply},
+                                    {1, kOk},
+                                    {1, kReadRequest},
+                                    {1, kAck},
+                                    {1, kReadReply},
+                                    {1, kOk}});
     ASSERT_EQ(reading.exchanges.size(), 3U);
     EXPECT_FALSE(reading.exchanges[0].retry);
     EXPECT_TRUE(reading.exchanges[1].retry);
@@ -345,7 +345,7 @@ TEST(OtherExchanges, RepeatedRequestsAreThoseAfterAFailure) {
 
 TEST(OtherExchanges, InTheBackgroundModesAnRfAnswerMayComeAfterTheNextRequest) {
     // Service 6, index 7: 09 ^ 06 ^ 07 = 08
-    const Reading reading =
+    const Paired reading =
         readAll({{0, kRfRequest}, {1, "Mv-S 0900#06-00-0700-0000-0000%08"}, {3, kRfReply}, {2, "Mv-R 06-00-0700%"}});
     ASSERT_EQ(reading.exchanges.size(), 2U);
     EXPECT_EQ(reading.exchanges[0].latency(), 4);
@@ -356,12 +356,12 @@ TEST(OtherExchanges, InTheBackgroundModesAnRfAnswerMayComeAfterTheNextRequest) {
 
 // Service 5 with the indices 1, 2 and 3: 09 ^ 05 ^ 01 = 0D, 0E, 0F. The answers come when all have been sent.
 TEST(OtherExchanges, ManyRfRequestsOfOneServiceAreToldByTheirIndex) {
-    const Reading reading = readAll({{0, "Mv-S 0900#05-00-0100-0000-0000%0D"},
-                                     {1, "Mv-S 0900#05-00-0200-0000-0000%0E"},
-                                     {1, "Mv-S 0900#05-00-0300-0000-0000%0F"},
-                                     {8, "Mv-R 05-00-0100%"},
-                                     {10, "Mv-R 05-00-0200%"},
-                                     {10, "Mv-R 05-00-0300%"}});
+    const Paired reading = readAll({{0, "Mv-S 0900#05-00-0100-0000-0000%0D"},
+                                    {1, "Mv-S 0900#05-00-0200-0000-0000%0E"},
+                                    {1, "Mv-S 0900#05-00-0300-0000-0000%0F"},
+                                    {8, "Mv-R 05-00-0100%"},
+                                    {10, "Mv-R 05-00-0200%"},
+                                    {10, "Mv-R 05-00-0300%"}});
     ASSERT_EQ(reading.exchanges.size(), 3U);
     EXPECT_EQ(reading.exchanges[0].latency(), 10);
     EXPECT_EQ(reading.exchanges[1].latency(), 19);
@@ -371,28 +371,28 @@ TEST(OtherExchanges, ManyRfRequestsOfOneServiceAreToldByTheirIndex) {
 
 // The meaning of an answer's fields is the handset's: one with another index is still the answer to its service.
 TEST(OtherExchanges, AnRfAnswerWithAnotherIndexIsTakenForItsService) {
-    const Reading reading = readAll({{0, "Mv-S 0900#05-00-0100-0000-0000%0D"}, {8, "Mv-R 05-00-0700%"}});
+    const Paired reading = readAll({{0, "Mv-S 0900#05-00-0100-0000-0000%0D"}, {8, "Mv-R 05-00-0700%"}});
     EXPECT_EQ(reading.only().outcome, Outcome::Good);
 }
 
 TEST(OtherExchanges, WhatNobodyAskedForIsUnsolicited) {
-    const Reading reading = readAll({{0, "Mv-R 7E-00-0000%"},
-                                     {1, kReadRequest},
-                                     {1, kAck},
-                                     {1, "Mv-R 7E-00-0100%"},
-                                     {1, kReadReply},
-                                     {1, kOk},
-                                     {1, "E2P-R 0600-80-00-3412-0100%\n"},
-                                     {1, "AT-S AT"},
-                                     {1, "AT-R OK"},
-                                     {5, "AT-R RING"}});
+    const Paired reading = readAll({{0, "Mv-R 7E-00-0000%"},
+                                    {1, kReadRequest},
+                                    {1, kAck},
+                                    {1, "Mv-R 7E-00-0100%"},
+                                    {1, kReadReply},
+                                    {1, kOk},
+                                    {1, "E2P-R 0600-80-00-3412-0100%\n"},
+                                    {1, "AT-S AT"},
+                                    {1, "AT-R OK"},
+                                    {5, "AT-R RING"}});
     EXPECT_EQ(reading.summary.unsolicited, 4U);
     EXPECT_EQ(reading.summary.errors, 0U);
     EXPECT_EQ(reading.exchanges.at(0).outcome, Outcome::Good);
 }
 
 TEST(OtherExchanges, SegmentsOutOfStepAreErrors) {
-    const Reading reading = readAll({{0, "E2P-S 0500#800202%BB3E"}, {1, kNext.text}});
+    const Paired reading = readAll({{0, "E2P-S 0500#800202%BB3E"}, {1, kNext.text}});
     ASSERT_EQ(reading.strays.size(), 1U);
     EXPECT_TRUE(reading.strays[0].error);
     EXPECT_EQ(verdictOf({{0, "Mv-S 0A00#08-00-0900-0100-0202%070D"}, {1, "Mv-R 08-00-0900%"}}).finding,
@@ -400,7 +400,7 @@ TEST(OtherExchanges, SegmentsOutOfStepAreErrors) {
 }
 
 TEST(OtherExchanges, ADamagedRequestIsAnError) {
-    const Reading reading = readAll({{0, "Mv-S 0900#05-00-0201-0000-0000%FF"}, {9, kRfReply}});
+    const Paired reading = readAll({{0, "Mv-S 0900#05-00-0201-0000-0000%FF"}, {9, kRfReply}});
     ASSERT_EQ(reading.strays.size(), 1U);
     EXPECT_EQ(reading.strays[0].text, "damaged frame: the checksum does not fit the frame");
     EXPECT_EQ(reading.summary.errors, 1U);
