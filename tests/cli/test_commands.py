@@ -155,7 +155,7 @@ class ActionsTest(BenchTest):
 class MonitorTest(BenchTest):
     def test_confirmations_as_they_come(self):
         self.start_handset("--echo", "off")
-        result = self.ask("monitor", "--send", "AT%CNF=2,80", "--count", "3", "--seconds", "30")
+        result = self.ask("monitor", "--send", "AT%CNF=2,500", "--count", "3", "--seconds", "30")
         self.assertEnds(result, 0)
         self.assertEqual([line.split("  ")[1] for line in result.lines], ["OK~", "7E000000", "7E000100"], result)
 
