@@ -139,6 +139,7 @@ private:
         if (!holds) throw Mismatch("in calm: " + what);
     }
     bool isCalm() const { return manner_ == Manner::Calm || ending_; }
+    bool isNoisy() const { return manner_ == Manner::Noisy || manner_ == Manner::Everything; }
 
     // --- the beginning, the end
 
@@ -149,6 +150,7 @@ private:
         model_.onTold([this](const std::string& hex) {
             if (!ledger_.told(hex)) throw Mismatch("told by an event what did not come, or was given already: " + hex);
         });
+        if (isNoisy()) ledger_.allowLate();
         model_.onRead([this](std::string_view bytes) { ledger_.came(bytes); });
         handset_.setEcho(random_.oneIn(2));
         constexpr std::array kRates{0u, 460800u, 9600u};
@@ -478,7 +480,7 @@ private:
             },
             [=](PlainModel& x) { return x.fetch(asText); });
         // Damaged data may have an odd number of digits, which the bytes do not show.
-        const bool whole = asText || (manner_ != Manner::Noisy && manner_ != Manner::Everything);
+        const bool whole = asText || !isNoisy();
         if (!hex.empty() && whole && !ledger_.fetched(hex))
             throw Mismatch("fetched what did not come, or had been given already: " + hex);
         return result;

@@ -1,5 +1,7 @@
 #include "conversation/Ledger.h"
 
+#include <algorithm>
+
 namespace mova::conversation {
 
 void Ledger::came(std::string_view bytes) {
@@ -21,10 +23,14 @@ void Ledger::came(std::string_view bytes) {
 }
 
 bool Ledger::settle(const std::string& hex, std::size_t& upTo) {
-    for (std::size_t i = upTo; i < entries_.size(); ++i) {
+    return settleFrom(upTo, hex, upTo) || (late_ && settleFrom(0, hex, upTo));
+}
+
+bool Ledger::settleFrom(std::size_t first, const std::string& hex, std::size_t& upTo) {
+    for (std::size_t i = first; i < entries_.size(); ++i) {
         if (entries_[i].given || entries_[i].hex != hex) continue;
         entries_[i].given = true;
-        upTo = i + 1;
+        upTo = std::max(upTo, i + 1);
         ++delivered_;
         return true;
     }
