@@ -10,6 +10,7 @@ namespace mova::cli {
 
 namespace {
 
+// NOLINTNEXTLINE(misc-no-recursion): commands are two deep
 std::string fullName(const CLI::App& command) {
     const CLI::App* const parent = command.get_parent();
     if (parent == nullptr || parent->get_parent() == nullptr) return command.get_name();

@@ -64,8 +64,10 @@ std::vector<std::string> differencesOf(const std::string& firstName, const std::
         if (++stretches <= kMostTold) {
             const std::string where =
                 end == byte + 1 ? format("byte %zu", byte) : format("bytes %zu-%zu", byte, end - 1);
-            told.push_back(where + ": " + firstName + " " + shown(first.substr(2 * byte, 2 * (end - byte))) + ", " +
-                           secondName + " " + shown(second.substr(2 * byte, 2 * (end - byte))));
+            const auto stretch = [&](const std::string& name, const std::string& hex) {
+                return name + " " + shown(hex.substr(2 * byte, 2 * (end - byte)));
+            };
+            told.push_back(where + ": " + stretch(firstName, first) + ", " + stretch(secondName, second));
         }
         byte = end;
     }

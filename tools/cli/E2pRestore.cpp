@@ -60,7 +60,7 @@ public:
             }
         }
         tellResult();
-        if (failed_) throw first_;
+        if (failed_) throw std::move(first_);
     }
 
 private:

@@ -19,7 +19,7 @@ std::string wrapLine(const std::string& line, std::size_t width) {
         const auto blank = rest.rfind(' ', width);
         if (blank == rest.npos || blank <= indent.size()) break;
         text += rest.substr(0, blank) + "\n";
-        rest = indent + rest.substr(blank + 1);
+        rest.replace(0, blank + 1, indent);
     }
     return text + rest;
 }
@@ -51,6 +51,7 @@ std::string HelpFormatter::make_subcommand(const CLI::App* command) const {
     return out.str();
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): commands are two deep
 std::string HelpFormatter::make_expanded(const CLI::App* command) const {
     const CLI::App* const parent = command->get_parent();
     const bool nested = parent != nullptr && parent->get_parent() != nullptr;

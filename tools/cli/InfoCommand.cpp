@@ -16,10 +16,10 @@ namespace {
 
 // A question about the handset, by the component's option numbers.
 struct Question {
-    const char* key;    // in JSON
-    const char* label;  // for people
-    std::int32_t option;
-    const char* parameter;
+    const char* key = "";    // in JSON
+    const char* label = "";  // for people
+    std::int32_t option = 0;
+    const char* parameter = "";
     const char* sent = "";  // the AT command that the handset may echo
 };
 
@@ -73,7 +73,7 @@ void askAll(Context& context) {
         context.result[question.key] = nullptr;
         show(question.label, out.paint(Style::Bad, hexCode(answer.code) + " " + describeCode(answer.code).meaning));
         if (refused.empty()) first = failure;
-        refused.push_back(question.label);
+        refused.emplace_back(question.label);
     }
     if (refused.size() > 1) first.message += ", and " + std::to_string(refused.size() - 1) + " more";
     if (!refused.empty()) throw first;

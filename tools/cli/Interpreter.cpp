@@ -56,7 +56,7 @@ void describeProgram(CLI::App& app, Context& context) {
     app.set_help_all_flag("--help-all", "the help of every command");
     app.add_flag_callback(
         "--version",
-        [&app] {
+        [] {
             const CVeCmdManager manager;
             throw CLI::CallForVersion(manager.GetCmpVersion(1), 0);
         },
@@ -113,7 +113,7 @@ const CLI::App& namedCommand(const CLI::App& app) {
 std::string usageHint(const CLI::App& app, Scope scope) {
     std::string name;
     for (const CLI::App* at = &namedCommand(app); at != nullptr && at->get_parent() != nullptr; at = at->get_parent()) {
-        name = at->get_name() + (name.empty() ? "" : " ") + name;
+        name.insert(0, at->get_name() + (name.empty() ? "" : " "));
     }
     if (scope == Scope::Session)
         return name.empty() ? "\"help\" lists the commands" : "\"" + name + " --help\" tells more";
@@ -151,6 +151,7 @@ ExitStatus showHelp(Context& context, const CLI::App& app, const CLI::ParseError
 }
 
 // In the help's words.
+// NOLINTNEXTLINE(misc-no-recursion): commands are two deep
 void nameGroup(CLI::App& command) {
     command.group("Commands");
     for (CLI::App* below : command.get_subcommands([](CLI::App*) { return true; })) nameGroup(*below);

@@ -5,6 +5,7 @@
 
 namespace mova::cli {
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as it is declared for both systems
 LineEditor::LineEditor(std::string historyFile, Completer) : historyFile_(std::move(historyFile)) {}
 
 LineEditor::~LineEditor() = default;

@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 
+#include "cli/Environment.h"
 #include "cli/Interrupt.h"
 #include "cli/LineEditor.h"
 
@@ -40,7 +42,7 @@ int readByte(std::FILE*) {
         if (interrupted()) return -1;
         if (ready <= 0) continue;
         unsigned char byte = 0;
-        return read(STDIN_FILENO, &byte, 1) == 1 ? byte : -1;
+        return ::read(STDIN_FILENO, &byte, 1) == 1 ? byte : -1;
     }
 }
 
@@ -69,22 +71,20 @@ LineEditor::~LineEditor() {
 }
 
 std::optional<std::string> LineEditor::readLine(const std::string& prompt) {
-    char* const line = readline(prompt.c_str());
-    if (line == nullptr) return std::nullopt;
-    std::string text(line);
-    std::free(line);
+    const std::unique_ptr<char, decltype(&std::free)> line(readline(prompt.c_str()), std::free);
+    if (!line) return std::nullopt;
+    std::string text(line.get());
     if (!text.empty() && text != last_) add_history(text.c_str());
     last_ = text;
     return text;
 }
 
 std::string defaultHistoryFile() {
-    if (const char* const chosen = std::getenv("MOVA_HISTORY")) return chosen;
-    if (const char* const state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state != '\0') {
-        return std::string(state) + "/mova/history";
-    }
-    const char* const home = std::getenv("HOME");
-    return home != nullptr && *home != '\0' ? std::string(home) + "/.local/state/mova/history" : std::string();
+    if (const auto chosen = environment("MOVA_HISTORY")) return *chosen;
+    const std::string state = environment("XDG_STATE_HOME").value_or("");
+    if (!state.empty()) return state + "/mova/history";
+    const std::string home = environment("HOME").value_or("");
+    return home.empty() ? home : home + "/.local/state/mova/history";
 }
 
 }  // namespace mova::cli

@@ -125,6 +125,7 @@ std::string synopsisOf(const CLI::App& app, const std::string& name) {
     return text;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): commands are two deep
 void describeCommand(const CLI::App& app, const std::string& name, std::string& text) {
     const auto below = app.get_subcommands([](const CLI::App*) { return true; });
     const bool group = !below.empty();

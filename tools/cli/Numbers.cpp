@@ -134,9 +134,7 @@ std::string printable(std::string_view bytes) {
             text += "\\r";
         } else if (c == '\n') {
             text += "\\n";
-        } else if (c == '\t') {
-            text += c;
-        } else if (byte < 0x20 || byte == 0x7F) {
+        } else if (c != '\t' && (byte < 0x20 || byte == 0x7F)) {
             text += format("\\x%02X", static_cast<unsigned>(byte));
         } else {
             text += c;

@@ -1,8 +1,8 @@
 #include "cli/Output.h"
 
 #include <cstdio>
-#include <cstdlib>
 
+#include "cli/Environment.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -36,8 +36,7 @@ void write(std::FILE* file, std::string_view text) {
 
 bool coloursFor(const std::string& mode, Stream stream) {
     if (mode == "always") return true;
-    const char* const refused = std::getenv("NO_COLOR");
-    const bool wanted = mode == "auto" && (refused == nullptr || *refused == '\0');
+    const bool wanted = mode == "auto" && environment("NO_COLOR").value_or("").empty();
     return wanted && isTerminal(stream) && terminalTakesColours();
 }
 

@@ -32,6 +32,7 @@ std::string valueOf(KeyTree& keys, KeyTree::Key key, const char* name) {
 }
 
 // Every number that any device's entry names; whether it counts is the discovery's to say.
+// NOLINTNEXTLINE(misc-no-recursion): kParametersDepth deep at most
 void collectNumbers(KeyTree& keys, const std::string& path, int depth, std::set<std::int32_t>& numbers) {
     const KeyTree::Key key = keys.open(path, KeyAccess::Read);
     if (key == KeyTree::kNoKey) return;
@@ -40,7 +41,7 @@ void collectNumbers(KeyTree& keys, const std::string& path, int depth, std::set<
     std::string name;
     for (std::uint32_t index = 0; depth > 0 && keys.subkey(key, index, name); ++index) {
         const bool parameters = depth > kParametersDepth - kPortDepth || name == "Device Parameters";
-        if (parameters) collectNumbers(keys, path + "\\" + name, depth - 1, numbers);
+        if (parameters) collectNumbers(keys, std::string(path).append("\\").append(name), depth - 1, numbers);
     }
     keys.close(key);
 }

@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
+#include "cli/Environment.h"
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
 
@@ -11,8 +11,8 @@ namespace mova::cli {
 namespace fs = std::filesystem;
 
 std::string deviceFolder() {
-    const char* const folder = std::getenv("MOVA_DEVICE_DIR");
-    return folder != nullptr && *folder != '\0' ? folder : "/dev";
+    const std::string folder = environment("MOVA_DEVICE_DIR").value_or("");
+    return folder.empty() ? "/dev" : folder;
 }
 
 namespace {

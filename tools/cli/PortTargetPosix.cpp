@@ -1,6 +1,6 @@
-#include <stdlib.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "cli/CodeTable.h"

@@ -67,7 +67,7 @@ void describeParam(CLI::App& command, Context& context) {
 }
 
 void describeTable(CLI::App& command, Context& context) {
-    constexpr std::size_t kMostDigits = 2 * 1024;
+    constexpr std::size_t kMostDigits = 2048;  // of 1024 bytes
     auto o = std::make_shared<RfOptions>();
     addRequestAndAccess(command, *o);
     addNumber(command, "index", o->index, kLargestWord, "the table's index")->required();

@@ -44,6 +44,7 @@ Wish parseWish(const std::string& text) {
 
 void setAndShow(Context& context, const std::vector<std::string>& words) {
     std::vector<Wish> wishes;
+    wishes.reserve(words.size());
     for (const std::string& word : words) wishes.push_back(parseWish(word));
     CVeCmdManager& handset = context.session.handset();
     for (const Wish& wish : wishes) {

@@ -1,9 +1,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <string_view>
-
+#include "cli/Environment.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -20,8 +18,8 @@ int terminalWidth() {
 }
 
 bool terminalTakesColours() {
-    const char* const kind = std::getenv("TERM");
-    return kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+    const std::string kind = environment("TERM").value_or("");
+    return !kind.empty() && kind != "dumb";
 }
 
 }  // namespace mova::cli

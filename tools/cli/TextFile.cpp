@@ -1,10 +1,10 @@
 #include "cli/TextFile.h"
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 #include "cli/Failure.h"
 
@@ -15,7 +15,7 @@ std::string readTextFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     if (!file || std::filesystem::is_directory(path)) {
-        failFile(path + " cannot be read: " + (errno != 0 ? std::strerror(errno) : "it is a folder"));
+        failFile(path + " cannot be read: " + (errno != 0 ? std::generic_category().message(errno) : "it is a folder"));
     }
     text << file.rdbuf();
     return std::move(text).str();
@@ -25,7 +25,7 @@ void writeTextFile(const std::string& path, const std::string& text) {
     errno = 0;
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << text;
-    if (!file.flush()) failFile(path + " cannot be written: " + std::strerror(errno));
+    if (!file.flush()) failFile(path + " cannot be written: " + std::generic_category().message(errno));
 }
 
 bool fileExists(const std::string& path) {

@@ -1,9 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <system_error>
 
 #include "cli/Commands.h"
 #include "cli/Context.h"
@@ -30,9 +30,7 @@ struct TraceOptions {
     }
 };
 
-std::string reason(const char* otherwise) {
-    return errno != 0 ? std::strerror(errno) : otherwise;  // NOLINT(concurrency-mt-unsafe): one thread
-}
+std::string reason(const char* otherwise) { return errno != 0 ? std::generic_category().message(errno) : otherwise; }
 
 // The text is whole lines.
 void putLines(Output& out, std::string_view text) {
@@ -94,7 +92,8 @@ void showTrace(const TraceOptions& options, Context& context) {
 
 void describeTrace(CLI::App& command, Context& context) {
     command.description(
-        "Shows where the time went in a trace file: exchanges by kind, latencies, errors, repetitions; with --html as a "
+        "Shows where the time went in a trace file: exchanges by kind, latencies, errors, repetitions; with --html as "
+        "a "
         "page with a sequence chart for any browser");
     const auto options = std::make_shared<TraceOptions>();
     command.add_option("file", options->file, "the trace file that --trace or ActivateMovaLogging wrote")

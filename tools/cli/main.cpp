@@ -1,4 +1,6 @@
 // mova: the handset from the shell.
+#include <cstdio>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -7,9 +9,14 @@
 
 int main(int argc, char** argv) {
     using namespace mova::cli;
-    watchForInterrupt();
-    Context context;
-    const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return static_cast<int>(
-        execute(context, Scope::Program, words.empty() ? std::vector<std::string>{"--help"} : words));
+    try {
+        watchForInterrupt();
+        Context context;
+        const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+        return static_cast<int>(
+            execute(context, Scope::Program, words.empty() ? std::vector<std::string>{"--help"} : words));
+    } catch (const std::exception& error) {  // before or after the command; its own failures are told by execute
+        std::fprintf(stderr, "mova: %s\n", error.what());
+        return static_cast<int>(ExitStatus::FileTrouble);
+    }
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <system_error>
 
 #include "logging/MyDebugMsg.h"
 #include "platform/posix/ChannelDir.h"
@@ -22,7 +23,9 @@ volatile std::sig_atomic_t interruption = 0;
 
 extern "C" void noteInterruption(int) { interruption = 1; }
 
-std::string whyNot(const std::string& path) { return path + " cannot be listened on: " + std::strerror(errno); }
+std::string whyNot(const std::string& path) {
+    return path + " cannot be listened on: " + std::generic_category().message(errno);
+}
 
 FileDescriptor makeSocket(int type) { return FileDescriptor(socket(AF_UNIX, type | SOCK_CLOEXEC, 0)); }
 

@@ -1,7 +1,7 @@
 #include "viewer/Viewer.h"
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 namespace mova::viewer {
 
@@ -20,7 +20,8 @@ Viewer::Viewer(ViewerOptions options, std::FILE* out)
     : options_(std::move(options)), filter_(options_.filter), out_(out) {
     if (options_.file.empty()) return;
     file_.reset(std::fopen(options_.file.c_str(), "a"));
-    if (!file_) throw std::runtime_error(options_.file + " cannot be written: " + std::strerror(errno));
+    if (!file_)
+        throw std::runtime_error(options_.file + " cannot be written: " + std::generic_category().message(errno));
 }
 
 std::uint64_t Viewer::run(Receiver& receiver, const std::function<bool()>& ended) {
@@ -42,7 +43,8 @@ void Viewer::show(const Message& message) {
     const std::string text = options_.json ? asJson(message) : asText(message);
     errno = 0;
     if (file_ && !put(file_.get(), text)) {
-        throw std::runtime_error(options_.file + " cannot be written any more: " + std::strerror(errno));
+        throw std::runtime_error(options_.file +
+                                 " cannot be written any more: " + std::generic_category().message(errno));
     }
     if (!put(out_, text)) throw std::runtime_error("the standard output cannot be written any more");
 }

@@ -1,6 +1,7 @@
 // mova-viewer: shows what the component posts to its debug channel.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <exception>
 
 #include "viewer/Viewer.h"
 
@@ -31,25 +32,16 @@ void describe(CLI::App& app, Settings& s) {
 int run(Settings& s) {
     constexpr double kMilliseconds = 1000;
     if (s.seconds > 0) s.options.time = std::chrono::milliseconds(static_cast<std::int64_t>(s.seconds * kMilliseconds));
-    try {
-        catchInterruption();
-        Viewer viewer(s.options, stdout);
-        const auto receiver = listenOnDebugChannel();
-        std::fprintf(stderr, "mova-viewer: listening on %s; Ctrl-C ends\n", receiver->place().c_str());
-        std::fflush(stderr);
-        viewer.run(*receiver, interrupted);
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "mova-viewer: %s\n", error.what());
-        return 1;
-    }
+    catchInterruption();
+    Viewer viewer(s.options, stdout);
+    const auto receiver = listenOnDebugChannel();
+    std::fprintf(stderr, "mova-viewer: listening on %s; Ctrl-C ends\n", receiver->place().c_str());
+    std::fflush(stderr);
+    viewer.run(*receiver, interrupted);
+    return 0;
 }
 
-}  // namespace
-}  // namespace mova::viewer
-
-int main(int argc, char** argv) {
-    using namespace mova::viewer;
+int runProgram(int argc, char** argv) {
     Settings settings;
     CLI::App app(
         "Shows what the component says on its debug channel: each line with its time and the port of the object.\n"
@@ -57,4 +49,16 @@ int main(int argc, char** argv) {
     describe(app, settings);
     CLI11_PARSE(app, argc, argv);
     return run(settings);
+}
+
+}  // namespace
+}  // namespace mova::viewer
+
+int main(int argc, char** argv) {
+    try {
+        return mova::viewer::runProgram(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "mova-viewer: %s\n", error.what());
+        return 1;
+    }
 }
