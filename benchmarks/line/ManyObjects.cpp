@@ -30,7 +30,6 @@ constexpr double kByteSeconds = 10.0 / kBaudRate;
 constexpr std::uint64_t kServedEvery = 500;  // microseconds, of many lines
 constexpr std::uint32_t kBackground = 5;     // operating mode: a reader thread, answers end with OK
 constexpr std::uint32_t kSynchronous = 3;
-const std::string kObject(2 * 5100, 'F');
 
 double processorSeconds() {
     rusage usage{};
@@ -57,6 +56,7 @@ double threads() {
 void together(int count, const std::function<void(int)>& work) {
     std::barrier start(count);
     std::vector<std::thread> running;
+    running.reserve(static_cast<std::size_t>(count));
     std::atomic<bool> failed{false};
     for (int i = 0; i < count; ++i) {
         running.emplace_back([&, i] {
@@ -91,6 +91,7 @@ public:
         kilobytes_ = (residentKilobytes() - before) / count;
         threads_ = (threads() - threadsBefore) / count;
     }
+    // NOLINTNEXTLINE(bugprone-exception-escape): without threads there is nothing left to measure
     ~Objects() {
         together(count_, [&](int i) { managers_[at(i)].reset(); });  // each close pauses for half a second
     }
@@ -148,7 +149,8 @@ public:
 private:
     static std::size_t at(int index) { return static_cast<std::size_t>(index); }
     std::string name(const std::string& what) const { return std::to_string(count_) + " " + what; }
-    void report(const std::string& what, const std::string& who, std::vector<double> efficiency, double cores) const {
+    void report(const std::string& what, const std::string& who, const std::vector<double>& efficiency,
+                double cores) const {
         Row("busy", name("objects, " + what), who)
             .number("efficiency_min", quantile(efficiency, 0))
             .number("efficiency_median", quantile(efficiency, 0.5))
@@ -168,6 +170,7 @@ private:
 void idleLimit(const HandsetFarm& farm, int count, double seconds) {
     std::atomic<bool> ending{false};
     std::vector<std::thread> running;
+    running.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         running.emplace_back([&, i] {
             const BareLine line(farm.link(i + 1));
@@ -211,8 +214,8 @@ double bytesOf(const HandsetFarm& farm, const Script& script) {
 void runManyObjects(const std::string& folder, bool quick) {
     const Script read = scriptOf("0600800000200200");
     std::string message;
-    appendHexWord(message, static_cast<std::uint16_t>(kObject.size() / 2 + 6));
-    const Script write = scriptOf(message + "810000200200" + kObject);
+    appendHexWord(message, static_cast<std::uint16_t>(largeObject().size() / 2 + 6));
+    const Script write = scriptOf(message + "810000200200" + largeObject());
     const double seconds = quick ? 0.2 : 4;
     const int rounds = quick ? 1 : 3;
     const int writeRounds = 1;
@@ -225,9 +228,9 @@ void runManyObjects(const std::string& folder, bool quick) {
         objects.idle(seconds);
         objects.synchronous();
         objects.busy("E2P reads", readBytes, rounds,
-                     [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == kObject; });
+                     [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == largeObject(); });
         objects.busy("E2P writes", writeBytes, writeRounds,
-                     [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, kObject).code == 0; });
+                     [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, largeObject()).code == 0; });
         objects.close();
         objects.bare("E2P reads", read, readBytes, rounds);
         objects.bare("E2P writes", write, writeBytes, writeRounds);

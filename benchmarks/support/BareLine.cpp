@@ -4,10 +4,10 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <array>
+#include <ctime>
 #include <stdexcept>
 
 namespace mova::bench {
@@ -67,7 +67,7 @@ bool BareLine::step(const std::string& request, Manner manner, Counts& counts) {
             pollfd polled{descriptor_, POLLIN, 0};
             poll(&polled, 1, 1000);
         }
-        std::array<char, kPass> buffer;
+        std::array<char, kPass> buffer{};
         const ssize_t got =
             manner == Manner::Prescribed && waiting() == 0 ? 0 : read(descriptor_, buffer.data(), buffer.size());
         if (got > 0) {

@@ -2,16 +2,16 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <termios.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -26,8 +26,8 @@ using handset::Handset;
 using handset::Profile;
 
 struct Line {
-    Line(const std::string& link, unsigned baudRate) : handset(profileOf(baudRate)) {
-        master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    Line(const std::string& link, unsigned baudRate)
+        : handset(profileOf(baudRate)), master(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
         std::array<char, 128> name{};
         if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ||
             ptsname_r(master, name.data(), name.size()) != 0) {
@@ -51,7 +51,7 @@ struct Line {
     }
 
     void takeIn(std::uint64_t now) {
-        std::array<char, 4096> buffer;
+        std::array<char, 4096> buffer{};
         for (;;) {
             const ssize_t got = read(master, buffer.data(), buffer.size());
             if (got <= 0) break;
@@ -109,7 +109,7 @@ timespec asTimespec(std::uint64_t microseconds) {
 
 HandsetFarm::HandsetFarm(std::string folder, int handsets, unsigned baudRate, std::uint64_t grain)
     : folder_(std::move(folder)), handsets_(handsets) {
-    std::array<int, 2> ready;
+    std::array<int, 2> ready{};
     if (pipe(ready.data()) != 0) throw std::runtime_error("pipe");
     process_ = fork();
     if (process_ < 0) throw std::runtime_error("fork");

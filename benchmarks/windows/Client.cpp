@@ -35,7 +35,7 @@ void report(const std::string& group, const std::string& name, const std::string
 
 [[noreturn]] void fail(const char* what) {
     std::fprintf(stderr, "bench-client: %s\n", what);
-    std::exit(1);
+    std::exit(1);  // NOLINT(concurrency-mt-unsafe): one thread
 }
 
 // --- the limit
@@ -146,13 +146,15 @@ void lifetimes(int samples) {
     report("lifetime", "COM object created and released under Wine", "Scripting.Dictionary", peer);
 }
 
+int numberOf(const char* text) { return static_cast<int>(std::strtol(text, nullptr, 10)); }
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 5) fail("OBJECT_PORT BARE_PORT SAMPLES NAME");
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    const int samples = std::atoi(argv[3]);
-    exchanges(std::atoi(argv[1]), std::atoi(argv[2]), samples, argv[4]);
+    const int samples = numberOf(argv[3]);
+    exchanges(numberOf(argv[1]), numberOf(argv[2]), samples, argv[4]);
     if (argv[4][0] == 'l') lifetimes(samples / 8 + 1);  // once, with "line rate 0"
     CoUninitialize();
 }
