@@ -1,10 +1,11 @@
 #!/usr/bin/python3
-"""analyse.py [PART OF A NAME...]: clang-tidy (.clang-tidy) over the component, the tools and the tests' support, and
-cppcheck over the component and the tools. A finding fails the run. Needs the interface header that the Windows build
-generates. What was found clean is remembered in build/analysis by its content and not looked at again.
+"""analyse.py [PART OF A NAME...]: clang-tidy (.clang-tidy) and cppcheck over the component, the tools, the tests'
+support and the benchmarks. A finding fails the run. Needs what the Windows build generates. What was found clean is
+remembered in build/analysis by its content and not looked at again.
 
-Most of clang-tidy's time goes into the system's headers. Its checks therefore see a folder's files as one unit; the path
-analyser, which follows functions of the main file only, sees them singly."""
+Most of clang-tidy's time goes into the libraries' headers: it sees a folder's files after one another, as one file.
+Left out: benchmarks/micro, whose time would go into the headers of eight libraries that are compared with; cppcheck of
+the benchmarks and of the tests' support."""
 import concurrent.futures
 import hashlib
 import os
@@ -16,20 +17,20 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = pathlib.Path("build/analysis")
 CONFIG = (".clang-tidy", "tools/setup/analyse.py")
-HEADER = "build/windows-x64/src/component/automation/generated"
-NATIVE = ["platform/posix", "logging", "device", "transport", "services", "atchannel", "component"]
-WINDOWS = ["platform/win32", "component/automation"]
+GENERATED = "build/windows-x64/src/component/automation/generated"
+TOPS = ("src", "tools", "tests/support", "tests/soak", "benchmarks/line", "benchmarks/support", "benchmarks/windows")
+WINDOWS = re.compile(r"/(win32|automation|windows)/|(Win32|Console|ComPortLine|MailslotReceiver)\.cpp$")
 # Names that only their own file may have: the kernel's terminal settings; private constants of the same name.
-ALONE = {"TermiosLine.cpp", "PendingText.cpp", "Win32SerialDriver.cpp"}
-INCLUDE = ["-Isrc", "-Itools", "-Itests"]
-COMPILE = ["-std=c++20", "-Wall", "-Wextra", "-Wshadow", "-Wno-unknown-warning-option", *INCLUDE]
+ALONE = re.compile(r"/(TermiosLine|PendingText|Win32SerialDriver|ProfileFile)\.cpp$")
+ROOTS = ("src", "tools", "tests", "benchmarks")
+COMPILE = ["-std=c++20", "-Wall", "-Wextra", "-Wno-unknown-warning-option", *(f"-I{root}" for root in ROOTS)]
 CPPCHECK = ["cppcheck", "--quiet", "--std=c++20", "--language=c++", "--inline-suppr", "--error-exitcode=1",
             "--template={file}:{line}: {severity}: {message} [{id}]", "--enable=warning,style,performance,portability",
             "--suppress=useStlAlgorithm",     # a plain loop may say it better
             "--suppress=shadowFunction",      # a local named as a function elsewhere in the class
             "--suppress=unusedStructMember",  # it does not see fields used through a constant table
             "--suppress=constParameter",      # of callbacks whose shape is given
-            "-DSTDMETHODIMP=long", "-DSTDMETHODIMP_(type)=type", "-D__GNUC__=12", *INCLUDE[:2]]
+            "-DSTDMETHODIMP=long", "-DSTDMETHODIMP_(type)=type", "-D__GNUC__=12", "-Isrc", "-Itools"]
 
 
 def mingw():
@@ -37,27 +38,18 @@ def mingw():
     told = subprocess.run(["x86_64-w64-mingw32-g++-posix", "-v", "-E", "-x", "c++", "/dev/null"], capture_output=True,
                           text=True, check=True).stderr
     folders = re.findall(r"^ (\S+/include/c\+\+\S*)$", told, re.M)
-    return ["--target=x86_64-w64-windows-gnu", *(f"-isystem{folder}" for folder in folders), f"-isystem{HEADER}",
+    return ["--target=x86_64-w64-windows-gnu", *(f"-isystem{folder}" for folder in [*folders, GENERATED]),
             "-Wno-non-virtual-dtor"]
 
 
-def sources(folder):
-    names = sorted(pathlib.Path(folder).glob("*.cpp"))
-    return [name for name in names if not name.name.endswith("Test.cpp")]
-
-
-def groups():
-    """(name, files, compile options), each a folder."""
-    windows = mingw()
-    com_port = [pathlib.Path("tools/handset/ComPortLine.cpp")]
-    for folder in NATIVE:
-        yield folder, sources(f"src/{folder}"), COMPILE
-    yield "tools/handset", [name for name in sources("tools/handset") if name not in com_port], COMPILE
-    for folder in ("support", "soak"):
-        yield f"tests/{folder}", sources(f"tests/{folder}"), COMPILE
-    for folder in WINDOWS:
-        yield folder, sources(f"src/{folder}"), COMPILE + windows
-    yield "tools/handset, Windows", com_port, COMPILE + windows
+def folders():
+    """(name, files, whether they are Windows') of each folder and each system."""
+    found = {}
+    for file in sorted(str(file) for top in TOPS for file in pathlib.Path(top).rglob("*.cpp")):
+        if not file.endswith("Test.cpp"):
+            name = file if ALONE.search(file) else os.path.dirname(file)
+            found.setdefault((name, bool(WINDOWS.search(file))), []).append(file)
+    return [(name, files, windows) for (name, windows), files in found.items()]
 
 
 def closure(path, seen):
@@ -67,14 +59,14 @@ def closure(path, seen):
         return seen
     seen[path] = path.read_bytes()
     for name in re.findall(rb'^\s*#\s*include\s*"([^"]+)"', seen[path], re.M):
-        for root in (path.parent, ROOT / "src", ROOT / "tools", ROOT / "tests"):
+        for root in (path.parent, *(ROOT / root for root in ROOTS)):
             closure(root / name.decode(), seen)
     return seen
 
 
 class Job:
-    def __init__(self, name, command, files, singly=None):
-        self.name, self.command, self.files, self.singly = name, command, files, singly
+    def __init__(self, name, command, files):
+        self.name, self.command, self.files = name, command, [pathlib.Path(file) for file in files]
 
     def stamp(self, common):
         seen = {}
@@ -86,36 +78,41 @@ class Job:
     def run(self):
         """What was found, or None."""
         done = subprocess.run(self.command, capture_output=True, text=True)
-        if done.returncode == 0:
-            return None
-        if self.singly and "clang-diagnostic-error" in done.stdout:  # files that do not bear each other
-            found = [job.run() for job in self.singly]
-            return "".join(text for text in found if text) or None
-        return f"--- {self.name}\n{done.stdout or done.stderr}{done.stderr if 'cppcheck' in self.name else ''}"
+        return None if done.returncode == 0 else f"--- {self.name}\n{done.stdout}{done.stderr}"
 
 
-def tidy(checks, file, options):
-    return ["clang-tidy", "--quiet", f"--checks={checks}", str(file), "--", *options]
+class TidyJob(Job):
+    """Files after one another. The analyser follows the functions of its main file only, hence no file of includes."""
+
+    def __init__(self, name, files, options):
+        self.unit = WORK / (re.sub(r"\W+", "-", name) + ".cpp")
+        super().__init__(name, ["clang-tidy", "--quiet", str(self.unit), "--", *options], files)
+
+    def run(self):
+        lines, included = [], set()
+        for file in self.files:
+            own = file.read_text().splitlines()
+            lines += [(file, at + 1, "" if line in included else line) for at, line in enumerate(own)]
+            included.update(line for line in own if line.startswith("#include"))
+        self.unit.write_text("".join(line + "\n" for _, _, line in lines))
+
+        def place(match):
+            file, at, _ = lines[int(match[1]) - 1]
+            return f"{file}:{at}:"
+        findings = super().run()
+        return findings and re.sub(rf"\S*{re.escape(str(self.unit))}:(\d+):", place, findings)
 
 
 def jobs():
-    everything = sources("src") + [p for top in ("src", "tools") for p in sorted(pathlib.Path(top).rglob("*.[ch]*"))]
-    windows = [*(f"src/{folder}" for folder in WINDOWS), "tools/handset/ComPortLine.cpp"]
-    yield Job("cppcheck, Windows", [*CPPCHECK, "--platform=win64", "-D_WIN32", *windows], everything)
-    yield Job("cppcheck, Linux", [*CPPCHECK, "--platform=unix64", "-D__linux__", *(f"-i{w}" for w in windows), "src", "tools"],
-              everything)
-    folders = list(groups())
-    for name, files, options in folders:
-        singly = {file: Job(f"{file}: checks", tidy("-clang-analyzer-*", file, options), [file]) for file in files}
-        together = [file for file in files if file.name not in ALONE]
-        yield from (job for file, job in singly.items() if file not in together)
-        unit = WORK / (re.sub(r"\W+", "-", name) + ".cpp")
-        unit.write_text("".join(f'#include "../../{file}"\n' for file in together))
-        yield Job(f"{name}: checks", tidy("-clang-analyzer-*,-bugprone-suspicious-include", unit, options), together,
-                  [singly[file] for file in together])
-    for name, files, options in folders:
-        for file in files:
-            yield Job(f"{file}: paths", tidy("-*,clang-analyzer-*", file, options), [file])
+    trees = [pathlib.Path(top) for top in ("src", "tools")]
+    every = sorted(str(file) for tree in trees for kind in ("cpp", "h") for file in tree.rglob(f"*.{kind}"))
+    windows = [file for file in every if WINDOWS.search(file)]
+    yield Job("cppcheck, Windows", [*CPPCHECK, "--platform=win64", "-D_WIN32", *windows], every)
+    ignored = [f"-i{file}" for file in windows]
+    yield Job("cppcheck, Linux", [*CPPCHECK, "--platform=unix64", "-D__linux__", *ignored, "src", "tools"], every)
+    options = COMPILE, COMPILE + mingw()
+    for name, files, windows in sorted(folders(), key=lambda folder: -len(folder[1])):  # the long ones first
+        yield TidyJob(name + (", Windows" if windows else ""), files, options[windows])
 
 
 def main(wanted):
