@@ -1,10 +1,10 @@
 #include "logging/LogWriter.h"
 
 #include <array>
-#include <mutex>
 
 #include "logging/Text.h"
 #include "platform/MadeOnce.h"
+#include "platform/PlainMutex.h"
 
 namespace mova {
 
@@ -64,7 +64,7 @@ std::string makeLine(Platform& platform, LogType type, std::string_view message,
 }
 
 struct LastPath {
-    std::mutex mutex;
+    PlainMutex mutex;
     std::string path;
 };
 

@@ -4,10 +4,10 @@
 #pragma once
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
+#include "platform/PlainMutex.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -39,7 +39,7 @@ private:
     std::shared_ptr<Probe> probe_;
     std::unique_ptr<Thread> probeThread_;
 
-    std::mutex mutex_;  // guards what follows
+    PlainMutex mutex_;  // guards what follows
     std::string prefix_;
     DatagramChannel::Handle mailslot_ = DatagramChannel::kInvalid;
 };

@@ -3,12 +3,12 @@
 #pragma once
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
+#include "platform/PlainMutex.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -36,7 +36,7 @@ private:
 
     Platform& platform_;
     MyDebugMsg& debug_;
-    std::mutex mutex_;  // guards the settings below, not the file
+    PlainMutex mutex_;                 // guards the settings below, not the file
     std::atomic<bool> active_{false};  // also looked at without the lock
     std::uint32_t startTick_ = 0;
     std::string path_;

@@ -1,8 +1,8 @@
 // A manual-reset event of the system.
 #pragma once
 #include <atomic>
-#include <mutex>
 
+#include "platform/PlainMutex.h"
 #include "platform/Sync.h"
 #include "platform/win32/OwnedHandle.h"
 
@@ -20,7 +20,7 @@ public:
 
 private:
     OwnedHandle event_;
-    std::mutex mutex_;  // keeps the event's state and its copy together
+    PlainMutex mutex_;  // keeps the event's state and its copy together
     std::atomic<bool> set_{false};
 };
 
