@@ -22,6 +22,24 @@ LateBinding::Parameter describe(const ELEMDESC& element) {
     return parameter;
 }
 
+// A function's description, which is the system's.
+class Description {
+public:
+    explicit Description(ITypeInfo& info) : info_(info) {}
+    Description(const Description&) = delete;
+    Description& operator=(const Description&) = delete;
+    ~Description() {
+        if (description_) info_.ReleaseFuncDesc(description_);
+    }
+
+    HRESULT load(UINT index) { return info_.GetFuncDesc(index, &description_); }
+    const FUNCDESC& get() const { return *description_; }
+
+private:
+    ITypeInfo& info_;
+    FUNCDESC* description_ = nullptr;
+};
+
 LateBinding::Function describe(const FUNCDESC& description) {
     LateBinding::Function function;
     function.id = description.memid;
@@ -49,12 +67,12 @@ HRESULT LateBinding::load() {
     std::vector<Function> functions;
     functions.reserve(count);
     for (UINT i = 0; i < count; ++i) {
-        FUNCDESC* description = nullptr;
-        result = info->GetFuncDesc(i, &description);
+        Description description(*info.get());
+        result = description.load(i);
         if (FAILED(result)) return result;
+        const FUNCDESC& known = description.get();
         // What it inherits is not for late-bound callers.
-        if ((description->wFuncFlags & FUNCFLAG_FRESTRICTED) == 0) functions.push_back(describe(*description));
-        info->ReleaseFuncDesc(description);
+        if ((known.wFuncFlags & FUNCFLAG_FRESTRICTED) == 0) functions.push_back(describe(known));
     }
     functions_ = std::move(functions);
     info_ = std::move(info);
