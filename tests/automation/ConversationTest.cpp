@@ -404,6 +404,20 @@ TEST_F(ArrayRead, SetsTheElementsOfAScriptsArray) {
     EXPECT_EQ(V_VT(&elements[2]), VT_BSTR);  // not reached
 }
 
+TEST_F(ArrayRead, SetsTheElementsWhateverTypeTakesTheCount) {
+    Variant script = Variant::scriptArray({Variant(), Variant(), Variant(L"kept")});
+    double count = 0;
+    ask();
+    const Outcome outcome =
+        call(object, L"DirectReadAsciiData", {variable(script), Variant(2).raw(), reference(VT_R8, &count)});
+    EXPECT_EQ(outcome.result, S_OK);
+    EXPECT_EQ(count, 2.0);
+    const VARIANT* const elements = static_cast<const VARIANT*>(V_ARRAY(&script.raw())->pvData);
+    EXPECT_EQ(V_UI1(&elements[0]), 'A');
+    EXPECT_EQ(V_UI1(&elements[1]), 'T');
+    EXPECT_EQ(V_VT(&elements[2]), VT_BSTR);
+}
+
 // --- modem lines and flow control
 
 class ModemLines : public Conversation {

@@ -135,6 +135,22 @@ TEST_F(LateBinding, AReferenceThatIsTooSmallIsRefused) {
     EXPECT_EQ(small, 1);
 }
 
+TEST_F(LateBinding, WhenOneResultDoesNotFitNoneIsGiven) {
+    LONG remained = 7;
+    Variant length(8);
+    Variant error;
+    LONG number = 9;  // no text of an empty queue is a number
+    const Outcome outcome =
+        call(object, L"FetchQueuedCnfTextItem",
+             {reference(VT_I4, &remained), variable(length), variable(error), reference(VT_I4, &number)});
+    EXPECT_EQ(outcome.result, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(outcome.wrongArgument, 0u);
+    EXPECT_EQ(remained, 7);
+    EXPECT_EQ(length.number(), 8);
+    EXPECT_EQ(error.type(), VT_EMPTY);
+    EXPECT_EQ(number, 9);
+}
+
 TEST_F(LateBinding, AValueForAnOutParameterIsAccepted) {
     EXPECT_EQ(call(object, kInitCmdManager, {Variant(0).raw(), Variant(5).raw()}).result, S_OK);
 }

@@ -128,65 +128,7 @@ HRESULT toByte(const VARIANT& value, std::uint8_t& byte) {
 
 bool isText(const VARIANT& value) { return valueType(value) == VT_BSTR; }
 
-// Moves value into a script's variable.
-void moveInto(VARIANT& variable, VARIANT& value) {
-    makeScriptSafe(value);
-    VariantClear(&variable);
-    variable = value;
-    VariantInit(&value);
-}
-
-// Writes value through a typed reference.
-HRESULT writeThrough(VARIANT& reference, VARIANT& value) {
-    const VARTYPE type = valueType(reference);
-    if (copyBits(type, value, V_BYREF(&reference))) return S_OK;
-    if (type == VT_BSTR && V_VT(&value) == VT_BSTR) {  // moved: bytes that are packed in it stay as they are
-        SysFreeString(*V_BSTRREF(&reference));
-        *V_BSTRREF(&reference) = V_BSTR(&value);
-        VariantInit(&value);
-        return S_OK;
-    }
-    VARIANT converted;
-    VariantInit(&converted);
-    const HRESULT result = changeType(converted, value, type);
-    if (FAILED(result)) return result;
-    switch (type) {
-        case VT_BSTR:
-            SysFreeString(*V_BSTRREF(&reference));
-            *V_BSTRREF(&reference) = V_BSTR(&converted);
-            return S_OK;
-        case VT_I1:
-        case VT_UI1:
-            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 1);
-            return S_OK;
-        case VT_I2:
-        case VT_UI2:
-        case VT_BOOL:
-            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 2);
-            return S_OK;
-        case VT_I4:
-        case VT_UI4:
-        case VT_INT:
-        case VT_UINT:
-        case VT_R4:
-        case VT_ERROR:
-            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 4);
-            return S_OK;
-        case VT_I8:
-        case VT_UI8:
-        case VT_R8:
-        case VT_CY:
-        case VT_DATE:
-            std::memcpy(V_BYREF(&reference), &V_NONE(&converted), 8);
-            return S_OK;
-        default:
-            VariantClear(&converted);
-            return DISP_E_TYPEMISMATCH;
-    }
-}
-
-}  // namespace
-
+// The type in which scripts can use a value; the bits of 32-bit integers stay.
 void makeScriptSafe(VARIANT& value) {
     switch (V_VT(&value)) {
         case VT_INT:
@@ -211,6 +153,70 @@ void makeScriptSafe(VARIANT& value) {
     }
 }
 
+// Moves value into a script's variable.
+void moveInto(VARIANT& variable, VARIANT& value) {
+    makeScriptSafe(value);
+    VariantClear(&variable);
+    variable = value;
+    VariantInit(&value);
+}
+
+// Of what lies behind a typed reference; 0: nothing that could be written there.
+std::size_t widthBehind(VARTYPE type) {
+    switch (type) {
+        case VT_I1:
+        case VT_UI1:
+            return 1;
+        case VT_I2:
+        case VT_UI2:
+        case VT_BOOL:
+            return 2;
+        case VT_I4:
+        case VT_UI4:
+        case VT_INT:
+        case VT_UINT:
+        case VT_R4:
+        case VT_ERROR:
+            return 4;
+        case VT_I8:
+        case VT_UI8:
+        case VT_R8:
+        case VT_CY:
+        case VT_DATE:
+            return 8;
+        case VT_BSTR:
+            return sizeof(BSTR);
+        default:
+            return 0;
+    }
+}
+
+// value becomes what a reference of that type takes, or stays as it is.
+HRESULT fit(VARTYPE type, VARIANT& value) {
+    if (V_VT(&value) == type) return S_OK;  // also bytes that are packed in a text
+    if (widthBehind(type) == 0) return DISP_E_TYPEMISMATCH;
+    VARIANT fitting;
+    VariantInit(&fitting);
+    if (copyBits(type, value, &V_NONE(&fitting))) {
+        V_VT(&fitting) = type;
+    } else {
+        const HRESULT result = changeType(fitting, value, type);
+        if (FAILED(result)) return result;
+    }
+    VariantClear(&value);
+    value = fitting;
+    return S_OK;
+}
+
+// Moves a value that fits to where a typed reference leads.
+void moveThrough(VARIANT& reference, VARIANT& value) {
+    if (V_VT(&value) == VT_BSTR) SysFreeString(*V_BSTRREF(&reference));
+    std::memcpy(V_BYREF(&reference), &V_NONE(&value), widthBehind(V_VT(&value)));
+    VariantInit(&value);
+}
+
+}  // namespace
+
 BoundCall::BoundCall(const LateBinding::Function& function)
     : function_(function), slots_(function.parameters.size()), passed_(function.parameters.size()) {
     for (Slot& slot : slots_) {
@@ -218,10 +224,12 @@ BoundCall::BoundCall(const LateBinding::Function& function)
         VariantInit(&slot.alias);
     }
     for (VARIANT& passed : passed_) VariantInit(&passed);
+    VariantInit(&returned_);
 }
 
 BoundCall::~BoundCall() {
     for (Slot& slot : slots_) VariantClear(&slot.own);
+    VariantClear(&returned_);
 }
 
 DISPPARAMS BoundCall::forSystem() { return {passed_.data(), nullptr, static_cast<UINT>(passed_.size()), 0}; }
@@ -279,9 +287,9 @@ HRESULT BoundCall::prepareValue(const LateBinding::Parameter& parameter, Slot& s
 }
 
 HRESULT BoundCall::preparePointer(const LateBinding::Parameter& parameter, Slot& slot, VARIANT& passed) {
-    // An entry writes an out-text without freeing what was there: that is done here.
-    const bool outText = parameter.type == VT_BSTR && !parameter.in;
-    if (slot.given && V_VT(slot.given) == (parameter.type | VT_BYREF) && !outText) {
+    // An out-value is kept here until all of them can be given back; besides, an entry writes an out-text without
+    // freeing what was there.
+    if (parameter.in && V_VT(slot.given) == (parameter.type | VT_BYREF)) {
         passed = *slot.given;
         slot.lent = true;
         return S_OK;
@@ -366,9 +374,8 @@ HRESULT BoundCall::prepareBytes(std::size_t index, Slot& slot, VARIANT& passed) 
 std::size_t BoundCall::bytesFilled(std::size_t index) const {
     for (std::size_t i = index + 1; i < slots_.size(); ++i) {
         const LateBinding::Parameter& parameter = function_.parameters[i];
-        if (!parameter.out || parameter.type != VT_I4) continue;
-        const LONG count = slots_[i].lent ? *V_I4REF(slots_[i].given) : V_I4(&slots_[i].own);
-        return static_cast<std::size_t>(std::max<LONG>(count, 0));
+        if (parameter.in || !parameter.out || parameter.type != VT_I4) continue;
+        return static_cast<std::size_t>(std::max<LONG>(V_I4(&slots_[i].own), 0));
     }
     return 0;
 }
@@ -377,7 +384,7 @@ void BoundCall::giveBackElements(std::size_t index) {
     const Slot& slot = slots_[index];
     const ScriptElements elements(behind(*slot.given));
     const ByteArray array(slot.own);
-    const std::size_t count = std::min({elements.all().size(), array.bytes().size(), bytesFilled(index)});
+    const std::size_t count = std::min({elements.all().size(), array.bytes().size(), slot.filled});
     for (std::size_t i = 0; i < count; ++i) {
         VARIANT& element = elements.all()[i];
         VariantClear(&element);
@@ -386,23 +393,50 @@ void BoundCall::giveBackElements(std::size_t index) {
     }
 }
 
-HRESULT BoundCall::giveBack() {
+// A text that the entry did not write stays the caller's.
+bool BoundCall::isGivenBack(std::size_t index) const {
+    const Slot& slot = slots_[index];
+    if (slot.lent || !slot.given || !function_.parameters[index].out) return false;
+    return V_VT(&slot.own) != VT_BSTR || V_BSTR(&slot.own);
+}
+
+HRESULT BoundCall::fitOutcomes() {
     for (std::size_t i = 0; i < slots_.size(); ++i) {
         Slot& slot = slots_[i];
-        if (slot.lent || !slot.given || !function_.parameters[i].out) continue;
-        const bool unwritten = V_VT(&slot.own) == VT_BSTR && !V_BSTR(&slot.own);
-        if (unwritten) continue;
+        if (!isGivenBack(i)) continue;
+        if (slot.standsIn) {
+            slot.filled = bytesFilled(i);  // while the count, which comes later, is still the entry's
+            continue;
+        }
+        const VARTYPE given = V_VT(slot.given);
+        if (given == kVariantReference || (given & VT_BYREF) == 0) continue;
+        const HRESULT result = fit(valueType(*slot.given), slot.own);
+        if (FAILED(result)) {
+            wrong_ = slot.givenIndex;
+            return result;
+        }
+    }
+    return S_OK;
+}
+
+HRESULT BoundCall::giveBack(VARIANT* result) {
+    const HRESULT fitted = fitOutcomes();
+    if (FAILED(fitted)) return fitted;
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+        Slot& slot = slots_[i];
+        if (!isGivenBack(i)) continue;
         if (slot.standsIn) {
             giveBackElements(i);
         } else if (V_VT(slot.given) == kVariantReference) {
             moveInto(*V_VARIANTREF(slot.given), slot.own);
         } else if ((V_VT(slot.given) & VT_BYREF) != 0) {
-            const HRESULT result = writeThrough(*slot.given, slot.own);
-            if (FAILED(result)) {
-                wrong_ = slot.givenIndex;
-                return result;
-            }
+            moveThrough(*slot.given, slot.own);
         }
+    }
+    if (result) {
+        makeScriptSafe(returned_);
+        *result = returned_;
+        VariantInit(&returned_);
     }
     return S_OK;
 }

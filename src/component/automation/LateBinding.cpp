@@ -114,13 +114,12 @@ HRESULT LateBinding::invoke(void* target, DISPID id, WORD flags, DISPPARAMS* par
     }
     DISPPARAMS complete = call.forSystem();
     UINT wrong = 0;
-    outcome = info_->Invoke(target, id, flags, &complete, result, exception, &wrong);
+    outcome = info_->Invoke(target, id, flags, &complete, result ? &call.returned() : nullptr, exception, &wrong);
     if (FAILED(outcome)) {
         if (wrongArgument) *wrongArgument = call.callersIndex(wrong);
         return outcome;
     }
-    if (result) makeScriptSafe(*result);
-    const HRESULT given = call.giveBack();
+    const HRESULT given = call.giveBack(result);
     if (FAILED(given)) {
         if (wrongArgument) *wrongArgument = call.wrongArgument();
         return given;
