@@ -13,23 +13,8 @@ namespace {
 constexpr DISPID kOnCpGetMovaCnf = 2;
 constexpr DWORD kLetCallsInFor = 1;  // milliseconds
 
-ComPtr<IGlobalInterfaceTable> globalTable() {
-    ComPtr<IGlobalInterfaceTable> table;
-    CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGlobalInterfaceTable),
-                     reinterpret_cast<void**>(table.receive()));
-    return table;
-}
-
 // The system's proxies answer for their security; objects of clients do not.
 bool isProxy(IDispatch* sink) { return static_cast<bool>(ComPtr<IClientSecurity>::of(sink)); }
-
-// A proxy may be called on the thread that subscribed it only; every other thread fetches its own.
-DWORD makeGlobal(IDispatch* sink, REFIID iid) {
-    DWORD cookie = 0;
-    const auto table = globalTable();
-    if (table) table->RegisterInterfaceInGlobal(sink, iid, &cookie);
-    return cookie;
-}
 
 struct Arguments {
     VARIANT values[3]{};
@@ -54,19 +39,44 @@ void set(VARIANT& argument, Bstr text) {
 
 }  // namespace
 
+EventSinks::TableEntry::~TableEntry() {
+    if (cookie_ != 0) table_->RevokeInterfaceFromGlobal(cookie_);
+}
+
+HRESULT EventSinks::TableEntry::enter(IDispatch* sink, REFIID iid) {
+    const HRESULT result =
+        CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IGlobalInterfaceTable),
+                         reinterpret_cast<void**>(table_.receive()));
+    if (FAILED(result)) return result;
+    iid_ = iid;
+    return table_->RegisterInterfaceInGlobal(sink, iid, &cookie_);
+}
+
+ComPtr<IDispatch> EventSinks::TableEntry::fetch() const {
+    ComPtr<IDispatch> own;
+    table_->GetInterfaceFromGlobal(cookie_, iid_, reinterpret_cast<void**>(own.receive()));
+    return own;
+}
+
 HRESULT EventSinks::advise(IUnknown* subscriber, DWORD* cookie) {
     if (!cookie) return E_POINTER;
     *cookie = 0;
     if (!subscriber) return E_POINTER;
     Place place;
     // An object may have more than one dispatch interface: this one is meant.
-    for (const IID& iid : {__uuidof(_IVeCmdManagerEvents), __uuidof(IDispatch)}) {
+    IID iid{};
+    for (const IID& asked : {__uuidof(_IVeCmdManagerEvents), __uuidof(IDispatch)}) {
         if (place.sink) break;
-        place.iid = iid;
+        iid = asked;
         subscriber->QueryInterface(iid, reinterpret_cast<void**>(place.sink.receive()));
     }
     if (!place.sink) return CONNECT_E_CANNOTCONNECT;
-    if (isProxy(place.sink.get())) place.globalCookie = makeGlobal(place.sink.get(), place.iid);
+    if (isProxy(place.sink.get())) {
+        const auto entry = std::make_shared<TableEntry>();
+        const HRESULT result = entry->enter(place.sink.get(), iid);
+        if (FAILED(result)) return result;
+        place.entry = entry;
+    }
 
     const std::lock_guard guard(mutex_);
     const auto free = std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.cookie == 0; });
@@ -86,7 +96,6 @@ HRESULT EventSinks::unadvise(DWORD cookie) {
         if (place == places_.end()) return CONNECT_E_NOCONNECTION;
         std::swap(left, *place);
     }
-    abandon(left);
     return S_OK;
 }
 
@@ -96,13 +105,6 @@ void EventSinks::clear() {
         const std::lock_guard guard(mutex_);
         left.swap(places_);
     }
-    for (const Place& place : left) abandon(place);
-}
-
-void EventSinks::abandon(const Place& place) {
-    if (place.globalCookie == 0) return;
-    const auto table = globalTable();
-    if (table) table->RevokeInterfaceFromGlobal(place.globalCookie);
 }
 
 std::vector<EventSinks::Subscriber> EventSinks::subscribers() const {
@@ -121,19 +123,15 @@ std::size_t EventSinks::count() const {
 
 ComPtr<IDispatch> EventSinks::reachable(std::size_t place) const {
     ComPtr<IDispatch> sink;
-    DWORD globalCookie = 0;
-    IID iid{};
+    std::shared_ptr<const TableEntry> entry;
     {
         const std::lock_guard guard(mutex_);
         if (place >= places_.size()) return sink;
         sink = places_[place].sink;
-        iid = places_[place].iid;
-        globalCookie = places_[place].globalCookie;
+        entry = places_[place].entry;
     }
-    if (globalCookie == 0) return sink;
     ComPtr<IDispatch> own;
-    const auto table = globalTable();
-    if (table) table->GetInterfaceFromGlobal(globalCookie, iid, reinterpret_cast<void**>(own.receive()));
+    if (entry) own = entry->fetch();
     return own ? own : sink;
 }
 
@@ -154,11 +152,16 @@ void EventSinks::OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const s
 }
 
 // Sinks may use COM on the thread that calls them. Kept by thread, since one may still be ending when the next begins,
-// but not in the runtime's thread storage: that opens handles, which stay behind when the thread takes the module with it.
+// but not in the runtime's thread storage: that opens handles, which stay behind when the thread takes the module with
+// it.
 void EventSinks::readerStarted() {
-    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return;
+    {
+        const std::lock_guard guard(mutex_);
+        comThreads_.push_back(GetCurrentThreadId());  // first: with no memory for it, COM is not initialised either
+    }
+    if (SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return;
     const std::lock_guard guard(mutex_);
-    comThreads_.push_back(GetCurrentThreadId());
+    std::erase(comThreads_, GetCurrentThreadId());
 }
 
 void EventSinks::readerEnded() {

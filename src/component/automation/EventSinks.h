@@ -2,12 +2,13 @@
 // thread that runs the receive engine, without a lock held; a sink may unsubscribe itself or others meanwhile.
 #pragma once
 #include <cstdint>
-#include <mutex>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "component/CVeCmdManager.h"
 #include "component/automation/ComPtr.h"
+#include "platform/PlainMutex.h"
 
 namespace mova {
 
@@ -32,18 +33,34 @@ public:
     void letCallsIn() override;
 
 private:
+    // A proxy may be called on the thread that subscribed it only; through the system's table every other thread
+    // fetches its own.
+    class TableEntry {
+    public:
+        TableEntry() = default;
+        TableEntry(const TableEntry&) = delete;
+        TableEntry& operator=(const TableEntry&) = delete;
+        ~TableEntry();
+
+        HRESULT enter(IDispatch* sink, REFIID iid);
+        ComPtr<IDispatch> fetch() const;  // empty when that fails
+
+    private:
+        ComPtr<IGlobalInterfaceTable> table_;  // kept: what was entered can be removed with no memory left
+        IID iid_{};
+        DWORD cookie_ = 0;  // 0: not entered
+    };
+
     struct Place {
-        DWORD cookie = 0;        // 0: nobody
-        ComPtr<IDispatch> sink;  // as it was subscribed
-        IID iid{};               // the interface that this is
-        DWORD globalCookie = 0;  // 0: called directly
+        DWORD cookie = 0;                         // 0: nobody
+        ComPtr<IDispatch> sink;                   // as it was subscribed
+        std::shared_ptr<const TableEntry> entry;  // null: called directly
     };
 
     std::size_t count() const;
     ComPtr<IDispatch> reachable(std::size_t place) const;
-    static void abandon(const Place& place);
 
-    mutable std::mutex mutex_;
+    mutable PlainMutex mutex_;
     std::vector<Place> places_;
     std::vector<DWORD> comThreads_;  // that COM was initialised on, and is to be uninitialised
     DWORD lastCookie_ = 0;
