@@ -1,8 +1,9 @@
 #include "allocation/Shortage.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <new>
+
+namespace mova::memory {
 
 namespace {
 
@@ -13,6 +14,20 @@ std::atomic<unsigned> until{0};  // watched allocations before the first that fa
 std::atomic<unsigned> failed{0};
 thread_local bool watched = false;
 thread_local int rests = 0;
+
+void begin(Shortage kind, unsigned nth) {
+    failed = 0;
+    until = nth - 1;
+    shortage = kind;
+}
+
+}  // namespace
+
+void failOnce(unsigned nth) { begin(Shortage::Once, nth); }
+void failFrom(unsigned nth) { begin(Shortage::From, nth); }
+void relieve() { shortage = Shortage::None; }
+unsigned failures() { return failed; }
+bool reached() { return failed > 0; }
 
 // One thread runs at a time; the others wait for the baton.
 bool fails() {
@@ -26,31 +41,6 @@ bool fails() {
     return true;
 }
 
-void* allocate(std::size_t size) {
-    if (!fails()) {
-        if (void* const memory = std::malloc(size > 0 ? size : 1)) return memory;
-    }
-    throw std::bad_alloc();
-}
-
-void* allocateOrNull(std::size_t size) noexcept { return fails() ? nullptr : std::malloc(size > 0 ? size : 1); }
-
-void begin(Shortage kind, unsigned nth) {
-    failed = 0;
-    until = nth - 1;
-    shortage = kind;
-}
-
-}  // namespace
-
-namespace mova::memory {
-
-void failOnce(unsigned nth) { begin(Shortage::Once, nth); }
-void failFrom(unsigned nth) { begin(Shortage::From, nth); }
-void relieve() { shortage = Shortage::None; }
-unsigned failures() { return failed; }
-bool reached() { return failed > 0; }
-
 void allocationPoint() {
     if (fails()) throw std::bad_alloc();
 }
@@ -60,12 +50,3 @@ void pause() { ++rests; }
 void resume() { --rests; }
 
 }  // namespace mova::memory
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocateOrNull(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocateOrNull(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }

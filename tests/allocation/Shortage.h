@@ -1,6 +1,7 @@
-// A shortage of memory when it is wanted. This test program allocates through operators of its own: while a shortage is
-// on, allocations of code that is watched fail, the nth of them once or all of them from the nth on. Watched is what
-// runs inside a Watch, on any thread; a Rest inside it is not (the scripted platform, the tests themselves).
+// A shortage of memory when it is wanted. The test program allocates through operators of its own, or stands between a
+// DLL and the system: while a shortage is on, allocations of code that is watched fail, the nth of them once or all of
+// them from the nth on. Watched is what runs inside a Watch, on any thread; a Rest inside it is not (the scripted
+// platform, the tests themselves).
 #pragma once
 #include <functional>
 
@@ -12,6 +13,8 @@ void relieve();       // no shortage any more
 unsigned failures();  // handed out since the shortage began
 bool reached();       // at least one
 
+// Asked once for each allocation: whether it is one that fails.
+bool fails();
 // A place at which the system would allocate for its caller: throws std::bad_alloc as an allocation would.
 void allocationPoint();
 
