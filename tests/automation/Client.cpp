@@ -93,8 +93,13 @@ namespace {
 
 Outcome invoke(IDispatch* object, DISPID id, DISPPARAMS parameters, WORD flags) {
     Outcome outcome;
+    EXCEPINFO exception{};
     outcome.result = object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &parameters, &outcome.value.raw(),
-                                    nullptr, &outcome.wrongArgument);
+                                    &exception, &outcome.wrongArgument);
+    outcome.raised = exception.scode;
+    for (const BSTR text : {exception.bstrSource, exception.bstrDescription, exception.bstrHelpFile}) {
+        SysFreeString(text);
+    }
     return outcome;
 }
 

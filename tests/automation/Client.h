@@ -56,6 +56,10 @@ struct Outcome {
     HRESULT result = E_FAIL;
     Variant value;
     UINT wrongArgument = 0xFFFF;
+    HRESULT raised = S_OK;  // by the entry itself
+
+    // The error that a script's host tells.
+    HRESULT failure() const { return result == DISP_E_EXCEPTION ? raised : result; }
 };
 
 // Arguments in natural order.
