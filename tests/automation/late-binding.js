@@ -17,6 +17,7 @@ check("SendNormalAtCmd, empty", handset.SendNormalAtCmd(0, ""), 0x2007);
 check("VbSetAtCmdProperty", handset.VbSetAtCmdProperty(105, 0), 0);
 check("VbSetAtCmdProperty, unknown", handset.VbSetAtCmdProperty(50, 0), 0x3001);
 check("VbSwitchOperateMode", handset.VbSwitchOperateMode(2, 0), 0);
+check("VbSwitchOperateMode, requests wait for OK", handset.VbSwitchOperateMode(3, 0), 0);
 check("VbRfVarReq", handset.VbRfVarReq(2, 7, "1,2,3,0A0B0C"), 0);
 check("VbSwitchOperateMode, back", handset.VbSwitchOperateMode(0, 0), 0);
 
