@@ -100,6 +100,7 @@ HRESULT EventSinks::unadvise(DWORD cookie) {
 }
 
 void EventSinks::clear() {
+    // cppcheck-suppress variableScope ; outlives the lock: sinks are released without it
     std::vector<Place> left;
     {
         const std::lock_guard guard(mutex_);
