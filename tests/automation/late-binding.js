@@ -83,7 +83,7 @@ check("ProprietaryCloseComPort", handset.ProprietaryCloseComPort(0), 0);
 handset = null;
 
 WScript.Echo(checks + " checks, " + failures + " failed");
-if (failures === 0 && checks === 48) {
+if (failures === 0 && checks === 49) {
     WScript.Echo("ALL PASSED");
     WScript.Quit(0);
 }
