@@ -13,7 +13,7 @@ BUILD = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 and not sys.argv[1
 MOVA = os.path.join(BUILD, "mova")
 HANDSET = os.path.join(BUILD, "mova-handset")
 SOURCE = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
-GENEROUS = 60  # seconds; machines are busy
+GENEROUS = 180  # seconds; machines are busy
 
 
 def wait_until(condition, what):

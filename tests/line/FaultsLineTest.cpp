@@ -202,7 +202,7 @@ TEST_F(FaultsLine, ACloseEndsAWait) {
         });
         manager_.ResetCmdManager(0);
     });
-    EXPECT_EQ(readCode(), 0x4004U);  // long before its 60 seconds are over
+    EXPECT_EQ(readCode(), 0x4004U);  // long before its time is over
     closer.join();
     EXPECT_EQ(manager_.InitCmdManager(0), 0U);
 }

@@ -27,13 +27,13 @@ using handset::PtyHandset;
 // A test that takes longer is ended with its process.
 class Hangs {
 public:
-    Hangs() { alarm(120); }
+    Hangs() { alarm(600); }
     ~Hangs() { alarm(0); }
 };
 
 // Until the condition holds; false when it does not within the generous limit.
 inline bool waitUntil(const std::function<bool()>& condition) {
-    constexpr std::chrono::seconds kGenerousLimit(30);
+    constexpr std::chrono::seconds kGenerousLimit(120);
     const auto deadline = std::chrono::steady_clock::now() + kGenerousLimit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) return false;
@@ -101,7 +101,7 @@ enum class Timeout : std::int32_t { RfAcknowledgement = 3, TextAcknowledgement =
 class LineStation {
 public:
     static constexpr std::int32_t kPort = 3;
-    static constexpr std::int32_t kPatience = 60'000;      // milliseconds
+    static constexpr std::int32_t kPatience = 240'000;     // milliseconds
     static constexpr std::uint32_t kAnswersEndWithOk = 3;  // operating mode
 
     explicit LineStation(Profile profile = atOnce(), std::shared_ptr<ConfirmationEvents> events = nullptr)

@@ -88,7 +88,7 @@ void PtyHandset::with(const std::function<void(Handset&)>& action) {
 }
 
 void PtyHandset::unplug() {
-    const std::lock_guard guard(mutex_);
+    std::unique_lock guard(mutex_);
     if (master_ < 0) return;
     if (!link_.empty()) unlink(link_.c_str());
     close(master_);
@@ -96,6 +96,7 @@ void PtyHandset::unplug() {
     unsent_.clear();
     handset_.lineLost();
     wake();
+    left_.wait(guard, [this] { return !polled_; });
 }
 
 void PtyHandset::replug() {
@@ -119,8 +120,15 @@ void PtyHandset::serve() {
             wait = until(handset_.nextDue(), nowMicroseconds());
             // A hung-up slave side reports POLLHUP for ever; it is looked at again after a pause.
             polled[1] = {master_, static_cast<short>(POLLIN | (unsent_.empty() ? 0 : POLLOUT)), 0};
+            polled_ = master_ >= 0;
         }
-        if (ppoll(polled.data(), polled.size(), &wait, nullptr) < 0 && errno != EINTR) return;
+        const bool broken = ppoll(polled.data(), polled.size(), &wait, nullptr) < 0 && errno != EINTR;
+        {
+            const std::lock_guard guard(mutex_);
+            polled_ = false;
+        }
+        left_.notify_all();
+        if (broken) return;
         if (polled[0].revents & POLLIN) {
             std::uint64_t count = 0;
             [[maybe_unused]] const auto got = read(wakeUp_, &count, sizeof count);

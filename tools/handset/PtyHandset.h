@@ -2,6 +2,7 @@
 // goes through with().
 #pragma once
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -22,8 +23,8 @@ public:
 
     std::string slavePath() const;
     void with(const std::function<void(Handset&)>& action);  // and looks after what is due then
-    void unplug();  // the line hangs up; the link is gone
-    void replug();  // a new terminal, the link leads to it
+    void unplug();                                           // the line hangs up; the link is gone
+    void replug();                                           // a new terminal, the link leads to it
     bool isPlugged() const;
 
     static std::uint64_t nowMicroseconds();
@@ -38,6 +39,8 @@ private:
     mutable std::mutex mutex_;  // guards what follows
     Handset handset_;
     int master_ = -1;
+    bool polled_ = false;  // the terminal, which lives on while it is, closed or not
+    std::condition_variable left_;
     std::string slavePath_;
     std::string unsent_;  // due, and not yet taken by the terminal
     int wakeUp_ = -1;
