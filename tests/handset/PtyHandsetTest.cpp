@@ -47,6 +47,7 @@ public:
         }
         return bytes;
     }
+    bool takes(const std::string& bytes) const { return write(descriptor_, bytes.data(), bytes.size()) >= 0; }
     bool seesHangUp() const {
         pollfd awaited{descriptor_, 0, 0};
         return poll(&awaited, 1, kGenerousLimit) == 1 && (awaited.revents & POLLHUP) != 0;
@@ -122,6 +123,16 @@ TEST(PtyHandset, UnpluggedTheLineHangsUpAndTheLinkIsGone) {
     EXPECT_FALSE(handset.isPlugged());
     EXPECT_FALSE(std::filesystem::is_symlink(folder.file("COM3")));
     handset.unplug();  // once is enough
+}
+
+TEST(PtyHandset, UnpluggedTheLineTakesNothingMore) {
+    PtyHandset handset(atOnce());
+    for (int i = 0; i < 300; ++i) {
+        const Caller caller(handset.slavePath());
+        handset.unplug();
+        EXPECT_FALSE(caller.takes("A")) << i;
+        handset.replug();
+    }
 }
 
 TEST(PtyHandset, PluggedInAgainItAnswersThroughTheSameLink) {
