@@ -92,8 +92,8 @@ void showTrace(const TraceOptions& options, Context& context) {
 
 void describeTrace(CLI::App& command, Context& context) {
     command.description(
-        "Shows where the time went in a trace file: exchanges by kind, latencies, errors, repetitions; with --html as "
-        "a "
+        "Shows where the time went in a trace file: exchanges by kind, latencies, errors, repetitions; "
+        "with --html as a "
         "page with a sequence chart for any browser");
     const auto options = std::make_shared<TraceOptions>();
     command.add_option("file", options->file, "the trace file that --trace or ActivateMovaLogging wrote")

@@ -153,8 +153,7 @@ void EventSinks::OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const s
 }
 
 // Sinks may use COM on the thread that calls them. Kept by thread, since one may still be ending when the next begins,
-// but not in the runtime's thread storage: that opens handles, which stay behind when the thread takes the module with
-// it.
+// but not in the runtime's thread storage: that opens handles, which stay behind when the thread unloads the module.
 void EventSinks::readerStarted() {
     {
         const std::lock_guard guard(mutex_);
