@@ -2,7 +2,7 @@
 # wine.sh SAMPLES: times the Windows client in a private Wine prefix; JSON lines on the standard output.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-source tools/setup/wine.sh
+source scripts/wine.sh
 
 prefix=$PWD/build/bench/wine
 handsets=()

@@ -1,5 +1,5 @@
 # What keeps a fault in the code from becoming a way in: stack protector, checked copies, addresses that differ from run
-# to run, no memory both writable and executable. tests/automation/check-dll.py and tests/house/check-program.sh see to it.
+# to run, no memory both writable and executable. tests/checks/check-dll.py and tests/checks/check-program.sh see to it.
 add_compile_options(-fstack-protector-strong)
 if(WIN32)
   add_link_options(-fstack-protector-strong -Wl,--dynamicbase -Wl,--nxcompat)

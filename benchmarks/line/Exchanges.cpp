@@ -5,8 +5,8 @@
 #include <functional>
 #include <stdexcept>
 
-#include "component/CVeCmdManager.h"
-#include "device/HexText.h"
+#include "mova/CVeCmdManager.h"
+#include "base/HexText.h"
 #include "line/LineBenches.h"
 #include "platform/posix/PosixPlatform.h"
 #include "support/BareLine.h"

@@ -12,8 +12,8 @@
 #include <stdexcept>
 #include <thread>
 
-#include "component/CVeCmdManager.h"
-#include "device/HexText.h"
+#include "mova/CVeCmdManager.h"
+#include "base/HexText.h"
 #include "line/LineBenches.h"
 #include "platform/posix/PosixPlatform.h"
 #include "support/BareLine.h"

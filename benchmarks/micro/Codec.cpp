@@ -18,7 +18,7 @@
 #include <random>
 #include <vector>
 
-#include "device/HexText.h"
+#include "base/HexText.h"
 #include "transport/FrameCodec.h"
 
 namespace mova::bench {

@@ -1,7 +1,7 @@
 #include "atchannel/AtChannel.h"
 
 #include "logging/LogWriter.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "device/HexText.h"
-#include "logging/Text.h"
+#include "base/HexText.h"
+#include "base/Text.h"
 
 namespace mova {
 

@@ -1,8 +1,8 @@
 #include "atchannel/DeviceInfo.h"
 
 #include "atchannel/FlashStatus.h"
-#include "device/HexText.h"
-#include "logging/Text.h"
+#include "base/HexText.h"
+#include "base/Text.h"
 
 namespace mova {
 

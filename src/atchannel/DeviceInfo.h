@@ -8,7 +8,7 @@
 #include "atchannel/AtChannel.h"
 #include "atchannel/IdentityFields.h"
 #include "services/E2pRequests.h"
-#include "services/Fields.h"
+#include "base/Fields.h"
 
 namespace mova {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "device/HexText.h"
-#include "logging/Text.h"
+#include "base/HexText.h"
+#include "base/Text.h"
 
 namespace mova {
 

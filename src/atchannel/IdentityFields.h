@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "services/Fields.h"
+#include "base/Fields.h"
 
 namespace mova {
 

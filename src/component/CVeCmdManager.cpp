@@ -1,10 +1,10 @@
-#include "component/CVeCmdManager.h"
+#include "mova/CVeCmdManager.h"
 
 #include <algorithm>
 
 #include "atchannel/OperatingMode.h"
 #include "component/Rooms.h"
-#include "device/HexText.h"
+#include "base/HexText.h"
 
 namespace mova {
 

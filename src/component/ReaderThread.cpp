@@ -4,7 +4,7 @@
 #include <mutex>
 #include <utility>
 
-#include "device/ErrorCodes.h"
+#include "mova/Codes.h"
 
 namespace mova {
 

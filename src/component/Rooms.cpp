@@ -1,6 +1,6 @@
 #include "component/Rooms.h"
 
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova {
 

@@ -9,7 +9,7 @@
 #include "atchannel/AtChannel.h"
 #include "atchannel/AtProperties.h"
 #include "atchannel/DeviceInfo.h"
-#include "component/CVeCmdManager.h"
+#include "mova/CVeCmdManager.h"
 #include "component/MyCallback.h"
 #include "component/ReaderThread.h"
 #include "device/DirectAccess.h"

@@ -2,10 +2,10 @@
 
 #include <array>
 
-#include "device/HexText.h"
+#include "base/HexText.h"
 #include "device/PortDiscovery.h"
 #include "logging/LogWriter.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova {
 

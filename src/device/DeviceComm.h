@@ -11,8 +11,8 @@
 #include <string>
 
 #include "device/CCallBack.h"
-#include "device/ErrorCodes.h"
-#include "logging/Text.h"
+#include "mova/Codes.h"
+#include "base/Text.h"
 #include "platform/Platform.h"
 
 namespace mova {

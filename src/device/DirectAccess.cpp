@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "device/HexText.h"
+#include "base/HexText.h"
 
 namespace mova {
 

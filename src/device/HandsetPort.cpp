@@ -1,6 +1,6 @@
 #include "device/HandsetPort.h"
 
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova {
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstring>
 
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova {
 

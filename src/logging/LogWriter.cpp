@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "logging/Text.h"
-#include "platform/MadeOnce.h"
+#include "base/Text.h"
+#include "base/MadeOnce.h"
 #include "platform/PlainMutex.h"
 
 namespace mova {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "device/HexText.h"
+#include "base/HexText.h"
 #include "logging/LogWriter.h"
 
 namespace mova {

@@ -4,7 +4,7 @@
 #include <array>
 #include <string>
 
-#include "device/HexText.h"
+#include "base/HexText.h"
 #include "logging/LogWriter.h"
 
 namespace mova {

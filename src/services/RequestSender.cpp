@@ -1,6 +1,6 @@
 #include "services/RequestSender.h"
 
-#include "device/HexText.h"
+#include "base/HexText.h"
 #include "logging/LogWriter.h"
 #include "transport/FrameCodec.h"
 

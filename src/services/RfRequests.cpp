@@ -4,8 +4,8 @@
 #include <array>
 #include <string>
 
-#include "device/HexText.h"
-#include "services/Fields.h"
+#include "base/HexText.h"
+#include "base/Fields.h"
 
 namespace mova {
 

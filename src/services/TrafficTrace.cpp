@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova {
 

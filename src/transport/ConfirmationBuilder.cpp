@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "device/ErrorCodes.h"
-#include "device/HexText.h"
-#include "logging/Text.h"
+#include "mova/Codes.h"
+#include "base/HexText.h"
+#include "base/Text.h"
 
 namespace mova {
 

@@ -1,7 +1,7 @@
 #include "transport/FrameCodec.h"
 
-#include "device/ErrorCodes.h"
-#include "device/HexText.h"
+#include "mova/Codes.h"
+#include "base/HexText.h"
 
 namespace mova {
 

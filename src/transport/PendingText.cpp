@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova {
 

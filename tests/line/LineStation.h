@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "component/CVeCmdManager.h"
+#include "mova/CVeCmdManager.h"
 #include "handset/PtyHandset.h"
-#include "platform/TempFolder.h"
+#include "unit/platform/TempFolder.h"
 #include "platform/posix/PosixPlatform.h"
 
 namespace mova::line {

@@ -11,8 +11,8 @@
 
 #include "line/LeftOver.h"
 #include "logging/LogWriter.h"
-#include "platform/ChildProcess.h"
-#include "platform/DatagramListener.h"
+#include "unit/platform/ChildProcess.h"
+#include "unit/platform/DatagramListener.h"
 #include "platform/posix/FileDescriptor.h"
 #include "services/TrafficTrace.h"
 

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "line/LeftOver.h"
-#include "platform/PseudoTerminal.h"
+#include "unit/platform/PseudoTerminal.h"
 
 namespace mova::line {
 namespace {

@@ -4,7 +4,7 @@
 #include "cli/CodeTable.h"
 #include "cli/Commands.h"
 #include "cli/Numbers.h"
-#include "device/ErrorCodes.h"
+#include "mova/Codes.h"
 
 namespace mova::cli {
 

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "cli/Numbers.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

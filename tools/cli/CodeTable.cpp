@@ -3,8 +3,8 @@
 #include <array>
 
 #include "cli/Numbers.h"
-#include "device/ErrorCodes.h"
-#include "logging/Text.h"
+#include "mova/Codes.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -5,8 +5,8 @@
 #include "cli/AtExchange.h"
 #include "cli/CodeTable.h"
 #include "cli/Numbers.h"
-#include "device/ErrorCodes.h"
-#include "logging/Text.h"
+#include "mova/Codes.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -4,8 +4,8 @@
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
 #include "cli/Numbers.h"
-#include "device/HexText.h"
-#include "logging/Text.h"
+#include "base/HexText.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

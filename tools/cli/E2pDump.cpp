@@ -8,7 +8,7 @@
 #include "cli/Numbers.h"
 #include "cli/Progress.h"
 #include "cli/TextFile.h"
-#include "device/ErrorCodes.h"
+#include "mova/Codes.h"
 
 namespace mova::cli {
 

@@ -5,7 +5,7 @@
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 #include "cli/TextFile.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

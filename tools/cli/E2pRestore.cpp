@@ -4,7 +4,7 @@
 #include "cli/E2pTransfer.h"
 #include "cli/Numbers.h"
 #include "cli/Progress.h"
-#include "device/ErrorCodes.h"
+#include "mova/Codes.h"
 
 namespace mova::cli {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/PortTarget.h"
-#include "component/CVeCmdManager.h"
+#include "mova/CVeCmdManager.h"
 
 namespace mova::cli {
 

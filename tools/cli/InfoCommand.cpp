@@ -7,8 +7,8 @@
 #include "cli/Context.h"
 #include "cli/Numbers.h"
 #include "cli/Table.h"
-#include "device/ErrorCodes.h"
-#include "logging/Text.h"
+#include "mova/Codes.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -9,7 +9,7 @@
 #include "cli/Commands.h"
 #include "cli/HelpFormatter.h"
 #include "cli/ManPage.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

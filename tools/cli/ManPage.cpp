@@ -6,7 +6,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/HelpFormatter.h"
 #include "cli/Numbers.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

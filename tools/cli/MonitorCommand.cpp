@@ -4,7 +4,7 @@
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
 #include "cli/Numbers.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "cli/Terminal.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -3,7 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Numbers.h"
-#include "device/HexText.h"
+#include "base/HexText.h"
 
 namespace mova::cli {
 

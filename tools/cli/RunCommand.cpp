@@ -6,7 +6,7 @@
 #include "cli/Interpreter.h"
 #include "cli/RunReport.h"
 #include "cli/TextFile.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -7,7 +7,7 @@
 #include "cli/CodeTable.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
-#include "logging/Text.h"
+#include "base/Text.h"
 
 namespace mova::cli {
 

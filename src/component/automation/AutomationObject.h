@@ -4,7 +4,7 @@
 #include <atomic>
 #include <memory>
 
-#include "component/CVeCmdManager.h"
+#include "mova/CVeCmdManager.h"
 #include "component/automation/ConnectionPoint.h"
 #include "component/automation/EventSinks.h"
 #include "component/automation/LateBinding.h"

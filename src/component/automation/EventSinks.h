@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "component/CVeCmdManager.h"
+#include "mova/CVeCmdManager.h"
 #include "component/automation/ComPtr.h"
 #include "platform/PlainMutex.h"
 

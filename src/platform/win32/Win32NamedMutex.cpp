@@ -1,6 +1,6 @@
 #include "platform/win32/Win32NamedMutex.h"
 
-#include "platform/MadeOnce.h"
+#include "base/MadeOnce.h"
 #include "platform/win32/Win32Mutex.h"
 
 namespace mova {

@@ -1,0 +1,63 @@
+# How tests are built and run. Every folder of tests/ says with these functions what it has.
+find_package(GTest REQUIRED)
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+# Sanitizer builds have no programs to try: only what runs in a test's own process.
+if(MOVA_SANITIZE)
+  set(MOVA_TEST_PROGRAMS OFF)
+else()
+  set(MOVA_TEST_PROGRAMS ON)
+endif()
+
+# Tests are built quickly rather than fast; the code that they try keeps its optimisation.
+function(mova_test_code target)
+  if(MOVA_FUZZ)  # hunts want the speed
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE -O0 -g0)
+  set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)  # as the header was compiled
+  if(target STREQUAL mova-test-support)
+    target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <string> <vector> <map> <functional> <memory>)
+  else()
+    target_precompile_headers(${target} REUSE_FROM mova-test-support)
+  endif()
+endfunction()
+
+# mova_test(NAME [SHARDS n] [REAL_TIME] [BUSY] [SOURCES file...] [LIBRARIES library...]): the folder's test program,
+# test-NAME, of all its files and SOURCES. SHARDS: it has much waiting and is dealt out to so many processes.
+# REAL_TIME: it waits in real time and gets the processors before the others. BUSY: one beside those that wait.
+function(mova_test name)
+  cmake_parse_arguments(TEST "REAL_TIME;BUSY" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+  add_executable(test-${name} ${sources} ${TEST_SOURCES})
+  target_link_libraries(test-${name} PRIVATE mova-test-support mova-handset GTest::gmock_main ${TEST_LIBRARIES})
+  mova_test_code(test-${name})
+  set_target_properties(test-${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
+  set(shards 1)
+  if(TEST_SHARDS)
+    set(shards ${TEST_SHARDS})
+  endif()
+  set(label virtual-time)
+  set(priority nice -n 19)
+  if(TEST_REAL_TIME)
+    set(label real-time)
+    set(priority)
+  endif()
+  foreach(shard RANGE 1 ${shards})
+    math(EXPR index "${shard} - 1")
+    add_test(NAME ${name}-${shard} COMMAND ${priority} $<TARGET_FILE:test-${name}> --gtest_brief=1)
+    set_tests_properties(${name}-${shard} PROPERTIES TIMEOUT 900 LABELS ${label}
+                         ENVIRONMENT "GTEST_TOTAL_SHARDS=${shards};GTEST_SHARD_INDEX=${index}")
+    if(TEST_BUSY)
+      set_tests_properties(${name}-${shard} PROPERTIES PROCESSORS 4)
+    endif()
+  endforeach()
+endfunction()
+
+# mova_program_test(NAME COMMAND...): tries programs as their users do, in real time. Not under sanitizers.
+function(mova_program_test name)
+  if(MOVA_TEST_PROGRAMS)
+    add_test(NAME ${name} COMMAND ${ARGN})
+    set_tests_properties(${name} PROPERTIES TIMEOUT 900 LABELS real-time ENVIRONMENT PYTHONDONTWRITEBYTECODE=1)
+  endif()
+endfunction()

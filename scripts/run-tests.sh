@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# Runs what ./test has built, and analyses the code: the native tests, the same under sanitizers, and the component under Wine.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+failed=()
+again=()  # presets
+
+native() {
+    local preset=$1 log=build/$1-tests.log
+    echo "--- native tests, $preset"
+    ctest --test-dir "build/$preset" -V -j "$((4 * $(nproc)))" >"$log" 2>&1 || {
+        tell_failures "$log"
+        if may_try_again "$preset"; then again+=("$preset"); else failed+=("$preset"); fi
+    }
+    tail -n 12 "$log" | grep -E "tests passed|Total Test time|^\s+[0-9]+ - "
+    awk '/\[  PASSED  \]/ { passed += $(NF - 1) } END { print passed, "test cases passed" }' "$log"
+}
+
+tell_failures() {
+    grep -nE "Failure$|FAILED|does not hold|no file reaches|nothing there to replay|ERROR: |WARNING: ThreadSanitizer|runtime error|Timeout|Exception" -A 12 "$1" | head -n 150
+}
+
+# What waits in real time may fail because a busy machine let it wait; nothing else, no crash, and no finding of a sanitizer.
+may_try_again() {
+    local failures waiting
+    failures=$(sed -n '/^The following tests FAILED:/,$s/^\s*[0-9]* - //p' "build/$1-tests.log")
+    waiting=$(ctest --test-dir "build/$1" -N -L real-time | sed -n 's/^ *Test *#[0-9]*: \(.*\)/\1 (Failed)/p')
+    [ -n "$failures" ] && ! grep -qvxFf <(echo "$waiting") <<<"$failures" &&
+        ! grep -qE "ERROR: |WARNING: ThreadSanitizer|runtime error" "build/$1-tests.log"
+}
+
+# Alone this time.
+try_again() {
+    local preset=$1 log=build/$1-again.log
+    echo "--- native tests, $preset, again: what failed beside the others"
+    ctest --test-dir "build/$preset" --rerun-failed -V >"$log" 2>&1 || { tell_failures "$log"; failed+=("$preset"); }
+    grep -E "Test +#.*(Passed|Failed)|tests passed" "$log"
+}
+
+# Most of what runs under Wine is waiting for ports to close: it has the time meanwhile.
+{
+    tests/wine/run-under-wine.sh build/windows-x64 build/linux && tests/wine/tools-under-wine.sh build/windows-x64 build/linux
+} >build/automation.log 2>&1 &
+under_wine=$!
+native linux
+native linux-asan
+native linux-tsan
+echo "--- both DLLs, from outside"
+tests/checks/check-dll.py build/windows-x64/MovaCmdSvr.dll AMD64 || failed+=("64-bit DLL")
+tests/checks/check-dll.py build/windows-x86/MovaCmdSvr.dll I386 || failed+=("32-bit DLL")
+tests/checks/check-dll.py build/windows-x64/mova-handset.exe AMD64 || failed+=("64-bit handset")
+tests/checks/check-dll.py build/windows-x86/mova-handset.exe I386 || failed+=("32-bit handset")
+echo "--- the component under Wine"
+wait "$under_wine" || failed+=("under Wine")
+cat build/automation.log
+for preset in "${again[@]}"; do try_again "$preset"; done
+
+echo "--- static analysis"
+scripts/analyse.py || failed+=("static analysis")
+echo "--- benchmarks in their short form: that they work, nothing of their figures"
+scripts/run-benchmarks.sh --quick >build/bench-quick.log 2>&1 || { tail -n 20 build/bench-quick.log; failed+=("benchmarks"); }
+
+if [ ${#failed[@]} -gt 0 ]; then
+    echo "FAILED: ${failed[*]}"
+    exit 1
+fi
+echo "everything passed"

@@ -1,0 +1,148 @@
+// Runs conversations: every seed of a range, seeds that once failed, the same seed twice.
+//
+//     test-conversation                                         what ./test runs
+//     test-conversation --seeds=1-200000                        a campaign
+//     test-conversation --seed=4711 [--steps=12] [--trace]      one conversation again, step by step
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "campaigns/conversation/Conversation.h"
+
+namespace mova::conversation {
+
+namespace {
+
+#if defined(__SANITIZE_THREAD__)
+constexpr std::uint64_t kUsualSeeds = 300;
+#elif defined(__SANITIZE_ADDRESS__)
+constexpr std::uint64_t kUsualSeeds = 700;
+#else
+constexpr std::uint64_t kUsualSeeds = 3000;
+#endif
+
+// Kept for good: each of these has once found what few others find, a mistake of the component or one that was planted:
+// 113 short lines, 125 the code of a stopped wait, 161 the limit of a paced write, 271 the wake attempts, 550 lines
+// that are put back in front, 2875 a handle that would not close, 51100 an answer longer than its time-out,
+// 293482 a line out of its turn behind a stray CR.
+constexpr std::uint64_t kOnceFailed[] = {113, 125, 161, 271, 550, 2875, 51100, 55153, 293482};
+
+std::uint64_t firstSeed = 1;
+std::uint64_t lastSeed = kUsualSeeds;
+Settings settings;
+volatile std::uint64_t runningSeed = 0;
+
+std::string replay(std::uint64_t seed) {
+    return "replay: build/linux/tests/test-conversation --seed=" + std::to_string(seed) +
+           " --steps=" + std::to_string(settings.steps) + " --trace";
+}
+
+// The platform ends the process when nothing can move any more.
+extern "C" void tellSeed(int) {
+    std::fprintf(stderr, "seed %llu, --steps=%d\n", static_cast<unsigned long long>(runningSeed), settings.steps);
+    std::signal(SIGABRT, SIG_DFL);
+}
+
+std::string printable(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        constexpr std::string_view kDigits = "0123456789ABCDEF";
+        if (c == '\n' || (byte >= 32 && byte < 127))
+            out += c;
+        else
+            out.append("\\x").append(1, kDigits[byte / 16]).append(1, kDigits[byte % 16]);
+    }
+    return out;
+}
+
+Outcome run(std::uint64_t seed) {
+    runningSeed = seed;
+    Outcome outcome = converse(seed, settings);
+    if (outcome.mismatch.empty() && !::testing::Test::HasFailure()) return outcome;
+    constexpr std::size_t kTail = 30;
+    std::string text = "seed " + std::to_string(seed) + "\n" + outcome.mismatch + "\nthe last of the conversation:\n";
+    const auto& lines = outcome.transcript;
+    for (std::size_t i = lines.size() > kTail ? lines.size() - kTail : 0; i < lines.size(); ++i)
+        text += lines[i] + "\n";
+    ADD_FAILURE() << printable(text) << replay(seed);
+    return outcome;
+}
+
+TEST(Conversation, EveryAnswerIsWhatTheModelSays) {
+    std::uint64_t exchanges = 0, records = 0, confirmations = 0, delivered = 0, milliseconds = 0, seeds = 0;
+    for (std::uint64_t seed = firstSeed; seed <= lastSeed && !HasFailure(); ++seed, ++seeds) {
+        const Outcome outcome = run(seed);
+        exchanges += outcome.exchanges;
+        records += outcome.records;
+        confirmations += outcome.confirmations;
+        delivered += outcome.delivered;
+        milliseconds += outcome.virtualMilliseconds;
+    }
+    std::printf(
+        "%llu seeds: %llu requests, %llu records, %llu confirmation lines, %llu delivered, %llu virtual seconds\n",
+        static_cast<unsigned long long>(seeds), static_cast<unsigned long long>(exchanges),
+        static_cast<unsigned long long>(records), static_cast<unsigned long long>(confirmations),
+        static_cast<unsigned long long>(delivered), static_cast<unsigned long long>(milliseconds / 1000));
+}
+
+TEST(ConversationSeeds, ThoseThatOnceFailed) {
+    for (const std::uint64_t seed : kOnceFailed) run(seed);
+}
+
+TEST(ConversationSeeds, TheSameSeedGivesTheSameConversation) {
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        const Outcome first = run(seed);
+        const Outcome second = run(seed);
+        EXPECT_EQ(first.hash, second.hash) << "seed " << seed;
+        EXPECT_EQ(first.transcript, second.transcript) << "seed " << seed;
+    }
+    EXPECT_NE(run(1).hash, run(11).hash);
+}
+
+bool takes(const char* argument, const char* option, const char*& value) {
+    const std::size_t length = std::strlen(option);
+    if (std::strncmp(argument, option, length) != 0) return false;
+    value = argument + length;
+    return true;
+}
+
+// False when it is none of the conversation's own.
+bool option(const char* argument) {
+    const char* value = nullptr;
+    char* end = nullptr;
+    if (takes(argument, "--seeds=", value)) {
+        firstSeed = std::strtoull(value, &end, 10);
+        lastSeed = *end == '-' ? std::strtoull(end + 1, nullptr, 10) : firstSeed;
+    } else if (takes(argument, "--seed=", value)) {
+        firstSeed = lastSeed = std::strtoull(value, nullptr, 10);
+    } else if (takes(argument, "--steps=", value)) {
+        settings.steps = std::atoi(value);
+        return true;
+    } else {
+        settings.trace = std::strcmp(argument, "--trace") == 0;
+        return settings.trace;
+    }
+    ::testing::GTEST_FLAG(filter) = "Conversation.*";
+    return true;
+}
+
+}  // namespace
+
+}  // namespace mova::conversation
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    for (int i = 1; i < argc; ++i) {
+        if (mova::conversation::option(argv[i])) continue;
+        std::fprintf(stderr, "unknown option %s\n", argv[i]);
+        return 2;
+    }
+    std::signal(SIGABRT, mova::conversation::tellSeed);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,30 @@
+#include "campaigns/fuzz/LineBench.h"
+
+#include <gtest/gtest.h>
+
+#include "campaigns/fuzz/Require.h"
+
+namespace mova::fuzz {
+
+ScriptedPort& quietPort(ScriptedPlatform& platform) {
+    GTEST_FLAG_SET(break_on_failure, true);  // the platform tells of misuse through GoogleTest
+    platform.journal().keep(false);
+    platform.failures().fail(Op::StartThread).always();
+    return platform.withPort(7, "USB Serial Port (COM7)");
+}
+
+LineBench::LineBench() : comm(quietPort(platform)) {
+    sink.queue = &answers.queue();
+    port.setPortNumber(7);
+    port.markInitialised();
+    require(port.open() == code::Success, "the scripted port opens");
+    comm.clearWritten();
+    trace.clear();
+}
+
+LineBench::~LineBench() {
+    comm.forgetConversation();
+    port.close();
+}
+
+}  // namespace mova::fuzz

@@ -1,0 +1,79 @@
+// A process that ends while its object is alive and the reader thread is busy.
+//
+//     test-station HOW PORT    HOW: one of the ways below. Makes the file "ready" in the folder of the ports once a
+//                              confirmation has come in, and ends as it was told: with 0 when it returns from main.
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "mova/CVeCmdManager.h"
+
+namespace {
+
+constexpr std::uint32_t kEvents = 1;  // operating mode
+
+// Those of the way out that differ from 0, so that no way is mistaken for another.
+enum Exit {
+    kExit = 3,
+    kExitInEvent = 4,
+    kQuickExit = 5,
+    kAtOnce = 6,
+    kUnusable = 100,
+    kNothingCame = 101,
+    kMisused = 102
+};
+
+class Listener final : public mova::ConfirmationEvents {
+public:
+    void OnCpGetMovaCnf(std::int32_t, std::int32_t, const std::string&) override {
+        came = true;
+        if (endsTheProcess) std::exit(kExitInEvent);
+    }
+    std::atomic<bool> came{false};
+    std::atomic<bool> endsTheProcess{false};
+};
+
+struct Station {
+    explicit Station(std::int32_t port) {
+        manager.put_CommPortId(port);
+        if (manager.InitCmdManager(0) != 0 || manager.SwitchOperateMode(kEvents, 0) != 0) std::_Exit(kUnusable);
+        for (int i = 0; i < 30'000 && !listener->came; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!listener->came) std::_Exit(kNothingCame);
+    }
+    std::shared_ptr<Listener> listener = std::make_shared<Listener>();
+    mova::CVeCmdManager manager{mova::nativePlatform(), listener};
+};
+
+std::unique_ptr<Station> untilTheEnd;  // destroyed by the process's end
+Station* forgotten = nullptr;
+
+int run(const std::string& how, std::int32_t port) {
+    auto station = std::make_unique<Station>(port);
+    std::ofstream(std::string(std::getenv("MOVA_DEVICE_DIR")) + "/ready") << "ready";
+    if (how == "return") return 0;
+    if (how == "return-static") {
+        untilTheEnd = std::move(station);
+        return 0;
+    }
+    forgotten = station.release();
+    if (how == "return-forgotten") return 0;
+    if (how == "exit") std::exit(kExit);
+    if (how == "quick-exit") std::quick_exit(kQuickExit);
+    if (how == "at-once") _exit(kAtOnce);
+    forgotten->listener->endsTheProcess = how == "exit-in-event";
+    for (;;) pause();  // or is killed
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    constexpr int kArguments = 3;
+    return argc == kArguments ? run(argv[1], std::atoi(argv[2])) : kMisused;
+}

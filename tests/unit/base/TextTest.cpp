@@ -1,0 +1,49 @@
+#include <gtest/gtest.h>
+
+#include "base/Text.h"
+
+namespace mova {
+namespace {
+
+TEST(TextTest, FormatPrintsTextsOfAnyLength) {
+    EXPECT_EQ(format("COM%d", 7), "COM7");
+    EXPECT_EQ(format("%s", ""), "");
+    const std::string long255(255, 'a');
+    const std::string long256(256, 'b');
+    const std::string long9000(9000, 'c');
+    EXPECT_EQ(format("%s", long255.c_str()), long255);
+    EXPECT_EQ(format("%s", long256.c_str()), long256);
+    EXPECT_EQ(format("<%s>", long9000.c_str()), "<" + long9000 + ">");
+}
+
+TEST(TextTest, TrimRightTakesAllSixKindsOfWhiteSpace) {
+    EXPECT_EQ(trimRight(" OK \t\r\n\v\f"), " OK");
+    EXPECT_EQ(trimRight("O K"), "O K");
+    EXPECT_EQ(trimRight(" \t\r\n\v\f"), "");
+    EXPECT_EQ(trimRight(""), "");
+    EXPECT_EQ(trimRight(std::string_view("A\0 ", 3)), std::string_view("A\0", 2));
+}
+
+TEST(TextTest, TrimTakesBothEnds) {
+    EXPECT_EQ(trim("\r\n\v\f\t AT OK \t\r\n\v\f"), "AT OK");
+    EXPECT_EQ(trim("\r\n"), "");
+    EXPECT_EQ(trim(""), "");
+}
+
+TEST(TextTest, TildeLinesReplacesWholeLineEndsOnly) {
+    EXPECT_EQ(tildeLines("A\r\n\r\nB"), "A~~B");
+    EXPECT_EQ(tildeLines("A\rB\nC\n\rD\r"), "A\rB\nC\n\rD\r");
+    EXPECT_EQ(tildeLines("\r\r\n"), "\r~");
+    EXPECT_EQ(tildeLines(""), "");
+}
+
+TEST(TextTest, FoldLinesLeavesNoTwoTildesTogether) {
+    EXPECT_EQ(foldLines("A\r\n\r\nB"), "A~B");
+    EXPECT_EQ(foldLines("\r\nA\r\n\r\n\r\n\r\n\r\nB\r\n"), "~A~B~");
+    EXPECT_EQ(foldLines("A~~~B~\r\nC"), "A~B~C");  // tildes of the answer itself fold too
+    EXPECT_EQ(foldLines("A\r\r\nB"), "A\r~B");
+    EXPECT_EQ(foldLines(""), "");
+}
+
+}  // namespace
+}  // namespace mova

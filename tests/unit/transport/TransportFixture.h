@@ -1,0 +1,85 @@
+// The answer rooms on the scripted platform: an open port on COM7, every finished record kept and filed in the queue,
+// the trace recorded. A viewer listens to the debug channel, so that no post costs time.
+#pragma once
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mova/Codes.h"
+#include "support/RecordingTrace.h"
+#include "support/ScriptedPlatform.h"
+#include "transport/AnswerChannel.h"
+
+namespace mova {
+
+// Keeps what the engine delivers, and files it in the queue.
+struct FilingSink : RecordSink {
+    ConfirmationQueue* queue = nullptr;
+    std::vector<MovaRetCmdTag> records;
+    std::optional<MovaRetCmdTag> instead;  // filed in place of what was delivered
+    std::function<void()> onDeliver;
+
+    void deliver(MovaRetCmdTag record) override {
+        if (onDeliver) onDeliver();
+        records.push_back(record);
+        queue->append(instead ? *instead : record);
+    }
+};
+
+class TransportTest : public ::testing::Test {
+protected:
+    explicit TransportTest(const std::string& friendlyName = "Communications Port (COM7)")
+        : comm(platform.withPort(7, friendlyName)) {
+        platform.withDebugViewer();
+        sink.queue = &answers.queue();
+        port.setPortNumber(7);
+        port.markInitialised();
+        EXPECT_EQ(port.open(), 0u);
+        forgetBeginning();
+    }
+    ~TransportTest() override {
+        platform.failures().clear();
+        port.close();
+    }
+
+    void forgetBeginning() {
+        trace.clear();
+        platform.journal().clear();
+        platform.datagrams().clear();
+    }
+    ReceiveEngine& engine() { return answers.engine(); }
+    std::string pending() { return std::string(answers.pending().text()); }
+    ConfirmationQueue& queue() { return answers.queue(); }
+    std::int64_t timeOf(const std::function<void()>& action) {  // virtual milliseconds
+        const std::int64_t start = platform.elapsed();
+        action();
+        return platform.elapsed() - start;
+    }
+
+    ScriptedPlatform platform;
+    ScriptedPort& comm;
+    RecordingTrace trace;
+    MyDebugMsg debug{platform};
+    Session session;
+    HandsetPort port{platform, debug, trace};
+    FilingSink sink;
+    AnswerChannel answers{platform, port, session, debug, trace, sink};
+};
+
+inline MovaRetCmdTag makeRecord(LineClass kind, std::string response, std::string terminator = {},
+                                std::string hexData = {}) {
+    MovaRetCmdTag record;
+    record.kind = kind;
+    record.responseText = std::move(response);
+    record.terminatorText = std::move(terminator);
+    record.hexData = std::move(hexData);
+    record.valid = 1;
+    return record;
+}
+
+}  // namespace mova

@@ -1,0 +1,157 @@
+#!/usr/bin/env bash
+# run-under-wine.sh DLL_FOLDER NATIVE_FOLDER [GTEST_OPTION...]: tries the component in a private Wine prefix, with simulated
+# handsets on its COM ports, from compiled clients and from scripts.
+set -uo pipefail
+cd "$(dirname "$0")/../.."
+source scripts/wine.sh
+dlls=$1 native=$2
+shift 2
+
+prefix=$PWD/build/automation-prefix
+lines=$prefix/modem-lines
+handsets=()
+failed=()
+
+finish() {
+    for handset in "${handsets[@]}"; do kill "$handset" 2>/dev/null && wait "$handset" 2>/dev/null; done
+    wine_stop
+}
+trap finish EXIT
+
+# offer NUMBER [OPTION...]: a handset on COM<NUMBER>.
+offer() {
+    local number=$1
+    shift
+    start_handset "$native" "$prefix/handset$number" "$@" || exit 1
+    handsets+=("$handset_pid")
+    wine_link_port "$number" "$prefix/handset$number"
+    wine_list_port "$number"
+}
+
+# once NAME COMMAND...
+once() {
+    local name=$1
+    shift
+    echo "--- $name"
+    "$@" || failed+=("$name")
+}
+
+# step NAME COMMAND... All of it waits in real time: what a busy machine let wait too long has a second try.
+step() {
+    local name=$1
+    shift
+    echo "--- $name"
+    "$@" || once "$name, again" "$@"
+}
+
+# A script's uncaught error ends its host silently and with 0: it must reach its last line and its own exit code.
+script() {
+    local output status
+    output=$(timeout 120 wine cscript //nologo "$@" 2>/dev/null | tr -d '\r')
+    status=$?
+    tail -n 12 <<<"$output"
+    [ "$status" -eq 0 ] && grep -qE '^(ALL PASSED|VERDICT: PASS)$' <<<"$output"
+}
+
+# sample PROGRAM: a compiled sample that ends with its verdict.
+sample() {
+    local output
+    output=$(timeout 120 wine "$1" "$MOVA_LINE_PORT" 2>/dev/null | tr -d '\r')
+    tail -n 12 <<<"$output"
+    grep -q '^VERDICT: PASS$' <<<"$output"
+}
+
+# Programs with the two manifests beside them need no registration, and without them they do.
+registration_free() {
+    local folder=$prefix/registration-free program
+    rm -rf "$folder" && mkdir -p "$folder"
+    cp "$dlls/MovaCmdSvr.dll" samples/registration-free/MovaCmdSvr.manifest "$folder"
+    for program in late_bound early_bound; do
+        cp "$dlls/samples/$program.exe" "$folder"
+        cp samples/registration-free/program.exe.manifest "$folder/$program.exe.manifest"
+    done
+    timeout 60 wine regsvr32 /s /u "$(windows_path "$dlls/MovaCmdSvr.dll")" 2>/dev/null
+    for program in late_bound early_bound; do
+        if sample "$dlls/samples/$program.exe" >/dev/null; then
+            echo "the component is still registered"
+            return 1
+        fi
+        sample "$folder/$program.exe" || return 1
+    done
+}
+
+# Installs silently, tries the installed component, and uninstalls silently until nothing is left.
+installer() {
+    local setup folder="$prefix/drive_c/Program Files/MovaCmdSvr"
+    setup=$(echo build/package/MovaCmdSvr-*-setup.exe)
+    timeout 60 wine regsvr32 /s /u "$(windows_path "$dlls/MovaCmdSvr.dll")" 2>/dev/null
+    timeout 120 wine "$setup" /S 2>/dev/null || { echo "the installer failed"; return 1; }
+    cmp "$dlls/MovaCmdSvr.dll" "$folder/windows-x64/MovaCmdSvr.dll" || return 1
+    [ -e "$folder/windows-x86/MovaCmdSvr.dll" ] && [ -e "$folder/docs/reference.md" ] || { echo "files are missing"; return 1; }
+    sample "$dlls/samples/late_bound.exe" || return 1
+    timeout 120 wine "$folder/uninstall.exe" /S 2>/dev/null
+    for _ in $(seq 100); do
+        [ -e "$folder" ] || break
+        sleep 0.1
+    done
+    [ ! -e "$folder" ] || { echo "left behind:"; find "$folder"; return 1; }
+    ! timeout 60 wine reg query 'HKCR\MovaCmdSvr.VeCmdManager' >/dev/null 2>&1 || { echo "still registered"; return 1; }
+    ! timeout 60 wine reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\MovaCmdSvr' >/dev/null 2>&1 ||
+        { echo "still listed"; return 1; }
+    echo "installed, tried, uninstalled"
+}
+
+# client LOG GTEST_OPTION... A crash does not always show in the exit code: the closing line must be there.
+client() {
+    local log=$prefix/$1
+    LD_PRELOAD=$PWD/$native/libmodem-lines.so timeout 900 wine "$dlls/test-automation.exe" --gtest_brief=1 "${@:2}" 2>/dev/null |
+        tr -d '\r' >"$log"
+    tail -n 60 "$log"
+    grep -q '^\[  PASSED  \]' "$log" && ! grep -q FAILED "$log"
+}
+
+# compiled LOG GTEST_OPTION... A case that a busy machine let wait too long has a second try; a crash has none.
+compiled() {
+    local cases
+    client "$@" && return
+    cases=$(sed -n 's/^\[  FAILED  \] \([^ ,]*\).*ms)$/\1/p' "$prefix/$1" | paste -sd:)
+    grep -q '^\[  PASSED  \]' "$prefix/$1" && [ -n "$cases" ] || return 1
+    echo "again: $cases"
+    client "again-$1" --gtest_filter="$cases"
+}
+
+wine_start "$prefix"
+mkdir -p "$lines"
+offer 7
+offer 8 --baud-rate 0
+offer 9 --baud-rate 0
+offer 10 --baud-rate 0 --cable "$prefix/cable10"
+wine_register "$dlls/MovaCmdSvr.dll" || { echo "the component could not be registered" >&2; exit 1; }
+# Wine's marshaller looks for the type library under language 0 only.
+timeout 60 wine reg add 'HKCR\TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0\0\win64' /ve /d \
+    "$(windows_path "$dlls/MovaCmdSvr.dll")" /f >/dev/null 2>&1
+
+export MOVA_LINE_PORT=7 MOVA_FAST_PORT=8 MOVA_SPARE_FAST_PORT=9
+export MOVA_FAST_PTS=$(basename "$(readlink "$prefix/handset8")")
+export MOVA_PULLED_PORT=10 MOVA_CABLE=$(windows_path "$prefix")\\cable10
+export MODEM_LINES=$lines MODEM_LINES_WINDOWS=$(windows_path "$lines")
+export MOVA_DLL=$(windows_path "$dlls/MovaCmdSvr.dll")
+
+# By itself: Wine keeps the class object of an apartment that it made for another, and with it the module.
+once "compiled client of another apartment" compiled apartment.log --gtest_filter='EventsThroughAProxy*'
+once "compiled clients" compiled clients.log --gtest_filter=-'EventsThroughAProxy*' "$@"
+step "VBScript" script tests/wine/late-binding.vbs "$MOVA_FAST_PORT"
+step "JScript" script tests/wine/late-binding.js "$MOVA_FAST_PORT"
+step "a script that ends with its object alive" script tests/wine/ends-alive.vbs "$MOVA_FAST_PORT"
+step "sample: VBScript" script samples/vbscript/station.vbs "$MOVA_LINE_PORT"
+step "sample: JScript" script samples/jscript/station.js "$MOVA_LINE_PORT"
+step "sample: C++, early bound" sample "$dlls/samples/early_bound.exe"
+step "sample: C++, late bound" sample "$dlls/samples/late_bound.exe"
+step "mova.exe" tests/tools/cli/under-wine.sh "$(readlink -f "$dlls")" "$MOVA_FAST_PORT"
+step "sample: without registration" registration_free
+step "installer" installer
+
+if [ ${#failed[@]} -gt 0 ]; then
+    echo "failed under Wine: ${failed[*]}"
+    exit 1
+fi
