@@ -14,10 +14,12 @@ function(mova_test_code target)
   if(MOVA_FUZZ)  # hunts want the speed
     return()
   endif()
-  target_compile_options(${target} PRIVATE -O0 -g0)
+  # What leads up to an expectation may leave its code unlooked at.
+  target_compile_options(${target} PRIVATE -O0 -g0 -Wno-unused-result)
   set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)  # as the header was compiled
   if(target STREQUAL mova-test-support)
-    target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <string> <vector> <map> <functional> <memory>)
+    target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <string> <vector> <map> <functional> <memory>
+                              ${CMAKE_SOURCE_DIR}/tests/support/CodeText.h)
   else()
     target_precompile_headers(${target} REUSE_FROM mova-test-support)
   endif()

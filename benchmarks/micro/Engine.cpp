@@ -10,7 +10,7 @@
 #include "platform/posix/PosixPlatform.h"
 #include "services/TrafficTrace.h"
 #include "support/MemoryLine.h"
-#include "transport/AnswerChannel.h"
+#include "transport/Answers.h"
 
 namespace mova::bench {
 namespace {
@@ -19,7 +19,7 @@ constexpr std::int32_t kCablePort = 4096;  // a port number that needs no device
 constexpr std::uint32_t kChunk = 2048;     // what one pass reads at most
 constexpr const char* kFinal = "OK|ERROR";
 
-// The rooms below the manager on a line of memory; finished records are counted and dropped.
+// The core below the manager on a line of memory; finished records are counted and dropped.
 struct Station : RecordSink {
     Station() {
         port.setPortNumber(kCablePort);
@@ -58,7 +58,7 @@ struct Station : RecordSink {
     TrafficTrace trace{platform, debug};
     Session session;
     HandsetPort port{platform, debug, trace};
-    AnswerChannel answers{platform, port, session, debug, trace, *this};
+    Answers answers{platform, port, session, debug, trace, *this};
     std::uint64_t records = 0;
 };
 

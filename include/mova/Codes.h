@@ -1,55 +1,90 @@
-// The codes that the methods report: 32-bit, 0 for success, grouped by their high digits.
+// The outcomes that methods report: 32-bit numbers, 0 for success, grouped by their high digits (0x2xxx arguments of AT
+// commands, 0x3xxx the component itself, 0x40xx the port and its waits, 0x42xx and 0x43xx replies and port operations,
+// 0x8xxx E2P statuses of the handset, 0xBxxx its flash status record, 0xDxxx Bluetooth controller and WiFi).
+//
+// A code is a type of its own: it is no count, no length and no truth value, and one that is not looked at is a
+// compiler warning.
 #pragma once
 #include <cstdint>
 
-namespace mova::code {
+namespace mova {
 
-constexpr std::uint32_t Success = 0;
-constexpr std::uint32_t Stopped = 0x0010;  // the stop event ended a wait
+enum class [[nodiscard]] Code : std::uint32_t {
+    Success = 0,
+    Stopped = 0x0010,  // the port was closed, or the object told to end, while an operation waited
 
-constexpr std::uint32_t BadAtCommand = 0x2007;  // empty or longer than 4094 characters
+    LogPathEmpty = 0x1001,  // of the log writer: there is no file to write to
+    NoTraceFile = 0x1002,   // neither the trace file nor its fallback could be opened
 
-constexpr std::uint32_t UnknownProperty = 0x3001;        // unknown AT property id
-constexpr std::uint32_t MalformedConfirmation = 0x3001;  // deliberate: one number for three argument and format errors
-constexpr std::uint32_t WrongArrayType = 0x3001;
-constexpr std::uint32_t ReaderNotStarted = 0x3005;
-constexpr std::uint32_t WaitFailed = 0x3006;
+    BadAtCommand = 0x2007,  // empty, or longer than 4094 characters
 
-constexpr std::uint32_t NotOpen = 0x4000;    // port not open or not present, could not be opened; bad length
-constexpr std::uint32_t NotSerial = 0x4001;  // the operation needs the serial device type
-constexpr std::uint32_t PortUnreadable = 0x4002;   // the port's properties or state could not be read
-constexpr std::uint32_t NotConfigured = 0x4003;    // the port could not be configured
-constexpr std::uint32_t NoAnswer = 0x4004;         // no (accepted) answer within the time; read wait timed out
-constexpr std::uint32_t WriteTimeout = 0x4005;
-constexpr std::uint32_t ShortWrite = 0x4010;
-constexpr std::uint32_t ChecksumMismatch = 0x4011;
-constexpr std::uint32_t NotSynchronous = 0x4014;  // AT answers are collected only in the synchronous mode
+    UnknownProperty = 0x3001,
+    MalformedConfirmation = 0x3001,  // deliberate: one number for three errors, hosts know it as such
+    WrongArrayType = 0x3001,
+    ReaderNotStarted = 0x3005,  // the system has no thread to give
+    WaitFailed = 0x3006,
 
-constexpr std::uint32_t EventMaskNotSet = 0x4201;
-constexpr std::uint32_t WrongCommandEcho = 0x4203;  // the reply's command or option differs from the request's
-constexpr std::uint32_t WrongObject = 0x4204;
-constexpr std::uint32_t WrongRecord = 0x4205;
-constexpr std::uint32_t WrongData = 0x4206;
-constexpr std::uint32_t WrongDataLength = 0x4207;
+    NotOpen = 0x4000,         // the port is not open, not present, could not be opened; a bad length
+    NotSerial = 0x4001,       // the operation needs device type 0
+    PortUnreadable = 0x4002,  // the port's properties or state could not be read
+    NotConfigured = 0x4003,   // the port could not be configured
+    NoAnswer = 0x4004,        // no (accepted) answer within the time
+    WriteTimeout = 0x4005,
+    ShortWrite = 0x4010,  // fewer bytes were written than asked
+    ChecksumMismatch = 0x4011,
+    NotSynchronous = 0x4014,  // AT answers are collected only in the synchronous modes
 
-constexpr std::uint32_t UnknownOption = 0x4305;
-constexpr std::uint32_t NotInitialised = 0x4317;
-constexpr std::uint32_t ReadFailed = 0x4340;
-constexpr std::uint32_t WriteFailed = 0x4341;
-constexpr std::uint32_t ErrorsNotCleared = 0x4342;
-constexpr std::uint32_t NotClosed = 0x4343;  // the port handle could not be closed
-constexpr std::uint32_t SignalNotSet = 0x4344;
-constexpr std::uint32_t SignalsUnreadable = 0x4345;
-constexpr std::uint32_t AlreadyOpen = 0x4346;
+    EventMaskNotSet = 0x4201,
+    WrongCommandEcho = 0x4203,  // the reply's command or option differs from the request's, or there is no reply
+    WrongObject = 0x4204,
+    WrongRecord = 0x4205,
+    WrongData = 0x4206,        // the echoed data differs from the data sent
+    WrongDataLength = 0x4207,  // its length does
 
-constexpr std::uint32_t OtpError = 0x6300;  // the handset answered the OTP query with "ERROR"
+    UnknownOption = 0x4305,  // of HciAction; of SpecificInfo, also its access
+    NotInitialised = 0x4317,
+    ReadFailed = 0x4340,
+    WriteFailed = 0x4341,
+    ErrorsNotCleared = 0x4342,
+    NotClosed = 0x4343,  // the port's handle could not be closed
+    SignalNotSet = 0x4344,
+    SignalsUnreadable = 0x4345,
+    AlreadyOpen = 0x4346,  // a handle was given while a port is open
 
-constexpr std::uint32_t FlashChecksum = 0xB340;
-constexpr std::uint32_t FlashCounterAtLimit = 0xB341;
-constexpr std::uint32_t FlashNotInProgress = 0xB342;
+    OtpError = 0x6300,  // the handset answered the one-time-programmable query with "ERROR"
 
-constexpr std::uint32_t HciStatus = 0xD303;
-constexpr std::uint32_t WifiStatus1 = 0xD380;
-constexpr std::uint32_t WifiStatus2 = 0xD381;
+    // The handset's status of an E2P request, by its number there.
+    E2pStatus2 = 0x8201,
+    E2pStatus3 = 0x8202,
+    E2pStatus4 = 0x8203,
+    E2pStatus5 = 0x8204,
+    E2pStatus6 = 0x8205,
+    E2pStatus7 = 0x8206,
+    E2pStatus8 = 0x8207,
+    E2pStatus9 = 0x8208,
+    E2pStatus10 = 0x8209,
+    E2pStatus11 = 0x820A,
+    E2pStatus12 = 0x820B,
+    E2pStatusOther = 0x820C,  // every status without a code of its own: 1, and 21 and above
+    E2pStatus15 = 0x8310,
+    E2pStatus16 = 0x8311,
+    E2pStatus17 = 0x8312,
+    E2pStatus13 = 0x8313,  // deliberate: 13 and 14 come behind 15 to 17
+    E2pStatus14 = 0x8314,
+    E2pStatus18 = 0x8315,
+    E2pStatus19 = 0x8316,
+    E2pStatus20 = 0x8317,
 
-}  // namespace mova::code
+    FlashChecksum = 0xB340,        // the flash status record fails its checksum
+    FlashCounterAtLimit = 0xB341,
+    FlashNotInProgress = 0xB342,  // an entry without a start
+
+    HciStatus = 0xD303,    // not "00"
+    WifiStatus1 = 0xD380,
+    WifiStatus2 = 0xD381,
+};
+
+// For printing, and for interfaces that know plain numbers only.
+constexpr std::uint32_t number(Code code) { return static_cast<std::uint32_t>(code); }
+
+}  // namespace mova

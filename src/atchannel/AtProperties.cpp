@@ -7,12 +7,13 @@
 
 #include "base/HexText.h"
 #include "base/Text.h"
+#include "mova/Options.h"
 
 namespace mova {
 
 namespace {
 
-using Traced = AtChannel::Traced;
+using Traced = AtCommands::Traced;
 
 enum class Argument {
     None,
@@ -27,7 +28,7 @@ enum class Step {
     WakeSequence,
 };
 
-struct Property {
+struct Row {
     std::uint32_t id;
     const char* command;
     Argument argument;
@@ -37,41 +38,44 @@ struct Property {
     Step step = Step::Plain;
 };
 
-constexpr std::string_view kOkOrError = AtChannel::kFinalResults;
+constexpr std::uint32_t sends(Property property) { return number(property); }
+constexpr std::uint32_t waits(Property property) { return number(property) + kPropertyWaits; }
+
+constexpr std::string_view kOkOrError = AtCommands::kFinalResults;
 
 // Deliberate: the trace flags of some pairs differ.
 constexpr std::array kProperties{
-    Property{1, "ATE", Argument::Switch, Traced::Yes, {}, 100},
-    Property{2, "AT", Argument::None, Traced::No, {}, 100, Step::ThenWakeFrame},
-    Property{3, "AT*UARTSWAP", Argument::None, Traced::No, {}, 100},
-    Property{4, "ATD112;", Argument::None, Traced::Yes, {}, 100},
-    Property{5, "ATH", Argument::None, Traced::No, {}, 100},
-    Property{6, "AT+CFUN=1", Argument::None, Traced::No, {}, 100},
-    Property{7, "AT+COPS=0", Argument::None, Traced::No, {}, 100},
-    Property{8, "AT*SLEEPMODE=1", Argument::None, Traced::Yes, {}, 100},
-    Property{9, "AT*SLEEPMODE=0", Argument::None, Traced::Yes, {}, 100},
-    Property{10, "ATS0=", Argument::Number, Traced::Yes, {}, 200},
-    Property{11, "<j", Argument::None, Traced::Yes, {}, 100},
-    Property{12, "AT*BYPASS=", Argument::Switch, Traced::Yes, {}, 100},
-    Property{13, "<k", Argument::None, Traced::Yes, {}, 100},
-    Property{14, "AT*BOARDTEST=", Argument::Switch, Traced::Yes, {}, 100},
-    Property{101, "ATE", Argument::Switch, Traced::Yes, kOkOrError, 800},
-    Property{102, "AT", Argument::None, Traced::Yes, {}, 0, Step::WakeSequence},
-    Property{103, "AT*UARTSWAP", Argument::None, Traced::No, kOkOrError, 1500},
-    Property{104, "ATD112;", Argument::None, Traced::Yes, kOkOrError, 8000},
-    Property{105, "ATH", Argument::None, Traced::No, kOkOrError, 1500},
-    Property{106, "AT+CFUN=1", Argument::None, Traced::No, kOkOrError, 1500},
-    Property{107, "AT+COPS=0", Argument::None, Traced::Yes, kOkOrError, 1500},
-    Property{108, "AT*SLEEPMODE=1", Argument::None, Traced::Yes, kOkOrError, 1000},
-    Property{109, "AT*SLEEPMODE=0", Argument::None, Traced::Yes, kOkOrError, 1000},
-    Property{110, "ATS0=", Argument::Number, Traced::Yes, kOkOrError, 1000},
-    Property{111, "<j", Argument::None, Traced::Yes, ">j|OK", 100, Step::AfterClearQueue},
-    Property{112, "AT*BYPASS=", Argument::Switch, Traced::Yes, kOkOrError, 1000},
-    Property{113, "<k", Argument::None, Traced::Yes, ">k", 100, Step::AfterClearQueue},
-    Property{114, "AT*BOARDTEST=", Argument::Switch, Traced::Yes, kOkOrError, 1000},
+    Row{sends(Property::Echo), "ATE", Argument::Switch, Traced::Yes, {}, 100},
+    Row{sends(Property::Wake), "AT", Argument::None, Traced::No, {}, 100, Step::ThenWakeFrame},
+    Row{sends(Property::UartSwap), "AT*UARTSWAP", Argument::None, Traced::No, {}, 100},
+    Row{sends(Property::Call112), "ATD112;", Argument::None, Traced::Yes, {}, 100},
+    Row{sends(Property::HangUp), "ATH", Argument::None, Traced::No, {}, 100},
+    Row{sends(Property::FullFunction), "AT+CFUN=1", Argument::None, Traced::No, {}, 100},
+    Row{sends(Property::RegisterAutomatically), "AT+COPS=0", Argument::None, Traced::No, {}, 100},
+    Row{sends(Property::SleepModeOn), "AT*SLEEPMODE=1", Argument::None, Traced::Yes, {}, 100},
+    Row{sends(Property::SleepModeOff), "AT*SLEEPMODE=0", Argument::None, Traced::Yes, {}, 100},
+    Row{sends(Property::AutoAnswer), "ATS0=", Argument::Number, Traced::Yes, {}, 200},
+    Row{sends(Property::SendJ), "<j", Argument::None, Traced::Yes, {}, 100},
+    Row{sends(Property::Bypass), "AT*BYPASS=", Argument::Switch, Traced::Yes, {}, 100},
+    Row{sends(Property::SendK), "<k", Argument::None, Traced::Yes, {}, 100},
+    Row{sends(Property::BoardTest), "AT*BOARDTEST=", Argument::Switch, Traced::Yes, {}, 100},
+    Row{waits(Property::Echo), "ATE", Argument::Switch, Traced::Yes, kOkOrError, 800},
+    Row{waits(Property::Wake), "AT", Argument::None, Traced::Yes, {}, 0, Step::WakeSequence},
+    Row{waits(Property::UartSwap), "AT*UARTSWAP", Argument::None, Traced::No, kOkOrError, 1500},
+    Row{waits(Property::Call112), "ATD112;", Argument::None, Traced::Yes, kOkOrError, 8000},
+    Row{waits(Property::HangUp), "ATH", Argument::None, Traced::No, kOkOrError, 1500},
+    Row{waits(Property::FullFunction), "AT+CFUN=1", Argument::None, Traced::No, kOkOrError, 1500},
+    Row{waits(Property::RegisterAutomatically), "AT+COPS=0", Argument::None, Traced::Yes, kOkOrError, 1500},
+    Row{waits(Property::SleepModeOn), "AT*SLEEPMODE=1", Argument::None, Traced::Yes, kOkOrError, 1000},
+    Row{waits(Property::SleepModeOff), "AT*SLEEPMODE=0", Argument::None, Traced::Yes, kOkOrError, 1000},
+    Row{waits(Property::AutoAnswer), "ATS0=", Argument::Number, Traced::Yes, kOkOrError, 1000},
+    Row{waits(Property::SendJ), "<j", Argument::None, Traced::Yes, ">j|OK", 100, Step::AfterClearQueue},
+    Row{waits(Property::Bypass), "AT*BYPASS=", Argument::Switch, Traced::Yes, kOkOrError, 1000},
+    Row{waits(Property::SendK), "<k", Argument::None, Traced::Yes, ">k", 100, Step::AfterClearQueue},
+    Row{waits(Property::BoardTest), "AT*BOARDTEST=", Argument::Switch, Traced::Yes, kOkOrError, 1000},
 };
 
-std::string commandOf(const Property& property, std::uint32_t parameter) {
+std::string commandOf(const Row& property, std::uint32_t parameter) {
     std::string command = property.command;
     if (property.argument == Argument::Switch) command += parameter == 1 ? '1' : '0';
     if (property.argument == Argument::Number) command += format("%d", static_cast<int>(parameter));
@@ -88,47 +92,47 @@ constexpr std::uint32_t kWakePause = 1000;
 
 }  // namespace
 
-std::uint32_t AtProperties::set(std::uint32_t id, std::uint32_t parameter) {
+Code AtProperties::set(std::uint32_t id, std::uint32_t parameter) {
     const auto property =
-        std::find_if(kProperties.begin(), kProperties.end(), [&](const Property& p) { return p.id == id; });
-    if (property == kProperties.end()) return code::UnknownProperty;
+        std::find_if(kProperties.begin(), kProperties.end(), [&](const Row& p) { return p.id == id; });
+    if (property == kProperties.end()) return Code::UnknownProperty;
     if (property->step == Step::WakeSequence) return wake();
-    if (property->step == Step::AfterClearQueue) channel_.answers().ClearQueue();
-    std::uint32_t result = channel_.send(commandOf(*property, parameter), property->traced);
+    if (property->step == Step::AfterClearQueue) commands_.answers().takeInAndStartAfresh();
+    Code result = commands_.send(commandOf(*property, parameter), property->traced);
     if (property->step == Step::ThenWakeFrame) result = sendWakeFrame();
     if (property->answers.empty()) {
         platform_.clock.sleep(property->milliseconds);
-    } else if (result == code::Success) {
-        result = channel_.answers().wait(property->milliseconds, property->answers);
+    } else if (result == Code::Success) {
+        result = commands_.answers().wait(property->milliseconds, property->answers);
     }
     return result;
 }
 
-std::uint32_t AtProperties::sendWakeFrame() {
+Code AtProperties::sendWakeFrame() {
     return port_.pacedWrite(kWakeFrame.data(), static_cast<std::uint32_t>(kWakeFrame.size()),
-                            session_.timeout(Session::Timeout::AtWrite));
+                            session_.timeout(Timeout::AtWrite));
 }
 
-std::uint32_t AtProperties::wake() {
-    channel_.send("AT", Traced::Yes);  // deliberate: its result is not kept
-    std::uint32_t result = channel_.answers().wait(kWakeWait, kOkOrError);
-    if (result != code::NoAnswer) return result;
+Code AtProperties::wake() {
+    static_cast<void>(commands_.send("AT", Traced::Yes));  // deliberate: its result is not kept
+    Code result = commands_.answers().wait(kWakeWait, kOkOrError);
+    if (result != Code::NoAnswer) return result;
     for (int attempt = 0; attempt < kWakeAttempts; ++attempt) {
         const bool awake = attemptWake(result);
         platform_.clock.sleep(kWakePause);
-        if (awake || result != code::Success) break;
+        if (awake || result != Code::Success) break;
     }
     return result;
 }
 
-bool AtProperties::attemptWake(std::uint32_t& result) {
+bool AtProperties::attemptWake(Code& result) {
     trace_.record(TraceKind::AtSent,
                   std::string(kWakeFrame.substr(0, kWakeHead)) + encodeHex(kWakeFrame.substr(kWakeHead)));
     result = sendWakeFrame();
-    if (result != code::Success) return false;
-    channel_.answers().wait(kWakeFrameWait, kOkOrError);
-    result = channel_.send("AT", Traced::Yes);
-    return result == code::Success && channel_.answers().wait(kWakeWait, kOkOrError) == code::Success;
+    if (result != Code::Success) return false;
+    static_cast<void>(commands_.answers().wait(kWakeFrameWait, kOkOrError));  // the "AT" that follows tells
+    result = commands_.send("AT", Traced::Yes);
+    return result == Code::Success && commands_.answers().wait(kWakeWait, kOkOrError) == Code::Success;
 }
 
 }  // namespace mova

@@ -2,27 +2,27 @@
 #pragma once
 #include <cstdint>
 
-#include "atchannel/AtChannel.h"
+#include "atchannel/AtCommands.h"
 
 namespace mova {
 
 class AtProperties {
 public:
-    AtProperties(Platform& platform, HandsetPort& port, AtChannel& channel, Session& session, Trace& trace)
-        : platform_(platform), port_(port), channel_(channel), session_(session), trace_(trace) {}
+    AtProperties(Platform& platform, HandsetPort& port, AtCommands& commands, const Session& session, Trace& trace)
+        : platform_(platform), port_(port), commands_(commands), session_(session), trace_(trace) {}
 
     // Unknown ids: UnknownProperty, nothing sent.
-    std::uint32_t set(std::uint32_t id, std::uint32_t parameter);
+    Code set(std::uint32_t id, std::uint32_t parameter);
 
 private:
-    std::uint32_t sendWakeFrame();
-    std::uint32_t wake();
-    bool attemptWake(std::uint32_t& result);
+    Code sendWakeFrame();
+    Code wake();
+    bool attemptWake(Code& result);
 
     Platform& platform_;
     HandsetPort& port_;
-    AtChannel& channel_;
-    Session& session_;
+    AtCommands& commands_;
+    const Session& session_;
     Trace& trace_;
 };
 

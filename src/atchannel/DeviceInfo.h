@@ -5,35 +5,35 @@
 #include <string>
 #include <string_view>
 
-#include "atchannel/AtChannel.h"
+#include "atchannel/AtCommands.h"
 #include "atchannel/IdentityFields.h"
-#include "services/E2pRequests.h"
 #include "base/Fields.h"
+#include "services/E2pRequests.h"
 
 namespace mova {
 
 class DeviceInfo {
 public:
-    struct Info {
-        std::uint32_t code = 0;
+    struct Reply {
+        Code code = Code::Success;
         std::string text;
     };
 
-    DeviceInfo(Platform& platform, AtChannel& channel, E2pRequests& e2p)
-        : platform_(platform), channel_(channel), e2p_(e2p) {}
+    DeviceInfo(Platform& platform, AtCommands& commands, E2pRequests& e2p)
+        : platform_(platform), commands_(commands), e2p_(e2p) {}
 
-    Info ask(std::int32_t option, std::int32_t access, std::string_view parameter);
+    Reply ask(std::int32_t option, std::int32_t access, std::string_view parameter);
 
 private:
-    Info version();
-    Info imei();
-    Info otpStatus();
-    Info readField(const IdentityField& field);
-    Info writeField(const IdentityField& field, const Fields& parameters);
-    Info flashStatus(std::int32_t access, const Fields& parameters);
+    Reply version();
+    Reply imei();
+    Reply otpStatus();
+    Reply readField(const IdentityField& field);
+    Reply writeField(const IdentityField& field, const Fields& parameters);
+    Reply flashStatus(std::int32_t access, const Fields& parameters);
 
     Platform& platform_;
-    AtChannel& channel_;
+    AtCommands& commands_;
     E2pRequests& e2p_;
 };
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "mova/Codes.h"
 #include "base/HexText.h"
 #include "base/Text.h"
 
@@ -39,14 +38,14 @@ std::uint8_t packed(int value) {
 
 }  // namespace
 
-std::uint32_t FlashStatus::read(std::string_view hexText) {
+Code FlashStatus::read(std::string_view hexText) {
     const std::string bytes = decodeHex(hexText);
-    if (bytes.size() != kSize) return code::FlashChecksum;
+    if (bytes.size() != kSize) return Code::FlashChecksum;
     std::copy(bytes.begin(), bytes.end(), bytes_.begin());
     if (std::all_of(bytes_.begin(), bytes_.end(), [](std::uint8_t b) { return b == kErased; })) bytes_.fill(0);
-    if (checksum(bytes_) != bytes_[kChecksum]) return code::FlashChecksum;
+    if (checksum(bytes_) != bytes_[kChecksum]) return Code::FlashChecksum;
     if (bytes_[kRingIndex] >= kEntries) bytes_[kRingIndex] = 0;
-    return code::Success;
+    return Code::Success;
 }
 
 std::string FlashStatus::text() const {
@@ -68,42 +67,42 @@ std::string FlashStatus::failureText() const {
     return format("FCount:%d", failureCount() == kFailuresNeverWritten ? 0 : failureCount());
 }
 
-std::uint32_t FlashStatus::start() {
-    if (bytes_[kCount] == kCountLimit) return code::FlashCounterAtLimit;
+Code FlashStatus::start() {
+    if (bytes_[kCount] == kCountLimit) return Code::FlashCounterAtLimit;
     if (bytes_[kInProgress] != 1) {
         bytes_[kInProgress] = 1;
         bytes_[kEntryMade] = 0;
     }
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t FlashStatus::enter(std::uint8_t number, std::uint32_t value, const LocalTime& time) {
-    if (bytes_[kInProgress] != 1) return code::FlashNotInProgress;
+Code FlashStatus::enter(std::uint8_t number, std::uint32_t value, const LocalTime& time) {
+    if (bytes_[kInProgress] != 1) return Code::FlashNotInProgress;
     auto out = bytes_.begin() + static_cast<std::ptrdiff_t>(kRing + kEntrySize * bytes_[kRingIndex]);
     *out++ = number;
     for (int shift = 0; shift < 32; shift += 8) *out++ = static_cast<std::uint8_t>(value >> shift);
     for (const int part : {time.year, time.month, time.day, time.hour, time.minute}) *out++ = packed(part);
     bytes_[kEntryMade] = 1;
     bytes_[kRingIndex] = static_cast<std::uint8_t>((bytes_[kRingIndex] + 1) % kEntries);
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t FlashStatus::end() {
+Code FlashStatus::end() {
     if (bytes_[kEntryMade] == 1) {
         const int counted = bytes_[kCount] + 1;
-        if (counted == kCountLimit) return code::FlashCounterAtLimit;
+        if (counted == kCountLimit) return Code::FlashCounterAtLimit;
         bytes_[kCount] = static_cast<std::uint8_t>(counted > kCountLimit ? 1 : counted);
     }
     bytes_[kInProgress] = 0;
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t FlashStatus::fail() {
+Code FlashStatus::fail() {
     const auto counted = static_cast<std::uint16_t>(failureCount() == kFailuresNeverWritten ? 1 : failureCount() + 1);
-    if (counted > kFailureLimit) return code::FlashCounterAtLimit;
+    if (counted > kFailureLimit) return Code::FlashCounterAtLimit;
     bytes_[kFailures] = static_cast<std::uint8_t>(counted & 0xFF);
     bytes_[kFailures + 1] = static_cast<std::uint8_t>(counted >> 8);
-    return code::Success;
+    return Code::Success;
 }
 
 }  // namespace mova

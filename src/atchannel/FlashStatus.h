@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "mova/Codes.h"
 #include "platform/Clock.h"
 
 namespace mova {
@@ -29,16 +30,16 @@ public:
     static constexpr std::int32_t kWidth = 136;  // characters
 
     // Codes: FlashChecksum, FlashCounterAtLimit, FlashNotInProgress.
-    std::uint32_t read(std::string_view hexText);
+    Code read(std::string_view hexText);
     std::string text() const;  // with its checksum
 
     std::string statusText() const;
     std::string failureText() const;
 
-    std::uint32_t start();
-    std::uint32_t enter(std::uint8_t number, std::uint32_t value, const LocalTime& time);
-    std::uint32_t end();
-    std::uint32_t fail();
+    Code start();
+    Code enter(std::uint8_t number, std::uint32_t value, const LocalTime& time);
+    Code end();
+    Code fail();
 
 private:
     static constexpr std::size_t kSize = 68;

@@ -11,7 +11,6 @@ namespace mova {
 namespace {
 
 using Layout = IdentityField::Layout;
-using Place = IdentityField::Place;
 
 constexpr std::array kFields{
     IdentityField{1, 0x1001, 1, {0, 80}, {0, 80}, Layout::ZeroFilled, 40},

@@ -18,7 +18,7 @@ namespace mova {
 
 struct IdentityField {
     enum class Layout { LengthPrefixed, ZeroFilled, Framed, ThreeValues };
-    struct Place {
+    struct Range {
         std::int32_t start = 0;  // in characters
         std::int32_t width = 0;
     };
@@ -26,8 +26,8 @@ struct IdentityField {
     std::int32_t option = 0;
     std::int32_t object = 0;
     std::int32_t record = 0;
-    Place write;
-    Place read;
+    Range write;
+    Range read;
     Layout layout = Layout::LengthPrefixed;
     std::size_t longestValue = 0;  // characters; longer values are cut
     bool readable = true;

@@ -2,32 +2,34 @@
 
 #include <array>
 
+#include "mova/Options.h"
+
 namespace mova {
 
 namespace {
 
-struct Mode {
-    std::uint32_t option;
+struct Row {
+    Mode option;
     bool synchronous;
     bool unsolicited;
     const char* terminator;
 };
 
 constexpr std::array kModes{
-    Mode{1, false, true, ""},    // confirmations as events
-    Mode{2, false, false, ""},   // confirmations into the queue
-    Mode{3, true, false, "OK"},
-    Mode{4, true, false, "OK"},
-    Mode{5, false, false, "OK"},
+    Row{Mode::Events, false, true, ""},    // confirmations as events
+    Row{Mode::Background, false, false, ""},   // confirmations into the queue
+    Row{Mode::SynchronousOk, true, false, "OK"},
+    Row{Mode::SynchronousOk4, true, false, "OK"},
+    Row{Mode::BackgroundOk, false, false, "OK"},
 };
-constexpr Mode kOther{0, true, false, ""};
+constexpr Row kOther{Mode::Synchronous, true, false, ""};
 
 }  // namespace
 
 void setOperatingMode(Session& session, std::uint32_t option) {
-    const Mode* mode = &kOther;
-    for (const Mode& row : kModes) {
-        if (row.option == option) mode = &row;
+    const Row* mode = &kOther;
+    for (const Row& row : kModes) {
+        if (number(row.option) == option) mode = &row;
     }
     session.synchronous = mode->synchronous;
     session.unsolicited = mode->unsolicited;

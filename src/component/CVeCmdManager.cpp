@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "atchannel/OperatingMode.h"
-#include "component/Rooms.h"
 #include "base/HexText.h"
+#include "component/Core.h"
 
 namespace mova {
 
@@ -15,7 +15,7 @@ constexpr std::uint32_t kReaderEndWait = 2000;
 
 TextResult toResult(TextReply reply) {
     TextResult result{reply.code, std::nullopt};
-    if (reply.code == code::Success) result.text = std::move(reply.data);
+    if (reply.code == Code::Success) result.text = std::move(reply.data);
     return result;
 }
 
@@ -23,301 +23,301 @@ RangeResult toResult(E2pRequests::RangeReply reply, bool withText) {
     RangeResult result;
     result.code = reply.code;
     if (reply.lengthKnown) result.length = reply.length;
-    if (withText && reply.code == code::Success) result.text = std::move(reply.data);
+    if (withText && reply.code == Code::Success) result.text = std::move(reply.data);
     return result;
 }
 
-QueuedItem toItem(AnswerChannel::Item item) { return {item.remained, item.length, 0, std::move(item.data)}; }
+QueuedItem toItem(Answers::Item item) { return {item.remained, item.length, 0, std::move(item.data)}; }
 
-void awaitReader(Rooms& rooms) {
-    rooms.reader.awaitEnd(kReaderEndWait, [&rooms] { rooms.tellListener(&ConfirmationEvents::letCallsIn); });
+void awaitReader(Core& core) {
+    core.reader.awaitEnd(kReaderEndWait, [&core] { core.tellListener(&ConfirmationEvents::letCallsIn); });
 }
 
 std::int32_t toCount(std::uint32_t bytes) { return static_cast<std::int32_t>(bytes); }
 
 }  // namespace
 
+CVeCmdManager::CVeCmdManager(std::shared_ptr<ConfirmationEvents> events)
+    : CVeCmdManager(nativePlatform(), std::move(events)) {}
+
 CVeCmdManager::CVeCmdManager(Platform& platform, std::shared_ptr<ConfirmationEvents> events)
-    : rooms_(std::make_shared<Rooms>(platform, std::move(events))) {}
+    : core_(std::make_shared<Core>(platform, std::move(events))) {}
 
 CVeCmdManager::~CVeCmdManager() { FinalRelease(); }
 
 void CVeCmdManager::FinalRelease() {
     if (released_) return;
     released_ = true;
-    rooms_->reader.requestEnd();
+    core_->reader.requestEnd();
     {
-        const Tenure tenure(rooms_);
-        const PendingText& pending = rooms_->answers.pending();
-        if (!pending.empty()) rooms_->trace.record(TraceKind::Purged, pending.text());
-        rooms_->port.closeAtEnd();
+        const PortLock lock(core_);
+        const PendingText& pending = core_->answers.pending();
+        if (!pending.empty()) core_->trace.record(TraceKind::Purged, pending.text());
+        core_->port.closeAtEnd();
     }
-    awaitReader(*rooms_);
-    rooms_->debug.post("FinalRelease");
+    awaitReader(*core_);
+    core_->debug.post("FinalRelease");
 }
 
 // --- port and lifecycle
 
 std::int32_t CVeCmdManager::get_BaudRate() const {
-    const Tenure tenure(rooms_);
-    return rooms_->port.baudRate();
+    const PortLock lock(core_);
+    return core_->port.baudRate();
 }
 
 void CVeCmdManager::put_BaudRate(std::int32_t baudRate) {
-    const Tenure tenure(rooms_);
-    rooms_->port.setBaudRate(baudRate);
+    const PortLock lock(core_);
+    core_->port.setBaudRate(baudRate);
 }
 
 std::int32_t CVeCmdManager::get_CommPortId() const {
-    const Tenure tenure(rooms_);
-    return rooms_->port.portNumber();
+    const PortLock lock(core_);
+    return core_->port.portNumber();
 }
 
 void CVeCmdManager::put_CommPortId(std::int32_t port) {
-    const Tenure tenure(rooms_);
-    rooms_->port.setPortNumber(port);
+    const PortLock lock(core_);
+    core_->port.setPortNumber(port);
 }
 
-std::uint32_t CVeCmdManager::InitCmdManager(std::uint32_t) {
-    const Tenure tenure(rooms_);
-    rooms_->answers.clearQueue(AnswerChannel::Purge::Yes);
-    rooms_->port.markInitialised();
+Code CVeCmdManager::InitCmdManager(std::uint32_t) {
+    const PortLock lock(core_);
+    core_->answers.dropRecords(Answers::Purge::Yes);
+    core_->port.markInitialised();
     return ProprietaryOpenComPort(0);
 }
 
-std::uint32_t CVeCmdManager::ProprietaryOpenComPort(std::int32_t) {
-    const Tenure tenure(rooms_);
-    const std::uint32_t opened = rooms_->port.open();
-    return opened == code::Success && !rooms_->session.synchronous ? startReader() : opened;
+Code CVeCmdManager::ProprietaryOpenComPort(std::int32_t) {
+    const PortLock lock(core_);
+    const Code opened = core_->port.open();
+    return opened == Code::Success && !core_->session.synchronous ? Core::startReader(core_) : opened;
 }
 
-std::uint32_t CVeCmdManager::startReader() { return Rooms::startReader(rooms_); }
+Code CVeCmdManager::ResetCmdManager(std::uint32_t) { return closePort(); }
 
-std::uint32_t CVeCmdManager::ResetCmdManager(std::uint32_t) { return closePort(); }
+Code CVeCmdManager::ProprietaryCloseComPort(std::int32_t) { return closePort(); }
 
-std::uint32_t CVeCmdManager::ProprietaryCloseComPort(std::int32_t) { return closePort(); }
-
-std::uint32_t CVeCmdManager::closePort() {
-    rooms_->reader.requestStop();
-    rooms_->port.stopEvent().set();  // before the lock: it ends the wait of whoever holds it
-    const Tenure tenure(rooms_);
-    rooms_->answers.clearQueue(AnswerChannel::Purge::Yes);
-    return rooms_->port.close();
+Code CVeCmdManager::closePort() {
+    core_->reader.requestStop();
+    core_->port.stopEvent().set();  // before the lock: it ends the wait of whoever holds it
+    const PortLock lock(core_);
+    core_->answers.dropRecords(Answers::Purge::Yes);
+    return core_->port.close();
 }
 
 std::int32_t CVeCmdManager::IsCommDeviceOpen() const {
-    const Tenure tenure(rooms_);
-    return rooms_->port.isSerial() && rooms_->port.device().isOpen() ? 1 : 0;
+    const PortLock lock(core_);
+    return core_->port.isSerial() && core_->port.device().isOpen() ? 1 : 0;
 }
 
 std::optional<std::int32_t> CVeCmdManager::GetDeviceHandle() const {
-    const Tenure tenure(rooms_);
-    if (!rooms_->port.isSerial()) return std::nullopt;
-    return static_cast<std::int32_t>(rooms_->port.device().handle());
+    const PortLock lock(core_);
+    if (!core_->port.isSerial()) return std::nullopt;
+    return static_cast<std::int32_t>(core_->port.device().handle());
 }
 
-std::uint32_t CVeCmdManager::SetDeviceHandle(std::int32_t lHandle) {
-    const Tenure tenure(rooms_);
-    return rooms_->port.isSerial() ? rooms_->port.device().setHandle(lHandle) : code::NotSerial;
+Code CVeCmdManager::SetDeviceHandle(std::int32_t handle) {
+    const PortLock lock(core_);
+    return core_->port.isSerial() ? core_->port.device().setHandle(handle) : Code::NotSerial;
 }
 
-std::uint32_t CVeCmdManager::SetCommDeviceType(std::int16_t sDeviceType, std::int32_t lDevicePara1,
-                                               std::int32_t lDevicePara2) {
-    struct Default {
-        std::int32_t option;
-        std::int32_t milliseconds;
-    };
-    constexpr Default kDefaults[] = {{1, 1000}, {2, 1000}, {3, 1000}, {4, 4000}, {5, 1500}};  // 6 keeps its value
-    const Tenure tenure(rooms_);
-    rooms_->port.setDeviceType(sDeviceType, lDevicePara1, lDevicePara2);
-    for (const Default& timeout : kDefaults) AssignTimeoutConstant(timeout.option, timeout.milliseconds);
-    return code::Success;
+Code CVeCmdManager::SetCommDeviceType(std::int16_t type, std::int32_t port,
+                                               std::int32_t baudRate) {
+    constexpr std::int32_t kReset = 5;  // 6 keeps its value
+    const PortLock lock(core_);
+    core_->port.setDeviceType(type, port, baudRate);
+    for (std::int32_t option = 1; option <= kReset; ++option) {
+        const std::uint32_t first = Session::kFirstTimeouts[static_cast<std::size_t>(option - 1)];
+        AssignTimeoutConstant(option, static_cast<std::int32_t>(first));
+    }
+    return Code::Success;
 }
 
-void CVeCmdManager::AssignTimeoutConstant(std::int32_t lOption, std::int32_t lMiliSecTimeout) {
-    const Tenure tenure(rooms_);
-    rooms_->session.setTimeout(lOption, lMiliSecTimeout);
+void CVeCmdManager::AssignTimeoutConstant(std::int32_t option, std::int32_t milliseconds) {
+    const PortLock lock(core_);
+    core_->session.setTimeout(option, milliseconds);
 }
 
 // Kept on purpose as a method that does nothing.
 void CVeCmdManager::SetGeneralParam(std::uint32_t, std::uint32_t, std::uint32_t, std::int32_t, std::int32_t,
                                     std::int32_t) {}
 
-std::string CVeCmdManager::GetCmpVersion(std::int32_t lOption) const {
+std::string CVeCmdManager::GetCmpVersion(std::int32_t option) const {
     constexpr std::int32_t kBuildText = 2;
-    return lOption == kBuildText ? rooms_->version.build : rooms_->version.version;
+    return option == kBuildText ? core_->version.build : core_->version.version;
 }
 
 // --- RF tests
 
-std::uint32_t CVeCmdManager::RfGeneralTestReq(std::uint8_t bytServiceType, std::uint16_t ushIndex) {
-    const Tenure tenure(rooms_);
-    return rooms_->rf.generalTest(bytServiceType, ushIndex);
+Code CVeCmdManager::RfGeneralTestReq(std::uint8_t service, std::uint16_t index) {
+    const PortLock lock(core_);
+    return core_->rf.generalTest(service, index);
 }
 
-std::uint32_t CVeCmdManager::RfChangeParamReq(std::uint8_t bytReq, std::uint8_t bytAccess, std::uint16_t ushIndex,
-                                              std::uint16_t ushParam) {
-    const Tenure tenure(rooms_);
-    return rooms_->rf.changeParameter(bytReq, bytAccess, ushIndex, ushParam);
+Code CVeCmdManager::RfChangeParamReq(std::uint8_t request, std::uint8_t access, std::uint16_t index,
+                                              std::uint16_t parameter) {
+    const PortLock lock(core_);
+    return core_->rf.changeParameter(request, access, index, parameter);
 }
 
-std::uint32_t CVeCmdManager::RfChangeTableReq(std::uint8_t bytReq, std::uint8_t bytAccess, std::uint16_t ushIndex,
-                                              std::uint16_t ushLength,
+Code CVeCmdManager::RfChangeTableReq(std::uint8_t request, std::uint8_t access, std::uint16_t index,
+                                              std::uint16_t length,
                                               std::optional<std::span<const std::uint8_t>> array) {
-    const Tenure tenure(rooms_);
-    return rooms_->rf.changeTable(bytReq, bytAccess, ushIndex, ushLength, array);
+    const PortLock lock(core_);
+    return core_->rf.changeTable(request, access, index, length, array);
 }
 
-std::uint32_t CVeCmdManager::RfTestCaseReq(std::uint8_t bytReq, std::uint8_t bytAccess) {
-    const Tenure tenure(rooms_);
-    return rooms_->rf.testCase(bytReq, bytAccess);
+Code CVeCmdManager::RfTestCaseReq(std::uint8_t request, std::uint8_t access) {
+    const PortLock lock(core_);
+    return core_->rf.testCase(request, access);
 }
 
-std::uint32_t CVeCmdManager::VbRfVarReq(std::int32_t lReqType, std::uint8_t bytReq, const std::string& parameter) {
-    const Tenure tenure(rooms_);
-    return rooms_->rf.byText(lReqType, bytReq, parameter);
+Code CVeCmdManager::VbRfVarReq(std::int32_t kind, std::uint8_t request, const std::string& parameter) {
+    const PortLock lock(core_);
+    return core_->rf.byText(kind, request, parameter);
 }
 
 // --- confirmation queue
 
 QueuedItem CVeCmdManager::FetchQueuedCnfItem() {
-    const Tenure tenure(rooms_);
-    return toItem(rooms_->answers.fetchBytes());
+    const PortLock lock(core_);
+    return toItem(core_->answers.fetchBytes());
 }
 
 QueuedItem CVeCmdManager::FetchQueuedCnfTextItem() {
-    const Tenure tenure(rooms_);
-    return toItem(rooms_->answers.fetchText());
+    const PortLock lock(core_);
+    return toItem(core_->answers.fetchText());
 }
 
 void CVeCmdManager::ClearQueue() {
-    const Tenure tenure(rooms_);
-    rooms_->answers.ClearQueue();
+    const PortLock lock(core_);
+    core_->answers.takeInAndStartAfresh();
 }
 
 // --- AT channel
 
-std::uint32_t CVeCmdManager::SendNormalAtCmd(std::int32_t, const std::string& command) {
-    const Tenure tenure(rooms_);
-    return rooms_->at.SendNormalAtCmd(command);
+Code CVeCmdManager::SendNormalAtCmd(std::int32_t, const std::string& command) {
+    const PortLock lock(core_);
+    return core_->at.sendPassThrough(command);
 }
 
-AtResult CVeCmdManager::GetNormalAtResult(std::int32_t lOption) {
-    const Tenure tenure(rooms_);
-    AtChannel::Collected collected = rooms_->at.GetNormalAtResult(lOption);
+AtResult CVeCmdManager::GetNormalAtResult(std::int32_t option) {
+    const PortLock lock(core_);
+    AtCommands::Collected collected = core_->at.collect(option);
     return {collected.code, static_cast<std::int32_t>(collected.text.size()), std::move(collected.text)};
 }
 
-std::uint32_t CVeCmdManager::SetAtCmdProperty(std::uint32_t ulPropertyId, std::uint32_t ulParam) {
-    const Tenure tenure(rooms_);
-    return rooms_->properties.set(ulPropertyId, ulParam);
+Code CVeCmdManager::SetAtCmdProperty(std::uint32_t id, std::uint32_t parameter) {
+    const PortLock lock(core_);
+    return core_->properties.set(id, parameter);
 }
 
-std::uint32_t CVeCmdManager::SwitchOperateMode(std::uint32_t ulOption, std::uint32_t) {
-    const std::shared_ptr<Rooms> rooms = rooms_;  // a listener that is let in may end this object
+Code CVeCmdManager::SwitchOperateMode(std::uint32_t mode, std::uint32_t) {
+    const std::shared_ptr<Core> core = core_;  // a listener that is let in may end this object
     {
-        const Tenure tenure(rooms);
-        setOperatingMode(rooms->session, ulOption);
-        if (!rooms->session.synchronous) {
-            Rooms::startReader(rooms);  // deliberate: a failure is not told
-            return code::Success;
+        const PortLock lock(core);
+        setOperatingMode(core->session, mode);
+        if (!core->session.synchronous) {
+            static_cast<void>(Core::startReader(core));  // deliberate: a failure is not told
+            return Code::Success;
         }
     }
     // The stop event must be down again before the caller's next exchange, which it would end.
-    rooms->reader.requestStop();
-    awaitReader(*rooms);
-    const Tenure tenure(rooms);
-    rooms->answers.clearQueue(AnswerChannel::Purge::No);
-    rooms->answers.discardInput();
-    return code::Success;
+    core->reader.requestStop();
+    awaitReader(*core);
+    const PortLock lock(core);
+    core->answers.dropRecords(Answers::Purge::No);
+    core->answers.discardInput();
+    return Code::Success;
 }
 
-TextResult CVeCmdManager::SpecificInfo(std::int32_t lOption, std::int32_t iAccess, const std::string& parameter) {
-    const Tenure tenure(rooms_);
-    DeviceInfo::Info info = rooms_->info.ask(lOption, iAccess, parameter);
-    return {info.code, std::move(info.text)};
+TextResult CVeCmdManager::SpecificInfo(std::int32_t option, std::int32_t access, const std::string& parameter) {
+    const PortLock lock(core_);
+    DeviceInfo::Reply reply = core_->info.ask(option, access, parameter);
+    return {reply.code, std::move(reply.text)};
 }
 
 // --- E2P objects
 
-TextResult CVeCmdManager::ReadE2PObject(std::int32_t objectId, std::int32_t record) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::Read, objectId, record));
+TextResult CVeCmdManager::ReadE2PObject(std::int32_t object, std::int32_t record) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::Read, object, record));
 }
 
-TextResult CVeCmdManager::WriteE2PObject(std::int32_t objectId, std::int32_t record, const std::string& hexText) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::Write, objectId, record, hexText));
+TextResult CVeCmdManager::WriteE2PObject(std::int32_t object, std::int32_t record, const std::string& hexText) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::Write, object, record, hexText));
 }
 
-TextResult CVeCmdManager::SendE2PPasswd(std::int32_t objectId, std::int32_t record, const std::string& hexText) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::Password, objectId, record, hexText));
+TextResult CVeCmdManager::SendE2PPasswd(std::int32_t object, std::int32_t record, const std::string& hexText) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::Password, object, record, hexText));
 }
 
-TextResult CVeCmdManager::SendAuthReq(std::int32_t objectId, std::int32_t record) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::AuthenticationRequest, objectId, record));
+TextResult CVeCmdManager::SendAuthReq(std::int32_t object, std::int32_t record) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::AuthenticationRequest, object, record));
 }
 
-TextResult CVeCmdManager::SendAuthKey(std::int32_t objectId, std::int32_t record, const std::string& hexText) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::AuthenticationKey, objectId, record, hexText));
+TextResult CVeCmdManager::SendAuthKey(std::int32_t object, std::int32_t record, const std::string& hexText) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::AuthenticationKey, object, record, hexText));
 }
 
-TextResult CVeCmdManager::SendSerialNumber(std::int32_t objectId, std::int32_t record, const std::string& hexText) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::SerialNumber, objectId, record, hexText));
+TextResult CVeCmdManager::SendSerialNumber(std::int32_t object, std::int32_t record, const std::string& hexText) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::SerialNumber, object, record, hexText));
 }
 
-TextResult CVeCmdManager::SendHashReq(std::int32_t objectId, std::int32_t record) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::HashRequest, objectId, record));
+TextResult CVeCmdManager::SendHashReq(std::int32_t object, std::int32_t record) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::HashRequest, object, record));
 }
 
-TextResult CVeCmdManager::SendLockOtp(std::int32_t lOption, std::int32_t lRecord) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.request(E2pCommand::LockOtp, lOption, lRecord));
+TextResult CVeCmdManager::SendLockOtp(std::int32_t option, std::int32_t record) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.request(E2pCommand::LockOtp, option, record));
 }
 
-RangeResult CVeCmdManager::ReadE2PObjectEx(std::int32_t objectId, std::int32_t record, std::int32_t startPos,
+RangeResult CVeCmdManager::ReadE2PObjectEx(std::int32_t object, std::int32_t record, std::int32_t start,
                                            std::int32_t length) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.readRange(objectId, record, startPos, length), true);
+    const PortLock lock(core_);
+    return toResult(core_->e2p.readRange(object, record, start, length), true);
 }
 
-RangeResult CVeCmdManager::WriteE2PObjectEx(std::int32_t objectId, std::int32_t record, std::int32_t startPos,
+RangeResult CVeCmdManager::WriteE2PObjectEx(std::int32_t object, std::int32_t record, std::int32_t start,
                                             std::int32_t length, const std::string& hexText) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->e2p.writeRange(objectId, record, startPos, length, hexText), false);
+    const PortLock lock(core_);
+    return toResult(core_->e2p.writeRange(object, record, start, length, hexText), false);
 }
 
 // --- Bluetooth controller and WiFi
 
-TextResult CVeCmdManager::HciAction(std::int32_t lOption, const std::string& hexCommand) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->actions.hci(lOption, hexCommand));
+TextResult CVeCmdManager::HciAction(std::int32_t option, const std::string& hexCommand) {
+    const PortLock lock(core_);
+    return toResult(core_->actions.hci(option, hexCommand));
 }
 
-TextResult CVeCmdManager::WiFiAction(std::uint8_t bytCmd, const std::string& hexParameter) {
-    const Tenure tenure(rooms_);
-    return toResult(rooms_->actions.wifi(bytCmd, hexParameter));
+TextResult CVeCmdManager::WiFiAction(std::uint8_t command, const std::string& hexParameter) {
+    const PortLock lock(core_);
+    return toResult(core_->actions.wifi(command, hexParameter));
 }
 
 // --- raw port access
 
-CountResult CVeCmdManager::DirectWriteHexData(const std::string& hexText, std::int32_t lDataToWrite) {
-    const Tenure tenure(rooms_);
+CountResult CVeCmdManager::DirectWriteHexData(const std::string& hexText, std::int32_t count) {
+    const PortLock lock(core_);
     std::uint32_t written = 0;
-    const std::uint32_t result = rooms_->direct.writeHex(hexText, lDataToWrite, written);
+    const Code result = core_->direct.writeHex(hexText, count, written);
     return {result, toCount(written)};
 }
 
-ReadResult CVeCmdManager::DirectReadHexData(std::int32_t lDataToRead) {
-    const Tenure tenure(rooms_);
+ReadResult CVeCmdManager::DirectReadHexData(std::int32_t count) {
+    const PortLock lock(core_);
     std::string bytes;
     ReadResult result;
-    result.code = rooms_->direct.read(lDataToRead, bytes);
+    result.code = core_->direct.read(count, bytes);
     if (!bytes.empty()) {
         result.count = static_cast<std::int32_t>(bytes.size());
         result.data = encodeHex(bytes);
@@ -326,75 +326,75 @@ ReadResult CVeCmdManager::DirectReadHexData(std::int32_t lDataToRead) {
 }
 
 std::int32_t CVeCmdManager::DirectQueryDataInQueue() {
-    const Tenure tenure(rooms_);
-    return toCount(rooms_->direct.waiting());
+    const PortLock lock(core_);
+    return toCount(core_->direct.waiting());
 }
 
-CountResult CVeCmdManager::DirectWriteAsciiData(std::span<const std::uint8_t> array, std::int32_t lDataToWrite) {
-    const Tenure tenure(rooms_);
+CountResult CVeCmdManager::DirectWriteAsciiData(std::span<const std::uint8_t> array, std::int32_t count) {
+    const PortLock lock(core_);
     std::uint32_t written = 0;
-    rooms_->direct.writeArray(array, lDataToWrite, written);
-    return {code::Success, toCount(written)};
+    core_->direct.writeArray(array, count, written);
+    return {Code::Success, toCount(written)};
 }
 
-CountResult CVeCmdManager::DirectReadAsciiData(std::span<std::uint8_t> array, std::int32_t lDataToRead) {
-    const Tenure tenure(rooms_);
-    const auto room =
-        static_cast<std::int32_t>(std::min(array.size(), static_cast<std::size_t>(std::max(lDataToRead, 0))));
+CountResult CVeCmdManager::DirectReadAsciiData(std::span<std::uint8_t> array, std::int32_t count) {
+    const PortLock lock(core_);
+    const auto capacity =
+        static_cast<std::int32_t>(std::min(array.size(), static_cast<std::size_t>(std::max(count, 0))));
     std::string bytes;
     CountResult result;
-    if (room < 1) {  // nowhere to read to: the port's availability is told all the same
-        if (lDataToRead > 0) rooms_->port.makeAvailable(HandsetPort::OpenTest::Device, result.code);
+    if (capacity < 1) {  // nowhere to read to: the port's availability is told all the same
+        if (count > 0) core_->port.makeAvailable(HandsetPort::OpenTest::Device, result.code);
         return result;
     }
-    result.code = rooms_->direct.read(room, bytes);
+    result.code = core_->direct.read(capacity, bytes);
     std::copy(bytes.begin(), bytes.end(), array.begin());
     result.count = static_cast<std::int32_t>(bytes.size());
     return result;
 }
 
-CountResult CVeCmdManager::DirectWriteByteData(const std::uint8_t* pbytBuf, std::int32_t lDataToWrite) {
-    if (lDataToWrite < 1 || !pbytBuf) return {};
-    const Tenure tenure(rooms_);
+CountResult CVeCmdManager::DirectWriteByteData(const std::uint8_t* bytes, std::int32_t count) {
+    if (count < 1 || !bytes) return {};
+    const PortLock lock(core_);
     std::uint32_t written = 0;
-    const std::uint32_t result = rooms_->direct.writeBytes(pbytBuf, lDataToWrite, written);
+    const Code result = core_->direct.writeBytes(bytes, count, written);
     return {result, toCount(written)};
 }
 
-std::optional<std::string> CVeCmdManager::RetriveComPortData(std::int32_t lOption, std::int32_t lPollingDuration) {
-    const Tenure tenure(rooms_);
-    return rooms_->direct.collect(lOption, lPollingDuration);
+std::optional<std::string> CVeCmdManager::RetriveComPortData(std::int32_t option, std::int32_t milliseconds) {
+    const PortLock lock(core_);
+    return core_->direct.collect(option, milliseconds);
 }
 
 // --- modem lines
 
-std::uint32_t CVeCmdManager::SetCommSignal(std::int32_t iIndex, std::int32_t bValue) {
-    const Tenure tenure(rooms_);
-    return rooms_->port.device().setSignal(iIndex, bValue != 0);
+Code CVeCmdManager::SetCommSignal(std::int32_t index, std::int32_t value) {
+    const PortLock lock(core_);
+    return core_->port.device().setSignal(index, value != 0);
 }
 
-std::int32_t CVeCmdManager::DetectCommSignal(std::int32_t iIndex) {
-    const Tenure tenure(rooms_);
+std::int32_t CVeCmdManager::DetectCommSignal(std::int32_t index) {
+    const PortLock lock(core_);
     std::int32_t value = 0;
-    rooms_->port.device().detectSignal(iIndex, value);
+    static_cast<void>(core_->port.device().detectSignal(index, value));  // a failure reads as 0
     return value;
 }
 
-void CVeCmdManager::SwitchCommFlowControlMode(std::int32_t lFlowControlMode) {
-    const Tenure tenure(rooms_);
-    rooms_->port.switchFlowControlMode(lFlowControlMode);
+void CVeCmdManager::SwitchCommFlowControlMode(std::int32_t mode) {
+    const PortLock lock(core_);
+    core_->port.switchFlowControlMode(mode);
 }
 
 // --- logging
 
-std::uint32_t CVeCmdManager::ActivateMovaLogging(const std::string& fileName, std::uint32_t ulStartTick,
-                                                 std::uint32_t pulParamError) {
-    return rooms_->trace.activate(fileName, ulStartTick, pulParamError);
+Code CVeCmdManager::ActivateMovaLogging(const std::string& fileName, std::uint32_t startTick,
+                                                 std::uint32_t request) {
+    return core_->trace.activate(fileName, startTick, request);
 }
 
 void CVeCmdManager::Set_Log_File_Path(const std::string& path) {
-    const Tenure tenure(rooms_);
-    rooms_->session.logFilePath = path;
+    const PortLock lock(core_);
+    core_->log.setPath(path);
 }
 
 }  // namespace mova

@@ -4,7 +4,6 @@
 #include <mutex>
 #include <utility>
 
-#include "mova/Codes.h"
 
 namespace mova {
 
@@ -12,20 +11,20 @@ namespace {
 constexpr std::uint32_t kAwaitSlice = 20;
 }
 
-std::uint32_t ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
+Code ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
     const std::lock_guard guard(*lock_);
-    if (ending_) return code::Success;
+    if (ending_) return Code::Success;
     // Here and not on the thread itself, where it would swallow a stop that is signalled before the thread runs. A
     // thread that has seen the stop and not yet ended looks at the event again and stays.
     stop_.reset();
     stopping_ = false;
-    if (recorded_) return code::Success;
+    if (recorded_) return Code::Success;
     std::shared_ptr<Thread> thread =
         platform_.threading.start([this, keep = std::move(keepAlive), work = std::move(work)] { run(work); });
-    if (!thread) return code::ReaderNotStarted;
+    if (!thread) return Code::ReaderNotStarted;
     thread_ = std::move(thread);
     recorded_ = true;
-    return code::Success;
+    return Code::Success;
 }
 
 void ReaderThread::requestStop() {

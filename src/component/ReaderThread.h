@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 
+#include "mova/Codes.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -26,7 +27,7 @@ public:
 
     // Success, also when one runs already: a stop that it has not yet obeyed is taken back. ReaderNotStarted when the
     // system has no thread. keepAlive is held by the thread until it ends.
-    std::uint32_t start(std::shared_ptr<void> keepAlive, Work work);
+    Code start(std::shared_ptr<void> keepAlive, Work work);
     void requestStop();  // signals the stop event when a thread is recorded; a reset of the event does not undo it
     void requestEnd();   // for good: nothing takes this back
     bool isRecorded();

@@ -105,33 +105,33 @@ DeviceComm::DeviceComm(Platform& platform)
       writing_(serial_.makeTransfer()) {}
 
 DeviceComm::~DeviceComm() {
-    if (!externalHandle_) CloseDevice();
+    if (!externalHandle_) static_cast<void>(CloseDevice());  // nobody is left to be told
 }
 
-std::uint32_t DeviceComm::open(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle) {
+Code DeviceComm::openByNumber(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle) {
     portNumber_ = portNumber;
     baudRate_ = baudRate;
     handle = handle_;  // also when there is no memory to get any further
-    const std::uint32_t result = OpenDevice();
+    const Code result = OpenDevice();
     handle = handle_;
     return result;
 }
 
-std::uint32_t DeviceComm::OpenDevice() {
+Code DeviceComm::OpenDevice() {
     std::string path;
-    std::uint32_t result = findDevicePath(path);
-    if (result == code::Success) result = createFile(path);
-    if (result == code::Success) result = configureWithRetries(path);
+    Code result = findDevicePath(path);
+    if (result == Code::Success) result = createFile(path);
+    if (result == Code::Success) result = configureWithRetries(path);
     message("Open with %s I/O %s!!!", overlapped_ ? "Overlapped" : "Non-Overlapped",
-            result == code::Success ? "Success" : "Fail");
+            result == Code::Success ? "Success" : "Fail");
     message(" ### Get Handle: 0x%x", printed(handle_));
     return result;
 }
 
-std::uint32_t DeviceComm::findDevicePath(std::string& path) {
+Code DeviceComm::findDevicePath(std::string& path) {
     if (!devicePath_.empty()) {
         path = devicePath_;
-        return code::Success;
+        return Code::Success;
     }
     label_ = format("DeviceComm%d", portNumber_);
     std::string driverName;
@@ -140,71 +140,71 @@ std::uint32_t DeviceComm::findDevicePath(std::string& path) {
     usbCard_ = isUsb(card);
     path = format("\\\\.\\COM%d", portNumber_);
     // Deliberate: a port that the device tree does not list is never opened by number.
-    if (driverName.empty() || portNumber_ == 0) return code::NotOpen;
-    return code::Success;
+    if (driverName.empty() || portNumber_ == 0) return Code::NotOpen;
+    return Code::Success;
 }
 
-std::uint32_t DeviceComm::createFile(const std::string& path) {
+Code DeviceComm::createFile(const std::string& path) {
     message(" ### Attempt to Open Com Port!! BaudRate: %d", static_cast<int>(baudRate_));
     message("CreateFile DeviceName: %s", path.c_str());
     handle_ = serial_.open(path, overlapped_);
     externalHandle_ = false;
-    return isOpen() ? code::Success : code::NotOpen;
+    return isOpen() ? Code::Success : Code::NotOpen;
 }
 
-std::uint32_t DeviceComm::configureWithRetries(const std::string& path) {
-    std::uint32_t result = code::Success;
+Code DeviceComm::configureWithRetries(const std::string& path) {
+    Code result = Code::Success;
     for (int attempt = 0; attempt < kConfigurationAttempts; ++attempt) {
         result = configurationAttempt(path, attempt);
-        if (result == code::Success) return result;
+        if (result == Code::Success) return result;
     }
     reportLastError("OpenDevice Error");
-    CloseDevice();
+    static_cast<void>(CloseDevice());  // the attempt's own code is told
     return result;
 }
 
-std::uint32_t DeviceComm::configurationAttempt(const std::string& path, int attempt) {
+Code DeviceComm::configurationAttempt(const std::string& path, int attempt) {
     if (attempt > 0) {
-        const std::uint32_t reopened = reopenForRetry(path, attempt);
-        if (reopened != code::Success) return reopened;
+        const Code reopened = reopenForRetry(path, attempt);
+        if (reopened != Code::Success) return reopened;
     }
     if (overlapped_) serial_.cancelAll(handle_);
     return setUpPort();
 }
 
-std::uint32_t DeviceComm::reopenForRetry(const std::string& path, int attempt) {
-    CloseDevice();
+Code DeviceComm::reopenForRetry(const std::string& path, int attempt) {
+    static_cast<void>(CloseDevice());  // opened again whatever came of it
     platform_.clock.sleep(kPauseBeforeReopen);
     handle_ = serial_.open(path, overlapped_);
     message("Retry Config COM Port Count %d, Get Handle 0x%x", attempt, printed(handle_));
-    if (!isOpen()) return code::NotOpen;
+    if (!isOpen()) return Code::NotOpen;
     clearErrorBits(nullptr);  // deliberate: whatever comes of it, the attempt goes on
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t DeviceComm::setUpPort() {
+Code DeviceComm::setUpPort() {
     if (!serial_.setQueueSizes(handle_, kInputQueue, kOutputQueue))
-        return failConfiguration("SetupComm Fail", code::NotConfigured);
-    if (!serial_.setTimeouts(handle_, kTimeouts)) return failConfiguration("SetCommTimeouts Fail", code::NotConfigured);
+        return failConfiguration("SetupComm Fail", Code::NotConfigured);
+    if (!serial_.setTimeouts(handle_, kTimeouts)) return failConfiguration("SetCommTimeouts Fail", Code::NotConfigured);
     if (!serial_.properties(handle_, properties_))
-        return failConfiguration("GetCommProperties Fail", code::PortUnreadable);
+        return failConfiguration("GetCommProperties Fail", Code::PortUnreadable);
     working_.length = sizeof(LineSettings);
-    if (!serial_.lineSettings(handle_, working_)) return failConfiguration("GetCommState Fail", code::PortUnreadable);
+    if (!serial_.lineSettings(handle_, working_)) return failConfiguration("GetCommState Fail", Code::PortUnreadable);
     applied_ = working_;
-    const std::uint32_t configured = configure();
-    if (configured != code::Success) return configured;
+    const Code configured = configure();
+    if (configured != Code::Success) return configured;
     if (!serial_.setEventMask(handle_, kEventMaskRxChar))
-        return failConfiguration("SetCommMask Fail", code::EventMaskNotSet);
-    return code::Success;
+        return failConfiguration("SetCommMask Fail", Code::EventMaskNotSet);
+    return Code::Success;
 }
 
-std::uint32_t DeviceComm::failConfiguration(const char* text, std::uint32_t result) {
+Code DeviceComm::failConfiguration(const char* text, Code result) {
     fileMessage("%s", text);
     return result;
 }
 
-std::uint32_t DeviceComm::configure() {
-    if (!isOpen()) return code::NotOpen;
+Code DeviceComm::configure() {
+    if (!isOpen()) return Code::NotOpen;
     working_ = applied_;
     working_.baudRate = baudRate_;
     working_.byteSize = byteSize_;
@@ -213,13 +213,13 @@ std::uint32_t DeviceComm::configure() {
     const FlowControlRow& row = flowControlRow(flowControlMode_);
     working_.flags = (working_.flags & ~row.clear) | row.set;
     ClearDeviceError();
-    if (!serial_.setLineSettings(handle_, working_)) return failConfiguration("SetCommState Fail", code::NotConfigured);
+    if (!serial_.setLineSettings(handle_, working_)) return failConfiguration("SetCommState Fail", Code::NotConfigured);
     applied_ = working_;
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t DeviceComm::CloseDevice(PortHandle* handle) {
-    std::uint32_t result = code::Success;
+Code DeviceComm::CloseDevice(PortHandle* handle) {
+    Code result = Code::Success;
     if (isOpen()) {
         message(" ### Attempt to Close Com Port!! Handle: 0x%x", printed(handle_));
         serial_.setEventMask(handle_, 0);  // wakes a pending wait on port events
@@ -229,23 +229,23 @@ std::uint32_t DeviceComm::CloseDevice(PortHandle* handle) {
             message(" ### Close Com Port Success!!");
         } else {
             reportLastError(" ### Close Com Port Error");
-            result = code::NotClosed;
+            result = Code::NotClosed;
         }
     }
     if (handle) *handle = handle_;
     return result;
 }
 
-std::uint32_t DeviceComm::setHandle(PortHandle handle) {
-    if (isOpen()) return code::AlreadyOpen;
+Code DeviceComm::setHandle(PortHandle handle) {
+    if (isOpen()) return Code::AlreadyOpen;
     handle_ = handle;
     externalHandle_ = true;
-    return code::Success;
+    return Code::Success;
 }
 
 void DeviceComm::setOverlapped(bool overlapped) {
     if (overlapped == overlapped_) return;
-    CloseDevice();
+    static_cast<void>(CloseDevice());  // the next open tells
     overlapped_ = overlapped;
 }
 
@@ -259,40 +259,40 @@ void DeviceComm::setTraceFlags(bool send, bool receive) {
     traceReceive_ = receive;
 }
 
-std::uint32_t DeviceComm::setFlowControlMode(std::uint8_t mode) {
+Code DeviceComm::setFlowControlMode(std::uint8_t mode) {
     flowControlMode_ = mode;
-    return isOpen() ? configure() : code::Success;
+    return isOpen() ? configure() : Code::Success;
 }
 
 // --- transfers
 
-std::uint32_t DeviceComm::ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead) {
+Code DeviceComm::ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead) {
     bytesRead = 0;
-    if (!isOpen() || capacity < 1) return code::NotOpen;
+    if (!isOpen() || capacity < 1) return Code::NotOpen;
     ClearDeviceError();  // deliberate: the transfer goes ahead even when the errors would not clear
     const auto size = static_cast<std::uint32_t>(capacity);
-    const std::uint32_t result =
+    const Code result =
         overlapped_ ? overlappedRead(buffer, size, bytesRead) : blockingRead(buffer, size, bytesRead);
-    if (result == code::Success && traceReceive_ && bytesRead > 0) {
+    if (result == Code::Success && traceReceive_ && bytesRead > 0) {
         message("DC Recv: %s", encodeHex(std::string_view(static_cast<const char*>(buffer), bytesRead)).c_str());
     }
     return result;
 }
 
-std::uint32_t DeviceComm::overlappedRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead) {
+Code DeviceComm::overlappedRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead) {
     const BeginResult begun = serial_.beginRead(handle_, *reading_, buffer, capacity);
-    if (begun == BeginResult::Failed) return closeAfter("ReadFile Error", code::ReadFailed);
+    if (begun == BeginResult::Failed) return closeAfter("ReadFile Error", Code::ReadFailed);
     if (begun == BeginResult::Pending) {
         PendingTransfer pending(serial_, handle_, *reading_);
         switch (pending.await(stop_, readTimeout_)) {
             case WaitResult::Stopped:
                 message("Get Stop Event in ReadData");
-                return code::Stopped;
+                return Code::Stopped;
             case WaitResult::TimedOut:
                 message("Read Timeout");
-                return code::NoAnswer;
+                return Code::NoAnswer;
             case WaitResult::Failed:
-                return code::WaitFailed;
+                return Code::WaitFailed;
             case WaitResult::Signalled:
                 break;
         }
@@ -301,78 +301,78 @@ std::uint32_t DeviceComm::overlappedRead(void* buffer, std::uint32_t capacity, s
         bytesRead = 0;
         reportLastError(
             "ReadFile Get Overlapped Result Error");  // deliberate: unlike the write side the port stays open
-        return code::ReadFailed;
+        return Code::ReadFailed;
     }
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t DeviceComm::blockingRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead) {
-    if (serial_.read(handle_, buffer, capacity, bytesRead)) return code::Success;
+Code DeviceComm::blockingRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead) {
+    if (serial_.read(handle_, buffer, capacity, bytesRead)) return Code::Success;
     bytesRead = 0;
-    return closeAfter("ReadFile Error", code::ReadFailed);
+    return closeAfter("ReadFile Error", Code::ReadFailed);
 }
 
-std::uint32_t DeviceComm::WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
+Code DeviceComm::WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
     bytesWritten = 0;
-    if (!isOpen() || static_cast<std::int32_t>(length) < 0) return code::NotOpen;
+    if (!isOpen() || static_cast<std::int32_t>(length) < 0) return Code::NotOpen;
     ClearDeviceError();
-    const std::uint32_t result =
+    const Code result =
         overlapped_ ? overlappedWrite(data, length, bytesWritten) : blockingWrite(data, length, bytesWritten);
-    if (result == code::Success && traceSend_ && bytesWritten > 0) {
+    if (result == Code::Success && traceSend_ && bytesWritten > 0) {
         message("DC Send: %s", encodeHex(std::string_view(static_cast<const char*>(data), bytesWritten)).c_str());
     }
     return result;
 }
 
-std::uint32_t DeviceComm::overlappedWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
+Code DeviceComm::overlappedWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
     const BeginResult begun = serial_.beginWrite(handle_, *writing_, data, length);
-    if (begun == BeginResult::Failed) return closeAfter("WriteFile Error", code::WriteFailed);
+    if (begun == BeginResult::Failed) return closeAfter("WriteFile Error", Code::WriteFailed);
     if (begun == BeginResult::Pending) {
         PendingTransfer pending(serial_, handle_, *writing_);
         switch (pending.await(stop_, writeTimeout_)) {
             case WaitResult::Stopped:
                 message("Get Stop Event in WriteData");
-                return code::Stopped;
+                return Code::Stopped;
             case WaitResult::TimedOut:
                 message("Write Timeout");
-                return code::WriteTimeout;
+                return Code::WriteTimeout;
             case WaitResult::Failed:
-                return code::WaitFailed;
+                return Code::WaitFailed;
             case WaitResult::Signalled:
                 break;
         }
     }
     if (!serial_.finish(handle_, *writing_, bytesWritten)) {
         bytesWritten = 0;
-        return closeAfter("WriteFile Get Overlapped Result Error", code::WriteFailed);
+        return closeAfter("WriteFile Get Overlapped Result Error", Code::WriteFailed);
     }
     if (bytesWritten < length) {
         fileMessage("Desired Write: %d, Real Write: %d", static_cast<int>(length), static_cast<int>(bytesWritten));
-        CloseDevice();
+        static_cast<void>(CloseDevice());  // what the caller is told is the short write, not what became of the port
         platform_.clock.sleep(kPauseBeforeReopen);
         fileMessage("Try to Re-Open Device");
-        OpenDevice();
-        return code::ShortWrite;
+        static_cast<void>(OpenDevice());
+        return Code::ShortWrite;
     }
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t DeviceComm::blockingWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
+Code DeviceComm::blockingWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
     if (!serial_.write(handle_, data, length, bytesWritten)) {
         bytesWritten = 0;
-        return closeAfter("WriteFile Error", code::WriteFailed);
+        return closeAfter("WriteFile Error", Code::WriteFailed);
     }
     if (bytesWritten < length) {  // deliberate: unlike the overlapped mode, no reopening and nothing to the file
         message("Desired Write: %d, Real Write: %d", static_cast<int>(length), static_cast<int>(bytesWritten));
-        CloseDevice();
-        return code::ShortWrite;
+        static_cast<void>(CloseDevice());
+        return Code::ShortWrite;
     }
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t DeviceComm::closeAfter(const char* prefix, std::uint32_t result) {
+Code DeviceComm::closeAfter(const char* prefix, Code result) {
     reportLastError(prefix);
-    CloseDevice();
+    static_cast<void>(CloseDevice());  // the failure before it is told
     return result;
 }
 
@@ -380,14 +380,14 @@ std::uint32_t DeviceComm::closeAfter(const char* prefix, std::uint32_t result) {
 
 bool DeviceComm::ClearDeviceError() { return isOpen() && clearErrorBits(nullptr); }
 
-std::uint32_t DeviceComm::ClearDeviceError(std::uint32_t& waiting) {
+Code DeviceComm::ClearDeviceError(std::uint32_t& waiting) {
     waiting = 0;
-    if (!isOpen()) return code::NotOpen;
+    if (!isOpen()) return Code::NotOpen;
     PortStatus status;
-    if (!clearErrorBits(&status)) return code::ErrorsNotCleared;
+    if (!clearErrorBits(&status)) return Code::ErrorsNotCleared;
     lastStatus_ = status;
     waiting = lastStatus_.inQueue;
-    return code::Success;
+    return Code::Success;
 }
 
 bool DeviceComm::clearErrorBits(PortStatus* status) {
@@ -418,36 +418,36 @@ void DeviceComm::purge() {
 
 // --- modem lines
 
-std::uint32_t DeviceComm::setSignal(std::int32_t index, bool raise) {
-    if (!isOpen()) return code::NotOpen;
+Code DeviceComm::setSignal(std::int32_t index, bool raise) {
+    if (!isOpen()) return Code::NotOpen;
     clearErrorBits(nullptr);
     const LineControl function = index == 1 ? (raise ? LineControl::SetDtr : LineControl::ClearDtr)
                                             : (raise ? LineControl::SetRts : LineControl::ClearRts);
-    if (serial_.control(handle_, function)) return code::Success;
+    if (serial_.control(handle_, function)) return Code::Success;
     message("Retry Setting Signal");
     platform_.clock.sleep(kPauseBeforeSignalRetry);
     ClearDeviceError();
-    if (serial_.control(handle_, function)) return code::Success;
+    if (serial_.control(handle_, function)) return Code::Success;
     message("Setting Signal Error in Function: %d", static_cast<int>(function));
-    return code::SignalNotSet;
+    return Code::SignalNotSet;
 }
 
-std::uint32_t DeviceComm::detectSignal(std::int32_t index, std::int32_t& value) {
+Code DeviceComm::detectSignal(std::int32_t index, std::int32_t& value) {
     constexpr std::array kLines{ModemStatus::Cts, ModemStatus::Dsr, ModemStatus::Ring, ModemStatus::Rlsd};
     value = 0;
-    if (!isOpen()) return code::NotOpen;
+    if (!isOpen()) return Code::NotOpen;
     clearErrorBits(nullptr);
     std::uint32_t status = 0;
     if (!serial_.modemStatus(handle_, status)) {
         reportLastError("DetectSignal Error");
-        return code::SignalsUnreadable;
+        return Code::SignalsUnreadable;
     }
     if (index == -1) {
         value = static_cast<std::int32_t>(status);
     } else if (index >= 0 && static_cast<std::size_t>(index) < kLines.size()) {
         value = (status & kLines[static_cast<std::size_t>(index)]) != 0;
     }
-    return code::Success;
+    return Code::Success;
 }
 
 // --- messages
@@ -480,7 +480,9 @@ void DeviceComm::fileMessage(const char* pattern, ...) noexcept {
 void DeviceComm::tell(ToFile toFile, const char* pattern, va_list arguments) noexcept {
     try {
         const std::string text = formatList(pattern, arguments);
-        if (toFile == ToFile::Yes && !logFilePath_.empty()) Log(platform_, logFilePath_, LogType::Comment, text);
+        if (toFile == ToFile::Yes && !logFilePath_.empty()) {
+            static_cast<void>(Log(platform_, logFilePath_, LogType::Comment, text));
+        }
         if (sink_) sink_->text(text);
     } catch (...) {
         // A sink's failure is its own.

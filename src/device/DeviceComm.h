@@ -1,7 +1,7 @@
 // The serial port itself: opens it by number or path with its retry policy, configures it, moves bytes, clears its
 // error bits, drives and reads its modem lines, and turns failures into codes and readable messages.
 //
-// Codes are those of device/ErrorCodes.h. Nothing throws but std::bad_alloc. It has no lock of its own: whoever uses
+// Nothing throws but std::bad_alloc. It has no lock of its own: whoever uses
 // it holds the object's receive lock. isOpen and handle may be asked from any thread.
 #pragma once
 #include <atomic>
@@ -10,9 +10,9 @@
 #include <memory>
 #include <string>
 
+#include "base/Text.h"
 #include "device/CCallBack.h"
 #include "mova/Codes.h"
-#include "base/Text.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -29,14 +29,14 @@ public:
     DeviceComm(const DeviceComm&) = delete;
     DeviceComm& operator=(const DeviceComm&) = delete;
 
-    std::uint32_t OpenDevice();
+    Code OpenDevice();
     // Stores number and rate, opens, and always hands back the handle (invalid on failure).
-    std::uint32_t open(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle);
-    std::uint32_t CloseDevice(PortHandle* handle = nullptr);  // 0 and no message when closed already
+    Code openByNumber(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle);
+    Code CloseDevice(PortHandle* handle = nullptr);  // 0 and no message when closed already
 
     bool isOpen() const { return handle() != kInvalidPort; }
     PortHandle handle() const { return handle_; }
-    std::uint32_t setHandle(PortHandle handle);  // AlreadyOpen while a port is open
+    Code setHandle(PortHandle handle);  // AlreadyOpen while a port is open
 
     void setStopEvent(Event* stop) { stop_ = stop; }  // ends every wait; not owned; null: none
     void setMessageSink(CCallBack* sink) { sink_ = sink; }
@@ -46,41 +46,41 @@ public:
     void setTimeouts(std::uint32_t readMilliseconds, std::uint32_t writeMilliseconds);
     void setTraceFlags(bool send, bool receive);
     // Kept for the next open; an open port is configured at once and the result is that of the configuration.
-    std::uint32_t setFlowControlMode(std::uint8_t mode);
-    std::uint32_t configure();
+    Code setFlowControlMode(std::uint8_t mode);
+    Code configure();
 
     // Capacity below 1: NotOpen. A success of 0 bytes is usual: reads return what is queued.
-    std::uint32_t ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead);
+    Code ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead);
     // Length 0 is accepted, deliberately unlike ReadData. A short write closes the port and, overlapped, reopens it.
-    std::uint32_t WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
+    Code WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
     bool ClearDeviceError();                              // reporting form
-    std::uint32_t ClearDeviceError(std::uint32_t& waiting);  // queue form: bytes waiting in the input queue
+    Code ClearDeviceError(std::uint32_t& waiting);  // queue form: bytes waiting in the input queue
     void purge();                                         // drops what waits in both queues; failures are not told
 
-    std::uint32_t setSignal(std::int32_t index, bool raise);  // index 1: DTR, every other: RTS
+    Code setSignal(std::int32_t index, bool raise);  // index 1: DTR, every other: RTS
     // Index -1: the whole status word; 0 to 3: CTS, DSR, RING, carrier as 0 or 1; others: 0.
-    std::uint32_t detectSignal(std::int32_t index, std::int32_t& value);
+    Code detectSignal(std::int32_t index, std::int32_t& value);
 
     bool isUsbCard() const { return usbCard_; }
 
 private:
     enum class ToFile : bool { No, Yes };
 
-    std::uint32_t findDevicePath(std::string& path);
-    std::uint32_t createFile(const std::string& path);
-    std::uint32_t configureWithRetries(const std::string& path);
-    std::uint32_t configurationAttempt(const std::string& path, int attempt);
-    std::uint32_t reopenForRetry(const std::string& path, int attempt);
-    std::uint32_t setUpPort();
-    std::uint32_t overlappedRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
-    std::uint32_t blockingRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
-    std::uint32_t overlappedWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
-    std::uint32_t blockingWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
-    std::uint32_t closeAfter(const char* prefix, std::uint32_t result);
+    Code findDevicePath(std::string& path);
+    Code createFile(const std::string& path);
+    Code configureWithRetries(const std::string& path);
+    Code configurationAttempt(const std::string& path, int attempt);
+    Code reopenForRetry(const std::string& path, int attempt);
+    Code setUpPort();
+    Code overlappedRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
+    Code blockingRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
+    Code overlappedWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
+    Code blockingWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
+    Code closeAfter(const char* prefix, Code result);
     bool clearErrorBits(PortStatus* status);
     void reportErrorBits(std::uint32_t bits);
     void reportLastError(const char* prefix) noexcept;
-    std::uint32_t failConfiguration(const char* text, std::uint32_t result);
+    Code failConfiguration(const char* text, Code result);
     // A message that there is no memory for is lost: it never stands in the way of what it tells about.
     MOVA_PRINTF(2, 3) void message(const char* pattern, ...) noexcept;
     MOVA_PRINTF(2, 3) void fileMessage(const char* pattern, ...) noexcept;

@@ -5,27 +5,26 @@
 #include <vector>
 
 #include "base/HexText.h"
+#include "mova/Options.h"
 
 namespace mova {
 
 namespace {
-constexpr std::int32_t kCollectOption = 3;
 constexpr std::int32_t kLongestCollection = 1000;
 constexpr std::uint32_t kCollectionSize = 2048;
 constexpr std::uint32_t kPollPause = 25;
-constexpr std::uint32_t kSlowDevicePause = 100;
 }  // namespace
 
-std::uint32_t DirectAccess::writeHex(std::string_view hexText, std::int32_t count, std::uint32_t& written) {
+Code DirectAccess::writeHex(std::string_view hexText, std::int32_t count, std::uint32_t& written) {
     written = 0;
-    if (count < 1) return code::Success;
+    if (count < 1) return Code::Success;
     const std::string bytes = decodeHex(hexText.substr(0, 2 * static_cast<std::size_t>(count)));
     return writeBytes(reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::int32_t>(bytes.size()), written);
 }
 
-std::uint32_t DirectAccess::writeBytes(const std::uint8_t* bytes, std::int32_t count, std::uint32_t& written) {
+Code DirectAccess::writeBytes(const std::uint8_t* bytes, std::int32_t count, std::uint32_t& written) {
     written = 0;
-    std::uint32_t result = code::Success;
+    Code result = Code::Success;
     if (!port_.makeAvailable(HandsetPort::OpenTest::Handle, result)) return result;
     return port_.device().WriteData(bytes, static_cast<std::uint32_t>(count), written);
 }
@@ -34,18 +33,18 @@ void DirectAccess::writeArray(std::span<const std::uint8_t> array, std::int32_t 
     written = 0;
     if (count < 1) return;
     const auto length = std::min(array.size(), static_cast<std::size_t>(count));
-    port_.write(array.data(), static_cast<std::uint32_t>(length), &written);
+    static_cast<void>(port_.write(array.data(), static_cast<std::uint32_t>(length), &written));
 }
 
-std::uint32_t DirectAccess::read(std::int32_t count, std::string& bytes) {
+Code DirectAccess::read(std::int32_t count, std::string& bytes) {
     bytes.clear();
-    if (count < 1) return code::Success;
+    if (count < 1) return Code::Success;
     std::string buffer(static_cast<std::size_t>(count), '\0');
-    std::uint32_t result = code::Success;
+    Code result = Code::Success;
     if (!port_.makeAvailable(HandsetPort::OpenTest::Device, result)) return result;
     std::uint32_t bytesRead = 0;
     result = port_.device().ReadData(buffer.data(), count, bytesRead);
-    if (result == code::Success) {
+    if (result == Code::Success) {
         buffer.resize(bytesRead);
         bytes = std::move(buffer);
     }
@@ -53,14 +52,16 @@ std::uint32_t DirectAccess::read(std::int32_t count, std::string& bytes) {
 }
 
 std::uint32_t DirectAccess::waiting() {
-    std::uint32_t result = code::Success;
+    Code result = Code::Success;
     std::uint32_t count = 0;
-    if (port_.makeAvailable(HandsetPort::OpenTest::Device, result)) port_.device().ClearDeviceError(count);
+    if (port_.makeAvailable(HandsetPort::OpenTest::Device, result)) {
+        static_cast<void>(port_.device().ClearDeviceError(count));  // a failure counts nothing
+    }
     return count;
 }
 
 std::optional<std::string> DirectAccess::collect(std::int32_t option, std::int32_t durationMilliseconds) {
-    if (option != kCollectOption || !port_.isSerial() || !port_.device().isOpen()) return std::nullopt;
+    if (option != kCollectRawData || !port_.isSerial() || !port_.device().isOpen()) return std::nullopt;
     const auto duration = static_cast<std::uint32_t>(std::clamp(durationMilliseconds, 0, kLongestCollection));
     const std::uint32_t deadline = platform_.clock.tickCount() + duration;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): large, and only what was read is looked at
@@ -78,17 +79,17 @@ std::optional<std::string> DirectAccess::collect(std::int32_t option, std::int32
             continue;
         }
         const std::uint32_t bytesRead = readInto(collected.data() + count, std::min(waitingBytes, kCollectionSize - count));
-        if (port_.deviceType() == HandsetPort::kSlowDevice) platform_.clock.sleep(kSlowDevicePause);
+        if (port_.deviceType() == HandsetPort::kSlowDevice) platform_.clock.sleep(HandsetPort::kSlowDevicePause);
         if (bytesRead == 0) platform_.clock.sleep(1);  // a full buffer goes on to the deadline without spinning
         count += bytesRead;
     }
 }
 
-std::uint32_t DirectAccess::readInto(std::uint8_t* buffer, std::uint32_t room) {
+std::uint32_t DirectAccess::readInto(std::uint8_t* buffer, std::uint32_t capacity) {
     std::uint32_t bytesRead = 0;
-    std::uint32_t result = code::Success;
-    if (room > 0 && port_.makeAvailable(HandsetPort::OpenTest::Device, result)) {
-        port_.device().ReadData(buffer, static_cast<std::int32_t>(room), bytesRead);
+    Code result = Code::Success;
+    if (capacity > 0 && port_.makeAvailable(HandsetPort::OpenTest::Device, result)) {
+        static_cast<void>(port_.device().ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead));  // a failure reads nothing
     }
     return bytesRead;
 }

@@ -1,5 +1,4 @@
-// Raw bytes in and out of the handset's port, past the request protocol. Codes are those of device/ErrorCodes.h.
-// Callers hold the port's lock.
+// Raw bytes in and out of the handset's port, past the request protocol. Callers hold the port's lock.
 #pragma once
 #include <cstdint>
 #include <optional>
@@ -16,19 +15,19 @@ public:
     DirectAccess(Platform& platform, HandsetPort& port) : platform_(platform), port_(port) {}
 
     // Writes at most count bytes of a hexadecimal text; bad digits count as 0.
-    std::uint32_t writeHex(std::string_view hexText, std::int32_t count, std::uint32_t& written);
-    std::uint32_t writeBytes(const std::uint8_t* bytes, std::int32_t count, std::uint32_t& written);
+    Code writeHex(std::string_view hexText, std::int32_t count, std::uint32_t& written);
+    Code writeBytes(const std::uint8_t* bytes, std::int32_t count, std::uint32_t& written);
     // Deliberate: the outcome of this write is not told, only its count.
     void writeArray(std::span<const std::uint8_t> array, std::int32_t count, std::uint32_t& written);
     // bytes: what was read, empty when nothing came.
-    std::uint32_t read(std::int32_t count, std::string& bytes);
+    Code read(std::int32_t count, std::string& bytes);
     std::uint32_t waiting();
     // Collects what comes within the duration (at most 1000 ms): hexadecimal text, or "NULL" when nothing came.
     // No text when the stop event ends it, when the port is not available, or for an option other than 3.
     std::optional<std::string> collect(std::int32_t option, std::int32_t durationMilliseconds);
 
 private:
-    std::uint32_t readInto(std::uint8_t* buffer, std::uint32_t room);
+    std::uint32_t readInto(std::uint8_t* buffer, std::uint32_t capacity);
 
     Platform& platform_;
     HandsetPort& port_;

@@ -38,7 +38,7 @@ void HandsetPort::setDebugPrefix() {
     debug_.setPrefix("MovaCmdSvr:(" + port + ") ");
 }
 
-std::uint32_t HandsetPort::open() {
+Code HandsetPort::open() {
     // Deliberate: the first number is the device parameter, not the port number.
     trace_.record(TraceKind::FreeText, format("Open Device:%d,%d", parameter1_, baudRate_));
     stop_->reset();
@@ -49,96 +49,98 @@ std::uint32_t HandsetPort::open() {
             debug_.post(format("Card Type: %d\nDriver Name: %s", cardType_, driverName.c_str()));
             driverKnown_ = true;
         }
-        if (device_.isOpen()) device_.CloseDevice();
-        const std::uint32_t result = device_.open(static_cast<std::uint16_t>(portNumber_),
+        if (device_.isOpen()) static_cast<void>(device_.CloseDevice());  // the open that follows tells
+        const Code result = device_.openByNumber(static_cast<std::uint16_t>(portNumber_),
                                                   static_cast<std::uint32_t>(baudRate_), handle_);
-        if (result != code::Success) {
+        if (result != Code::Success) {
             trace_.record(TraceKind::FreeText, "Open Device Fail");
             return result;
         }
     }
     deviceOpen_ = true;
     trace_.record(TraceKind::FreeText, "Open Device Success");
-    return code::Success;
+    return Code::Success;
 }
 
-std::uint32_t HandsetPort::close() {
+Code HandsetPort::close() {
     trace_.record(TraceKind::FreeText, "Close Device");
     stop_->set();
-    const std::uint32_t result = device_.CloseDevice(&handle_);
-    if (result == code::Success) deviceOpen_ = false;
-    trace_.record(TraceKind::FreeText, result == code::Success ? "Close Device Success" : "Close Device Fail");
+    const Code result = device_.CloseDevice(&handle_);
+    if (result == Code::Success) deviceOpen_ = false;
+    trace_.record(TraceKind::FreeText, result == Code::Success ? "Close Device Success" : "Close Device Fail");
     return result;
 }
 
 void HandsetPort::closeAtEnd() {
-    if (isSerial() && device_.isOpen()) close();
+    if (isSerial() && device_.isOpen()) static_cast<void>(close());  // its trace tells
 }
 
 // NOLINTNEXTLINE(readability-non-const-parameter): written through a reference
-std::uint32_t HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten) {
+Code HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten) {
     std::uint32_t written = 0;
     std::uint32_t& out = bytesWritten ? *bytesWritten : written;
     out = 0;
-    if (!initialised_) return code::NotInitialised;
-    if (!isSerial()) return code::Success;
+    if (!initialised_) return Code::NotInitialised;
+    if (!isSerial()) return Code::Success;
     if (!hasHandle()) {
-        const std::uint32_t opened = open();
-        if (opened != code::Success || !isSerial()) return opened;
+        const Code opened = open();
+        if (opened != Code::Success || !isSerial()) return opened;
     }
     // Deliberate: a port that closed itself is only reopened when the manager's own handle says so.
-    return device_.isOpen() ? device_.WriteData(data, length, out) : code::Success;
+    return device_.isOpen() ? device_.WriteData(data, length, out) : Code::Success;
 }
 
-std::uint32_t HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds) {
+Code HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds) {
     const std::uint32_t start = platform_.clock.tickCount();
-    if (!isSerial()) return code::Success;
+    if (!isSerial()) return Code::Success;
     if (isUsb(cardType_)) return write(data, length);
 
     // Required: every other kind of card takes the request byte by byte.
     const char* const bytes = static_cast<const char*>(data);
     for (std::uint32_t sent = 0; sent < length;) {
         std::uint32_t written = 0;
-        const std::uint32_t result = write(bytes + sent, 1, &written);
-        if (result != code::Success) return result;
+        const Code result = write(bytes + sent, 1, &written);
+        if (result != Code::Success) return result;
         // As in a whole write: a device that is found closed, or is no serial one any more, takes nothing.
-        if (!isSerial() || !device_.isOpen()) return code::Success;
+        if (!isSerial() || !device_.isOpen()) return Code::Success;
         sent += written;
         if (sent == length) break;
-        if (stop_->isSet()) return code::Stopped;
+        if (stop_->isSet()) return Code::Stopped;
         // Deliberate: a plain comparison, without regard to the count's wrap.
-        if (start + limitMilliseconds < platform_.clock.tickCount()) return code::WriteTimeout;
+        if (start + limitMilliseconds < platform_.clock.tickCount()) return Code::WriteTimeout;
     }
-    return code::Success;
+    return Code::Success;
 }
 
 bool HandsetPort::shouldBeOpen() {
     if (!deviceOpen_ || !isSerial()) return false;
-    return device_.isOpen() || open() == code::Success;
+    return device_.isOpen() || open() == Code::Success;
 }
 
 std::uint32_t HandsetPort::waitingBytes() {
     std::uint32_t waiting = 0;
-    if (shouldBeOpen()) device_.ClearDeviceError(waiting);
+    if (shouldBeOpen()) static_cast<void>(device_.ClearDeviceError(waiting));  // a failure counts nothing
     return waiting;
 }
 
 std::uint32_t HandsetPort::readWaiting(void* buffer, std::uint32_t capacity) {
     std::uint32_t bytesRead = 0;
-    if (shouldBeOpen()) device_.ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead);
+    if (shouldBeOpen()) {
+        static_cast<void>(device_.ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead));  // a failure reads nothing
+    }
     return bytesRead;
 }
 
-bool HandsetPort::makeAvailable(OpenTest test, std::uint32_t& result) {
+bool HandsetPort::makeAvailable(OpenTest test, Code& result) {
     if (!initialised_) {
-        result = code::NotInitialised;
+        result = Code::NotInitialised;
         return false;
     }
-    result = code::Success;
+    result = Code::Success;
     if (!isSerial()) return false;
     const bool isOpen = test == OpenTest::Handle ? hasHandle() : device_.isOpen();
     if (!isOpen) result = open();
-    return result == code::Success;
+    return result == Code::Success;
 }
 
 void HandsetPort::switchFlowControlMode(std::int32_t mode) {
@@ -148,7 +150,8 @@ void HandsetPort::switchFlowControlMode(std::int32_t mode) {
     }
     if (!isSerial()) return;
     constexpr std::int32_t kFallback = 7;  // deliberate: not the device's own default
-    device_.setFlowControlMode(static_cast<std::uint8_t>(mode >= 1 && mode <= 8 ? mode : kFallback));
+    // Deliberate: callers are not told what the port made of it.
+    static_cast<void>(device_.setFlowControlMode(static_cast<std::uint8_t>(mode >= 1 && mode <= 8 ? mode : kFallback)));
 }
 
 }  // namespace mova

@@ -18,7 +18,8 @@ namespace mova {
 
 class HandsetPort {
 public:
-    static constexpr std::int32_t kSlowDevice = 2;  // device type whose polling pauses are longer
+    static constexpr std::int32_t kSlowDevice = 2;            // device type whose polling pauses are longer
+    static constexpr std::uint32_t kSlowDevicePause = 100;  // milliseconds
 
     HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace);
 
@@ -41,15 +42,15 @@ public:
     CardType cardType() const { return cardType_; }
     std::int32_t pendingFlowControlMode() const { return pendingFlowControlMode_; }
 
-    std::uint32_t open();
-    std::uint32_t close();
+    Code open();
+    Code close();
     // At the object's end: closes only an open serial port.
     void closeAtEnd();
 
     // Object write: the whole buffer at once. bytesWritten may be null.
-    std::uint32_t write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten = nullptr);
+    Code write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten = nullptr);
     // Byte by byte unless the card sits on USB; the limit is for the whole request.
-    std::uint32_t pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds);
+    Code pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds);
 
     // For the receive engine: reopens a port that closed itself while it should be open. 0 when there is none.
     std::uint32_t waitingBytes();
@@ -57,7 +58,7 @@ public:
 
     // Opens the port when needed and says whether it can be used; result is the code for the caller when not.
     enum class OpenTest { Handle, Device };  // writes ask the manager's handle, reads ask the device itself
-    bool makeAvailable(OpenTest test, std::uint32_t& result);
+    bool makeAvailable(OpenTest test, Code& result);
 
     void switchFlowControlMode(std::int32_t mode);
 

@@ -99,7 +99,7 @@ void append(Platform& platform, const std::string& path, const std::string& line
 
 }  // namespace
 
-std::uint32_t Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
+Code Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
                   LogDirection direction) {
     try {
         remember(path);
@@ -107,7 +107,7 @@ std::uint32_t Log(Platform& platform, const std::string& path, LogType type, std
     } catch (...) {
         // Out of memory: the line is dropped, as one that cannot be written.
     }
-    return path.empty() ? kLogPathEmpty : 0;
+    return path.empty() ? Code::LogPathEmpty : Code::Success;
 }
 
 std::string lastLogPath() {

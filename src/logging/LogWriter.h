@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "mova/Codes.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -27,11 +28,9 @@ enum class LogType : std::int32_t {
 
 enum class LogDirection { Received, Sent };
 
-constexpr std::uint32_t kLogPathEmpty = 0x1001;
-
-// 0 when the line was handled (a file that cannot be opened or written drops it without a report), kLogPathEmpty
+// Success when the line was handled (a file that cannot be opened or written drops it without a report), LogPathEmpty
 // when the path is empty. A type outside the table writes an "[UNKNOWN]" line.
-std::uint32_t Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
+Code Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
                   LogDirection direction = LogDirection::Received);
 
 // The path of the last call in this process, whichever object made it.

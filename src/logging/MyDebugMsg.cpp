@@ -68,7 +68,7 @@ void MyDebugMsg::setPrefix(std::string_view prefix) {
 void MyDebugMsg::setOutputMode(OutputMode mode) { outputMode_ = mode; }
 
 void MyDebugMsg::post(std::string_view message) noexcept {
-    if (!isHeard()) return;
+    if (!hasListener()) return;
     try {
         std::string text;
         {
@@ -82,7 +82,7 @@ void MyDebugMsg::post(std::string_view message) noexcept {
     }
 }
 
-bool MyDebugMsg::isHeard() noexcept {
+bool MyDebugMsg::hasListener() noexcept {
     if (outputMode_ == OutputMode::Off) return false;
     if (!probe_->present) lookForListener();
     return probe_->present;

@@ -26,7 +26,7 @@ public:
     void setPrefix(std::string_view prefix);  // put in front of every message; empty: none
     void setOutputMode(OutputMode mode);
     void post(std::string_view message) noexcept;  // from any thread; lost when there is no memory for it
-    bool isHeard() noexcept;  // looks for a listener when none is known, as a post does; from any thread
+    bool hasListener() noexcept;  // looks for a listener when none is known, as a post does; from any thread
 
 private:
     struct Probe;  // what the searching thread touches; it holds its own reference

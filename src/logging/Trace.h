@@ -1,4 +1,4 @@
-// What the lower rooms write their traffic to, without knowing the trace file or its layout.
+// What the lower core write their traffic to, without knowing the trace file or its layout.
 #pragma once
 #include <string_view>
 
@@ -33,7 +33,7 @@ public:
     virtual ~Trace() = default;
     virtual void record(TraceKind kind, std::string_view text) = 0;
     // False while a record would reach nobody: its text need not be put together.
-    virtual bool isRead() { return true; }
+    virtual bool hasReader() { return true; }
 };
 
 }  // namespace mova

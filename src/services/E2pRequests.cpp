@@ -1,10 +1,9 @@
 #include "services/E2pRequests.h"
 
 #include <algorithm>
-#include <array>
 
+#include "base/E2pStatus.h"
 #include "base/HexText.h"
-#include "logging/LogWriter.h"
 
 namespace mova {
 
@@ -54,15 +53,15 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
 }
 
-std::uint32_t check(const Reply& reply, E2pCommand command, std::uint16_t object, std::uint16_t record,
+Code check(const Reply& reply, E2pCommand command, std::uint16_t object, std::uint16_t record,
                     std::string_view sent) {
-    if (reply.command != static_cast<std::uint8_t>(command)) return code::WrongCommandEcho;
+    if (reply.command != static_cast<std::uint8_t>(command)) return Code::WrongCommandEcho;
     if (reply.status != 0) return e2pStatusCode(reply.status);
-    if (reply.object != object) return code::WrongObject;
-    if (reply.record != record) return code::WrongRecord;
-    if (!echoesData(command)) return code::Success;
-    if (reply.data.size() != sent.size()) return code::WrongDataLength;
-    return equalIgnoringCase(reply.data, sent) ? code::Success : code::WrongData;
+    if (reply.object != object) return Code::WrongObject;
+    if (reply.record != record) return Code::WrongRecord;
+    if (!echoesData(command)) return Code::Success;
+    if (reply.data.size() != sent.size()) return Code::WrongDataLength;
+    return equalIgnoringCase(reply.data, sent) ? Code::Success : Code::WrongData;
 }
 
 struct Range {
@@ -77,31 +76,19 @@ Range clampRange(std::size_t size, std::int32_t start, std::int32_t length) {
 
 }  // namespace
 
-std::uint32_t e2pStatusCode(std::uint8_t status) {
-    // From status 2 on. Deliberate: 13 to 17 are not in order.
-    constexpr std::array<std::uint16_t, 19> kCodes{0x8201, 0x8202, 0x8203, 0x8204, 0x8205, 0x8206, 0x8207,
-                                                   0x8208, 0x8209, 0x820A, 0x820B, 0x8313, 0x8314, 0x8310,
-                                                   0x8311, 0x8312, 0x8315, 0x8316, 0x8317};
-    constexpr std::uint32_t kOther = 0x820C;
-    constexpr std::uint8_t kFirst = 2;
-    if (status == 0) return code::Success;
-    if (status < kFirst || status - kFirst >= static_cast<int>(kCodes.size())) return kOther;
-    return kCodes[static_cast<std::size_t>(status - kFirst)];
-}
-
 TextReply E2pRequests::request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data) {
     const auto objectId = static_cast<std::uint16_t>(object);
     const auto recordNumber = static_cast<std::uint16_t>(record);
     TextReply result;
     result.code = sender_.sendText(delivery::E2p, Family::E2p, makeMessage(command, objectId, recordNumber, data));
-    if (result.code != code::Success) return result;
+    if (result.code != Code::Success) return result;
     const auto fetched = answers_.queue().fetch(LineClass::E2p, ConfirmationQueue::Take::Remove);
     const Reply reply = parseReply(fetched.record.hexData);
     result.code = check(reply, command, objectId, recordNumber, data);
-    if (result.code != code::Success) return result;
+    if (result.code != Code::Success) return result;
     result.data = reply.data;
     if (command == E2pCommand::Read) {
-        Log(platform_, session_.logFilePath, LogType::At, result.data + "\n", LogDirection::Received);
+        log_.write(LogType::At, result.data + "\n");
     }
     return result;
 }
@@ -111,7 +98,7 @@ E2pRequests::RangeReply E2pRequests::readRange(std::int32_t object, std::int32_t
     TextReply whole = request(E2pCommand::Read, object, record);
     RangeReply result;
     result.code = whole.code;
-    if (whole.code != code::Success) return result;
+    if (whole.code != Code::Success) return result;
     const Range range = clampRange(whole.data.size(), start, length);
     result.data = whole.data.substr(range.start, range.length);
     result.length = static_cast<std::int32_t>(range.length);
@@ -124,7 +111,7 @@ E2pRequests::RangeReply E2pRequests::writeRange(std::int32_t object, std::int32_
     TextReply whole = request(E2pCommand::Read, object, record);
     RangeReply result;
     result.code = whole.code;
-    if (whole.code != code::Success) return result;
+    if (whole.code != Code::Success) return result;
     const Range range = clampRange(whole.data.size(), start, length);
     result.length = static_cast<std::int32_t>(range.length);
     result.lengthKnown = true;

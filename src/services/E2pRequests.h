@@ -15,9 +15,10 @@
 #include <string>
 #include <string_view>
 
+#include "logging/FileLog.h"
 #include "services/RequestSender.h"
 #include "services/TextReply.h"
-#include "transport/AnswerChannel.h"
+#include "transport/Answers.h"
 
 namespace mova {
 
@@ -32,20 +33,16 @@ enum class E2pCommand : std::uint8_t {
     LockOtp = 0x87,
 };
 
-// The handset's status byte as a code; 0 is success.
-std::uint32_t e2pStatusCode(std::uint8_t status);
-
 class E2pRequests {
 public:
     struct RangeReply {
-        std::uint32_t code = 0;
+        Code code = Code::Success;
         bool lengthKnown = false;
         std::int32_t length = 0;  // characters
         std::string data;
     };
 
-    E2pRequests(Platform& platform, RequestSender& sender, AnswerChannel& answers, Session& session)
-        : platform_(platform), sender_(sender), answers_(answers), session_(session) {}
+    E2pRequests(RequestSender& sender, Answers& answers, FileLog& log) : sender_(sender), answers_(answers), log_(log) {}
 
     TextReply request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data = {});
 
@@ -56,10 +53,9 @@ public:
                           std::string_view data);
 
 private:
-    Platform& platform_;
     RequestSender& sender_;
-    AnswerChannel& answers_;
-    Session& session_;
+    Answers& answers_;
+    FileLog& log_;
 };
 
 }  // namespace mova

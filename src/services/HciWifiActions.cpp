@@ -5,7 +5,6 @@
 #include <string>
 
 #include "base/HexText.h"
-#include "logging/LogWriter.h"
 
 namespace mova {
 
@@ -30,22 +29,22 @@ constexpr std::array kHciOptions{
 constexpr std::size_t kHciHeader = 6;
 constexpr std::size_t kWifiHeader = 8;
 
-std::uint32_t wifiStatusCode(std::uint8_t status) {
-    if (status == 1) return code::WifiStatus1;
-    if (status == 2) return code::WifiStatus2;
-    return code::Success;  // deliberate: every other status is a success
+Code wifiStatusCode(std::uint8_t status) {
+    if (status == 1) return Code::WifiStatus1;
+    if (status == 2) return Code::WifiStatus2;
+    return Code::Success;  // deliberate: every other status is a success
 }
 
-std::uint32_t checkHci(const HciOption& option, std::string_view text) {
+Code checkHci(const HciOption& option, std::string_view text) {
     const std::uint8_t echoed = text.size() < kHciHeader ? std::uint8_t{0} : hexByteAt(text, 4);
-    if (echoed != static_cast<std::uint8_t>(option.option)) return code::WrongCommandEcho;
-    if (option.hasStatus && (text.size() < kHciHeader + 2 || text.substr(kHciHeader, 2) != "00")) return code::HciStatus;
-    return code::Success;
+    if (echoed != static_cast<std::uint8_t>(option.option)) return Code::WrongCommandEcho;
+    if (option.hasStatus && (text.size() < kHciHeader + 2 || text.substr(kHciHeader, 2) != "00")) return Code::HciStatus;
+    return Code::Success;
 }
 
-std::uint32_t checkWifi(std::uint8_t command, std::string_view text) {
+Code checkWifi(std::uint8_t command, std::string_view text) {
     const bool whole = text.size() >= kWifiHeader;
-    if ((whole ? hexByteAt(text, 0) : 0) != command) return code::WrongCommandEcho;
+    if ((whole ? hexByteAt(text, 0) : 0) != command) return Code::WrongCommandEcho;
     return wifiStatusCode(whole ? hexByteAt(text, 2) : std::uint8_t{0});
 }
 
@@ -59,10 +58,10 @@ TextReply HciWifiActions::hci(std::int32_t option, std::string_view hexCommand) 
     const auto row =
         std::find_if(kHciOptions.begin(), kHciOptions.end(), [&](const HciOption& o) { return o.option == option; });
     const bool known = row != kHciOptions.end();
-    session_.setTimeout(static_cast<std::int32_t>(Session::Timeout::Acknowledgement), known ? row->timeout : kUsualTimeout);
+    session_.setTimeout(number(Timeout::Acknowledgement), known ? row->timeout : kUsualTimeout);
     TextReply result;
     if (!known) {
-        result.code = code::UnknownOption;
+        result.code = Code::UnknownOption;
         return result;
     }
     const std::string_view command = row->sendsCommand ? hexCommand : std::string_view{};
@@ -71,10 +70,10 @@ TextReply HciWifiActions::hci(std::int32_t option, std::string_view hexCommand) 
     appendHexByte(message, static_cast<std::uint8_t>(option));
     message += command;
     result.code = sender_.sendText(delivery::Hci, Family::Hci, message);
-    if (result.code != code::Success) return result;
+    if (result.code != Code::Success) return result;
     const auto fetched = answers_.queue().fetch(LineClass::Hci, ConfirmationQueue::Take::Remove);
-    result.code = fetched.found ? checkHci(*row, fetched.record.hexData) : code::WrongCommandEcho;
-    if (result.code == code::Success) result.data = dataBehind(fetched.record.hexData, kHciHeader);
+    result.code = fetched.found ? checkHci(*row, fetched.record.hexData) : Code::WrongCommandEcho;
+    if (result.code == Code::Success) result.data = dataBehind(fetched.record.hexData, kHciHeader);
     return result;
 }
 
@@ -86,12 +85,12 @@ TextReply HciWifiActions::wifi(std::uint8_t command, std::string_view hexParamet
     message += hexParameter;
     TextReply result;
     result.code = sender_.sendText(delivery::Wifi, Family::Wifi, message);
-    if (result.code != code::Success) return result;
+    if (result.code != Code::Success) return result;
     const auto fetched = answers_.queue().fetch(LineClass::Wifi, ConfirmationQueue::Take::Remove);
-    result.code = fetched.found ? checkWifi(command, fetched.record.hexData) : code::WrongCommandEcho;
-    if (result.code == code::Success) {
+    result.code = fetched.found ? checkWifi(command, fetched.record.hexData) : Code::WrongCommandEcho;
+    if (result.code == Code::Success) {
         result.data = dataBehind(fetched.record.hexData, kWifiHeader);
-        Log(platform_, session_.logFilePath, LogType::At, result.data + "\n", LogDirection::Received);
+        log_.write(LogType::At, result.data + "\n");
     }
     return result;
 }

@@ -10,26 +10,27 @@
 #include <cstdint>
 #include <string_view>
 
+#include "logging/FileLog.h"
 #include "services/RequestSender.h"
 #include "services/TextReply.h"
-#include "transport/AnswerChannel.h"
+#include "transport/Answers.h"
 
 namespace mova {
 
 class HciWifiActions {
 public:
-    HciWifiActions(Platform& platform, RequestSender& sender, AnswerChannel& answers, Session& session)
-        : platform_(platform), sender_(sender), answers_(answers), session_(session) {}
+    HciWifiActions(RequestSender& sender, Answers& answers, Session& session, FileLog& log)
+        : sender_(sender), answers_(answers), session_(session), log_(log) {}
 
     // Deliberate: leaves the acknowledgement time-out at the option's value for all later requests.
     TextReply hci(std::int32_t option, std::string_view hexCommand);
     TextReply wifi(std::uint8_t command, std::string_view hexParameter);
 
 private:
-    Platform& platform_;
     RequestSender& sender_;
-    AnswerChannel& answers_;
+    Answers& answers_;
     Session& session_;
+    FileLog& log_;
 };
 
 }  // namespace mova

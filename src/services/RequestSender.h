@@ -9,10 +9,10 @@
 #include <string_view>
 
 #include "device/HandsetPort.h"
+#include "logging/FileLog.h"
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
-#include "platform/Platform.h"
-#include "transport/AnswerChannel.h"
+#include "transport/Answers.h"
 #include "transport/Session.h"
 
 namespace mova {
@@ -36,25 +36,24 @@ constexpr Delivery Wifi{TraceKind::WifiFirstSent, TraceKind::WifiLaterSent, AckT
 
 class RequestSender {
 public:
-    RequestSender(Platform& platform, HandsetPort& port, AnswerChannel& answers, Session& session, MyDebugMsg& debug,
-                  Trace& trace)
-        : platform_(platform), port_(port), answers_(answers), session_(session), debug_(debug), trace_(trace) {}
+    RequestSender(HandsetPort& port, Answers& answers, const Session& session, FileLog& log, MyDebugMsg& debug, Trace& trace)
+        : port_(port), answers_(answers), session_(session), log_(log), debug_(debug), trace_(trace) {}
 
     // payload(n) gives segment n (from 1) as hexadecimal text. No segments: nothing is sent, result 0.
-    std::uint32_t send(const Delivery& delivery, std::size_t segments,
+    Code send(const Delivery& delivery, std::size_t segments,
                        const std::function<std::string(std::size_t)>& payload);
 
     // A text family's message, cut into segments of 240 characters behind family byte, segment count and number.
-    std::uint32_t sendText(const Delivery& delivery, Family family, std::string_view message);
+    Code sendText(const Delivery& delivery, Family family, std::string_view message);
 
 private:
-    std::uint32_t sendSegment(TraceKind kind, const std::string& frame);
-    std::uint32_t awaitAckThenOk();
+    Code sendSegment(TraceKind kind, const std::string& frame);
+    Code awaitAckThenOk();
 
-    Platform& platform_;
     HandsetPort& port_;
-    AnswerChannel& answers_;
-    Session& session_;
+    Answers& answers_;
+    const Session& session_;
+    FileLog& log_;
     MyDebugMsg& debug_;
     Trace& trace_;
 };

@@ -4,52 +4,52 @@
 #include <array>
 #include <string>
 
-#include "base/HexText.h"
 #include "base/Fields.h"
+#include "base/HexText.h"
+#include "mova/Options.h"
 
 namespace mova {
 
 namespace {
 constexpr std::size_t kSegment = 100;
-enum class ByText : std::int32_t { ChangeParameter = 1, ChangeTable = 2, TestCase = 3, Statistics = 4 };
 }  // namespace
 
-std::uint32_t RfRequests::generalTest(std::uint8_t service, std::uint16_t index) { return send(service, 0, index, {}); }
+Code RfRequests::generalTest(std::uint8_t service, std::uint16_t index) { return send(service, 0, index, {}); }
 
-std::uint32_t RfRequests::changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index,
+Code RfRequests::changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index,
                                           std::uint16_t value) {
     const std::array<std::uint8_t, 2> data{static_cast<std::uint8_t>(value & 0xFF), static_cast<std::uint8_t>(value >> 8)};
     return send(request, access, index, data);
 }
 
-std::uint32_t RfRequests::changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index,
+Code RfRequests::changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index,
                                       std::uint16_t length, std::optional<Bytes> table) {
-    if (!table) return code::WrongArrayType;
+    if (!table) return Code::WrongArrayType;
     return send(request, access, index, table->first(std::min({std::size_t{length}, kMostData, table->size()})));
 }
 
-std::uint32_t RfRequests::testCase(std::uint8_t request, std::uint8_t access) { return send(request, access, 0, {}); }
+Code RfRequests::testCase(std::uint8_t request, std::uint8_t access) { return send(request, access, 0, {}); }
 
-std::uint32_t RfRequests::byText(std::int32_t kind, std::uint8_t request, std::string_view parameter) {
+Code RfRequests::byText(std::int32_t kind, std::uint8_t request, std::string_view parameter) {
     const Fields fields(parameter);
     const auto access = fields.number<std::uint8_t>(0);
     const auto index = fields.number<std::uint16_t>(1);
-    switch (static_cast<ByText>(kind)) {
-        case ByText::ChangeParameter:
-        case ByText::Statistics:  // one behaviour under two names: the handset tells them apart by the request byte
+    switch (static_cast<RfRequest>(kind)) {
+        case RfRequest::ChangeParameter:
+        case RfRequest::Statistics:  // one behaviour under two names: the handset tells them apart by the request byte
             return changeParameter(request, access, index, fields.number<std::uint16_t>(2));
-        case ByText::ChangeTable: {
+        case RfRequest::ChangeTable: {
             const std::string_view hex = fields.text(3);
             const std::string bytes = decodeHex(hex.substr(0, hex.size() / 2 * 2));
             return changeTable(request, access, index, fields.number<std::uint16_t>(2),
                                Bytes(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
         }
-        case ByText::TestCase: return testCase(request, access);
+        case RfRequest::TestCase: return testCase(request, access);
     }
     return generalTest(request, fields.number<std::uint16_t>(0));
 }
 
-std::uint32_t RfRequests::send(std::uint8_t service, std::uint8_t access, std::uint16_t index, Bytes data) {
+Code RfRequests::send(std::uint8_t service, std::uint8_t access, std::uint16_t index, Bytes data) {
     const std::size_t segments = std::max<std::size_t>(1, (data.size() + kSegment - 1) / kSegment);
     return sender_.send(delivery::Rf, segments, [&](std::size_t number) {
         const Bytes rest = data.subspan(kSegment * (number - 1));

@@ -24,17 +24,17 @@ public:
 
     explicit RfRequests(RequestSender& sender) : sender_(sender) {}
 
-    std::uint32_t generalTest(std::uint8_t service, std::uint16_t index);
-    std::uint32_t changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t value);
+    Code generalTest(std::uint8_t service, std::uint16_t index);
+    Code changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t value);
     // Sends the smallest of length, kMostData and what the table holds. No table: WrongArrayType, nothing sent.
-    std::uint32_t changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t length,
+    Code changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t length,
                               std::optional<Bytes> table);
-    std::uint32_t testCase(std::uint8_t request, std::uint8_t access);
+    Code testCase(std::uint8_t request, std::uint8_t access);
     // One of the above by number, its arguments from a text of values separated by ",".
-    std::uint32_t byText(std::int32_t kind, std::uint8_t request, std::string_view parameter);
+    Code byText(std::int32_t kind, std::uint8_t request, std::string_view parameter);
 
 private:
-    std::uint32_t send(std::uint8_t service, std::uint8_t access, std::uint16_t index, Bytes data);
+    Code send(std::uint8_t service, std::uint8_t access, std::uint16_t index, Bytes data);
 
     RequestSender& sender_;
 };

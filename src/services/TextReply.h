@@ -1,12 +1,13 @@
 // What a request of a text family came to.
 #pragma once
-#include <cstdint>
 #include <string>
+
+#include "mova/Codes.h"
 
 namespace mova {
 
 struct TextReply {
-    std::uint32_t code = 0;
+    Code code = Code::Success;
     std::string data;  // hexadecimal text; only of a success
 };
 

@@ -4,12 +4,12 @@
 #include <array>
 
 #include "base/Text.h"
+#include "mova/Options.h"
 
 namespace mova {
 
 namespace {
 
-constexpr std::uint32_t kNoFileOpened = 0x1002;
 constexpr std::size_t kDataLine = 100;
 
 // One field of a record's text: what stands before it and where it lies in the traced text. A count of 0 ends a row.
@@ -92,10 +92,10 @@ std::string traceText(TraceKind kind, std::string_view text) {
     return out;
 }
 
-bool TrafficTrace::isRead() noexcept { return debug_.isHeard() || active_; }
+bool TrafficTrace::hasReader() noexcept { return debug_.hasListener() || active_; }
 
 void TrafficTrace::record(TraceKind kind, std::string_view text) noexcept {
-    if (!isRead()) return;
+    if (!hasReader()) return;
     try {
         std::string out = traceText(kind, text);
         debug_.post(out);
@@ -131,14 +131,13 @@ bool TrafficTrace::canOpen(const std::string& path, FileMode mode) {
     return true;
 }
 
-std::uint32_t TrafficTrace::activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request) {
-    constexpr std::uint32_t kStart = 1;
-    if (request != kStart) {
+Code TrafficTrace::activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request) {
+    if (request != kStartTrace) {
         const std::uint32_t now = platform_.clock.tickCount();
         const std::lock_guard guard(mutex_);
         startTick_ = now;
         active_ = false;
-        return 0;
+        return Code::Success;
     }
     const bool opened = canOpen(fileName, FileMode::TextAppend) || canOpen(kFallbackFile, FileMode::TextTruncate);
     const std::lock_guard guard(mutex_);
@@ -147,7 +146,7 @@ std::uint32_t TrafficTrace::activate(const std::string& fileName, std::uint32_t 
         path_ = fileName;  // deliberate: also when only the fallback could be opened
     }
     active_ = true;  // deliberate: also when nothing could be opened; records then go unwritten
-    return opened ? 0 : kNoFileOpened;
+    return opened ? Code::Success : Code::NoTraceFile;
 }
 
 }  // namespace mova

@@ -8,6 +8,7 @@
 
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
+#include "mova/Codes.h"
 #include "platform/PlainMutex.h"
 #include "platform/Platform.h"
 
@@ -24,11 +25,11 @@ public:
 
     // From any thread. A record that there is no memory for is lost.
     void record(TraceKind kind, std::string_view text) noexcept override;
-    bool isRead() noexcept override;
+    bool hasReader() noexcept override;
 
-    // request 1 starts traffic logging, every other value stops it. Result: 0x1002 when neither the file nor the
-    // fallback could be opened, else 0.
-    std::uint32_t activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request);
+    // request kStartTrace starts traffic logging, every other value stops it. Result: NoTraceFile when neither the file nor the
+    // fallback could be opened, else Success.
+    Code activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request);
 
 private:
     bool canOpen(const std::string& path, FileMode mode);

@@ -50,9 +50,9 @@ public:
             }
             previous = line;
         }
-        built_.handedBack += rest;
+        built_.leftOver += rest;
         built_.record.kind = block_;
-        if (built_.record.error != code::Success) built_.record.valid = 0;
+        if (built_.record.error != Code::Success) built_.record.valid = 0;
     }
 
 private:
@@ -65,7 +65,7 @@ private:
         } else if (lineClass == block_ || !isConfirmation(block_)) {
             consume(line);
         } else {
-            built_.handedBack.append(line).append(kLineEnd);
+            built_.leftOver.append(line).append(kLineEnd);
         }
     }
 
@@ -80,7 +80,7 @@ private:
 
     ParsedConfirmation parse(std::string_view line) {
         const ParsedConfirmation parsed = parseConfirmation(line);
-        if (parsed.status == code::ChecksumMismatch) trace_.record(TraceKind::BadChecksum, {});
+        if (parsed.status == Code::ChecksumMismatch) trace_.record(TraceKind::BadChecksum, {});
         return parsed;
     }
 
@@ -98,18 +98,18 @@ private:
         const ParsedConfirmation parsed = parse(line);
         built_.record.primitive = parsed.firstByte;
         keepFirstError(parsed.status);
-        if (parsed.status != code::Success) return;
+        if (parsed.status != Code::Success) return;
         const SplitPayload split = splitPayload(parsed.payload);
         keepFirstError(split.status);
-        if (split.status != code::Success) return;
+        if (split.status != Code::Success) return;
         // Deliberate: counted wider than the field, so that nothing follows segment 255; a segment that does not
         // follow is left out, yet counts as the previous one.
         if (split.header2 == lastSegment_ + 1) built_.record.hexData += split.data;
         lastSegment_ = split.header2;
     }
 
-    void keepFirstError(std::uint32_t status) {
-        if (built_.record.error == code::Success) built_.record.error = status;
+    void keepFirstError(Code status) {
+        if (built_.record.error == Code::Success) built_.record.error = status;
     }
 
     Trace& trace_;
@@ -128,14 +128,14 @@ BuiltRecord buildRecord(std::string_view response, std::string_view terminator, 
 
 void traceRecord(const MovaRetCmdTag& record, std::string_view stillPending, Trace& trace) {
     if (record.valid != 1) {
-        if (!trace.isRead()) return;
-        trace.record(TraceKind::ReplyInError, record.responseText + format(" -- 0x%x", record.error));
+        if (!trace.hasReader()) return;
+        trace.record(TraceKind::ReplyInError, record.responseText + format(" -- 0x%x", number(record.error)));
         return;
     }
     switch (record.kind) {
         case LineClass::AtText:
         case LineClass::Echo: {
-            if (!trace.isRead()) return;  // what still waits may be long
+            if (!trace.hasReader()) return;  // what still waits may be long
             std::string text = record.responseText + record.terminatorText;
             if (!stillPending.empty()) text.append(" %%Extra :").append(stillPending);
             trace.record(TraceKind::AtReply, foldLines(text));

@@ -10,7 +10,7 @@ namespace mova {
 
 struct BuiltRecord {
     MovaRetCmdTag record;
-    std::string handedBack;  // lines of another family, each with its "\r\n": they belong to a record of their own
+    std::string leftOver;  // lines of another family, each with its "\r\n": they belong to a record of their own
 };
 
 // response: whole lines, each with its "\r\n". Echoes and bad checksums are traced on the way.

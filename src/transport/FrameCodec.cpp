@@ -1,6 +1,5 @@
 #include "transport/FrameCodec.h"
 
-#include "mova/Codes.h"
 #include "base/HexText.h"
 
 namespace mova {
@@ -47,7 +46,7 @@ std::string buildRequest(std::string_view payloadHex) {
 
 ParsedConfirmation parseConfirmation(std::string_view line) {
     ParsedConfirmation parsed;
-    parsed.status = code::MalformedConfirmation;
+    parsed.status = Code::MalformedConfirmation;
     if (!line.starts_with(kConfirmationPrefix)) return parsed;
     const std::string_view body = line.substr(kConfirmationPrefix.size());
     if (body.size() < kShortestBody) return parsed;
@@ -55,14 +54,14 @@ ParsedConfirmation parseConfirmation(std::string_view line) {
     parsed.payload = body.substr(kLengthSize, checksumAt - kLengthSize);
     parsed.firstByte = hexByteAt(parsed.payload, 0);
     const bool matches = hexChecksum(body.substr(0, checksumAt)) == hexByteAt(body, checksumAt);
-    parsed.status = matches ? code::Success : code::ChecksumMismatch;
+    parsed.status = matches ? Code::Success : Code::ChecksumMismatch;
     return parsed;
 }
 
 SplitPayload splitPayload(std::string_view payload) {
     SplitPayload split;
     if (payload.size() < kPayloadHeader || !isFamily(hexByteAt(payload, 0))) {
-        split.status = code::MalformedConfirmation;
+        split.status = Code::MalformedConfirmation;
         return split;
     }
     split.header1 = hexByteAt(payload, 2);

@@ -1,5 +1,5 @@
 // The line format of the request protocol: requests "AT*MOVA=" + length + payload + checksum + "\r", confirmations
-// "*MOVA=" + the same. Everything between the prefix and the line end is hexadecimal text (device/HexText.h).
+// "*MOVA=" + the same. Everything between the prefix and the line end is hexadecimal text (base/HexText.h).
 // Pure functions on text.
 //
 //   length    4 characters, 16 bits, least significant byte first: payload bytes plus one
@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "mova/Codes.h"
 
 namespace mova {
 
@@ -39,7 +41,7 @@ LineClass classifyLine(std::string_view line, std::string_view companion);
 std::string buildRequest(std::string_view payloadHex);
 
 struct ParsedConfirmation {
-    std::uint32_t status = 0;  // 0, MalformedConfirmation or ChecksumMismatch
+    Code status = Code::Success;  // or MalformedConfirmation, ChecksumMismatch
     std::uint8_t firstByte = 0;
     std::string_view payload;  // into the parsed line; deliberate: also given when the checksum is wrong
 };
@@ -47,7 +49,7 @@ struct ParsedConfirmation {
 ParsedConfirmation parseConfirmation(std::string_view line);
 
 struct SplitPayload {
-    std::uint32_t status = 0;  // 0 or MalformedConfirmation
+    Code status = Code::Success;  // or MalformedConfirmation
     std::uint8_t header1 = 0;
     std::uint8_t header2 = 0;    // segment number
     std::string_view data;       // into the payload

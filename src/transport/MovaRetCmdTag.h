@@ -14,8 +14,8 @@ struct MovaRetCmdTag {
     std::string terminatorText;          // second text: the line that completed the record, or empty
     std::string hexData;                 // third text: confirmation data as hexadecimal text
     std::string byteData;                // the payload bytes of a general confirmation
-    std::uint32_t error = 0;             // 0, MalformedConfirmation or ChecksumMismatch
-    std::uint32_t valid = 0;             // 1: complete; 0 whenever error is not 0, and in an empty record
+    Code error = Code::Success;          // or MalformedConfirmation, ChecksumMismatch
+    std::uint32_t valid = 0;             // 1: complete; 0 whenever error is none of success, and in an empty record
 };
 
 }  // namespace mova

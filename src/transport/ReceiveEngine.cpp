@@ -9,27 +9,26 @@ namespace mova {
 
 namespace {
 constexpr std::uint32_t kIdlePause = 1;
-constexpr std::uint32_t kSlowDevicePause = 100;
 }  // namespace
 
-std::uint32_t ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators) {
+Code ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators) {
     bool found = terminators.empty();
     const std::uint32_t deadline = milliseconds == 0 ? 0 : platform_.clock.tickCount() + milliseconds;
     for (bool first = true;; first = false) {
-        if (port_.stopEvent().isSet()) return found ? code::Stopped : code::NoAnswer;
+        if (port_.stopEvent().isSet()) return found ? Code::Stopped : Code::NoAnswer;
         const std::uint32_t waiting = port_.waitingBytes();
         // Old pending text is looked at once; later passes need new bytes.
         if (waiting > 0 || (first && !pending_.empty())) {
             readInto(waiting);
             found = process(terminators);
         }
-        if (found) return code::Success;
-        platform_.clock.sleep(port_.deviceType() == HandsetPort::kSlowDevice ? kSlowDevicePause : kIdlePause);
+        if (found) return Code::Success;
+        platform_.clock.sleep(port_.deviceType() == HandsetPort::kSlowDevice ? HandsetPort::kSlowDevicePause : kIdlePause);
         // A time-out of 0 is one pass, however coarse the tick count. Deliberate: compared as signed numbers, which
         // goes wrong for a call that spans the count of 2^31.
-        if (milliseconds == 0) return code::NoAnswer;
+        if (milliseconds == 0) return Code::NoAnswer;
         const std::uint32_t now = platform_.clock.tickCount();
-        if (static_cast<std::int32_t>(deadline) < static_cast<std::int32_t>(now)) return code::NoAnswer;
+        if (static_cast<std::int32_t>(deadline) < static_cast<std::int32_t>(now)) return Code::NoAnswer;
     }
 }
 
@@ -58,7 +57,7 @@ void ReceiveEngine::finish(std::string_view response, std::string_view terminato
     sink_.deliver(std::move(built.record));
     // Consumed only now that nothing can fail: without memory the answer stays for the next pass.
     pending_.dropFront(consumed);
-    if (!built.handedBack.empty()) pending_.putInFront(built.handedBack);
+    if (!built.leftOver.empty()) pending_.putInFront(built.leftOver);
 }
 
 }  // namespace mova

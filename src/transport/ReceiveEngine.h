@@ -30,7 +30,7 @@ public:
     // terminators: accepted lines, separated by "|"; empty: a single pass that makes a record of whatever complete
     // lines are at hand. Success: a record was completed (or the single pass was made). NoAnswer: the time passed, or
     // the stop event was seen, before a terminator. Stopped: the stop event was seen in a single pass.
-    std::uint32_t run(std::uint32_t milliseconds, std::string_view terminators);
+    Code run(std::uint32_t milliseconds, std::string_view terminators);
 
     PendingText& pending() { return pending_; }
 

@@ -24,8 +24,8 @@ protected:
         station_.setTimeout(Timeout::TextAcknowledgement, milliseconds);
         station_.setTimeout(Timeout::RfAcknowledgement, milliseconds);
     }
-    std::uint32_t readCode() { return manager_.ReadE2PObject(0x1234, 2).code; }
-    std::uint32_t readCode(Fault fault) {
+    Code readCode() { return manager_.ReadE2PObject(0x1234, 2).code; }
+    Code readCode(Fault fault) {
         station_.fault(fault);
         return readCode();
     }

@@ -112,9 +112,9 @@ public:
         setTimeout(Timeout::AtWrite, kPatience);
     }
 
-    std::uint32_t open(std::uint32_t mode = kAnswersEndWithOk) {
-        const std::uint32_t opened = manager.InitCmdManager(0);
-        return opened != 0 ? opened : manager.SwitchOperateMode(mode, 0);
+    Code open(std::uint32_t mode = kAnswersEndWithOk) {
+        const Code opened = manager.InitCmdManager(0);
+        return opened != Code::Success ? opened : manager.SwitchOperateMode(mode, 0);
     }
 
     void setTimeout(Timeout which, std::int32_t milliseconds) {
@@ -127,8 +127,8 @@ public:
 
     // Sends a command and collects the answer, whose length on the line is known.
     std::string at(const std::string& command, std::int32_t lengthOnTheLine) {
-        const std::uint32_t sent = manager.SendNormalAtCmd(0, command);
-        if (sent != 0) return "not sent: " + std::to_string(sent);
+        const Code sent = manager.SendNormalAtCmd(0, command);
+        if (sent != Code::Success) return "not sent: " + std::to_string(number(sent));
         if (!waitUntil([&] { return manager.DirectQueryDataInQueue() >= lengthOnTheLine; })) return "too short";
         return manager.GetNormalAtResult(1).text;
     }

@@ -61,12 +61,12 @@ protected:
         if (written.code == 0) awaitAnswer();
         return written;
     }
-    std::uint32_t sendAt() {
-        const std::uint32_t result = manager().SendNormalAtCmd(0, "AT");
+    Code sendAt() {
+        const Code result = manager().SendNormalAtCmd(0, "AT");
         if (result == 0) awaitAnswer();
         return result;
     }
-    std::uint32_t readObject() { return manager().ReadE2PObject(0x1234, 2).code; }
+    Code readObject() { return manager().ReadE2PObject(0x1234, 2).code; }
     bool confirmationArrives() {
         return waitUntil([&] {
             station_->handset.with([](Handset& h) { h.sendUnsolicited(PtyHandset::nowMicroseconds()); });
@@ -159,7 +159,7 @@ TEST_F(PulledCables, AWriteToADeviceThatClosedItselfSucceedsAndSendsNothing) {
 
 struct Request {
     const char* name;
-    std::uint32_t (*send)(CVeCmdManager&);
+    Code (*send)(CVeCmdManager&);
 };
 
 class PulledWhileWaiting : public PulledCables, public testing::WithParamInterface<Request> {};
@@ -340,7 +340,7 @@ TEST_F(PulledDuringALongWrite, TheWriteFailsAndClosesThePort) {
 }
 
 TEST_F(PulledDuringALongWrite, ACloseEndsTheWrite) {
-    std::uint32_t closed = 1;
+    Code closed{1};
     EXPECT_EQ(writeWhile([&] { closed = manager_.ResetCmdManager(0); }).code, 0x10U);
     EXPECT_EQ(closed, 0U);
     EXPECT_EQ(manager_.IsCommDeviceOpen(), 0);

@@ -502,7 +502,7 @@ void PlainModel::finish(const std::vector<std::string>& given, const std::string
         record.first.erase(0, 1);
     std::string rest;
     const std::vector<std::string> lines = splitAt(record.first, "\r\n", rest);
-    std::string handedBack;
+    std::string leftOver;
     unsigned block = classOf(lines.empty() ? "" : lines[0], terminator);
     unsigned previousSegment = 0;
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -512,7 +512,7 @@ void PlainModel::finish(const std::vector<std::string>& given, const std::string
             if (block == 2) trace("Mv-ECHO " + lines[i - 1]);
             block = kind;
         } else if (i > 0 && confirms(block) && kind != block) {
-            handedBack += line + "\r\n";
+            leftOver += line + "\r\n";
             continue;
         }
         if (!confirms(block)) continue;
@@ -532,10 +532,10 @@ void PlainModel::finish(const std::vector<std::string>& given, const std::string
         if (number == previousSegment + 1) record.hex += parsed.payload.substr(6);
         previousSegment = number;
     }
-    handedBack += rest;
+    leftOver += rest;
     record.kind = block;
     record.valid = record.error == 0;
-    pending_ = handedBack + pending_;
+    pending_ = leftOver + pending_;
     if (!record.valid) {
         trace("Mv-R-Error " + record.first + printed(" -- 0x%x", record.error));
     } else if (record.kind == 0 || record.kind == 2) {

@@ -129,7 +129,7 @@ private:
 
     Tape& tape_;
     const bool usb_;
-    Tenure tenure_;
+    PortLock tenure_;
     std::size_t next_ = 0;
     bool inTenure_ = false;
     bool onReader_ = false;

@@ -123,11 +123,11 @@ ReferenceRecord referenceRecord(std::string response, const std::string& termina
         } else if (c == block) {
             handle(line);
         } else if (isConfirmationClass(block)) {
-            record.handedBack += line + "\r\n";
+            record.leftOver += line + "\r\n";
         }
         first = false;
     }
-    record.handedBack += split.rest;
+    record.leftOver += split.rest;
     record.kind = block;
     if (record.error != 0) record.valid = 0;
     return record;
@@ -175,7 +175,7 @@ std::optional<ReferenceRecord> ReferenceEngine::pass(std::string_view bytes) {
         return std::nullopt;
     }
     ReferenceRecord record = referenceRecord(response, terminator);
-    pending_ = record.handedBack + after + split.rest;
+    pending_ = record.leftOver + after + split.rest;
     return record;
 }
 

@@ -35,7 +35,7 @@ struct ReferenceRecord {
     std::string byteData;
     std::uint32_t error = 0;
     unsigned valid = 1;
-    std::string handedBack;
+    std::string leftOver;
 };
 // Everything of a record but what is handed back, as one readable text.
 std::string describe(const ReferenceRecord& record);

@@ -62,7 +62,7 @@ public:
     unsigned generation = 0;
     PortHandle handle = kInvalidPort;
     ScriptedPort* port = nullptr;
-    bool isRead = false;
+    bool hasReader = false;
     bool waitsForByte = false;
     void* buffer = nullptr;
     const void* data = nullptr;
@@ -295,7 +295,7 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
     transfer.waitsForByte = false;
     transfer.bytes = 0;
     transfer.error = 0;
-    transfer.isRead = op == Op::BeginRead;
+    transfer.hasReader = op == Op::BeginRead;
     const auto found = handles_.find(handle);
     if (found != handles_.end() && !found->second.overlapped)
         core_.complain("an overlapped transfer on a port that was opened without");
@@ -303,8 +303,8 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
     if (found != handles_.end() && !transfer.refused) {
         ScriptedPort& port = *found->second.port;
         port.pullPeer();
-        const bool timed = transfer.isRead ? port.readTime_.has_value() : port.writeTimeEach_.has_value();
-        if (timed || (transfer.isRead && port.emptyReadsPend_ && port.incoming_.empty())) outcome = "pending";
+        const bool timed = transfer.hasReader ? port.readTime_.has_value() : port.writeTimeEach_.has_value();
+        if (timed || (transfer.hasReader && port.emptyReadsPend_ && port.incoming_.empty())) outcome = "pending";
     }
     Call call = begin(op, handle, std::move(text), outcome);
     if (call.port && transfer.refused) {
@@ -316,7 +316,7 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
     transfer.port = call.port;
     transfer.thread = core_.scheduler.current().id;
     transfer.state = ScriptedTransfer::State::Pending;
-    transfer.done.rename(std::string(transfer.isRead ? "a read on " : "a write on ") + call.port->path_);
+    transfer.done.rename(std::string(transfer.hasReader ? "a read on " : "a write on ") + call.port->path_);
     transfer.failure = call.failure;
     return call;
 }
@@ -371,9 +371,9 @@ void ScriptedSerialDriver::completeLater(ScriptedTransfer& transfer, VirtualTime
 void ScriptedSerialDriver::complete(ScriptedTransfer& transfer) {
     ScriptedPort& port = *transfer.port;
     transfer.state = ScriptedTransfer::State::Done;
-    transfer.bytes = transfer.isRead ? port.take(transfer.buffer, transfer.length) : transfer.length;
+    transfer.bytes = transfer.hasReader ? port.take(transfer.buffer, transfer.length) : transfer.length;
     transfer.done.set();
-    if (!transfer.isRead) port.deliver(viewOf(transfer.data, transfer.length));
+    if (!transfer.hasReader) port.deliver(viewOf(transfer.data, transfer.length));
 }
 
 void ScriptedSerialDriver::abort(ScriptedTransfer& transfer, std::uint32_t error) {
@@ -417,7 +417,7 @@ WaitResult ScriptedSerialDriver::await(Transfer& record, Event* stop, std::uint3
     auto* const event = static_cast<ScriptedEvent*>(stop);
     const std::string limit = milliseconds == kInfinite ? "infinite" : std::to_string(milliseconds);
     core_.note(Op::Await, transfer.port ? transfer.port->path_ : "",
-               std::string("await ") + (transfer.isRead ? "read " : "write ") + limit,
+               std::string("await ") + (transfer.hasReader ? "read " : "write ") + limit,
                failure && failure->kind != FailureKind::ShortCount ? nameOf(failure->kind) : "");
     if (transfer.state == ScriptedTransfer::State::Idle) {
         core_.complain("a transfer is awaited that was not begun");
@@ -444,7 +444,7 @@ WaitResult ScriptedSerialDriver::await(Transfer& record, Event* stop, std::uint3
 
 bool ScriptedSerialDriver::finish(PortHandle handle, Transfer& record, std::uint32_t& bytes) {
     ScriptedTransfer& transfer = scripted(record);
-    const Call call = begin(Op::Finish, handle, transfer.isRead ? "finish read" : "finish write",
+    const Call call = begin(Op::Finish, handle, transfer.hasReader ? "finish read" : "finish write",
                             transfer.error ? "error " + std::to_string(transfer.error) : "");
     if (!call.port) return false;
     if (transfer.state == ScriptedTransfer::State::Pending) return fail(kIncomplete);
@@ -460,7 +460,7 @@ bool ScriptedSerialDriver::finish(PortHandle handle, Transfer& record, std::uint
 
 void ScriptedSerialDriver::cancel(PortHandle handle, Transfer& record) {
     ScriptedTransfer& transfer = scripted(record);
-    if (!begin(Op::Cancel, handle, transfer.isRead ? "cancel read" : "cancel write").port) {
+    if (!begin(Op::Cancel, handle, transfer.hasReader ? "cancel read" : "cancel write").port) {
         abort(transfer, kAborted);  // of a handle that is gone nothing is in use any more
         return;
     }

@@ -43,7 +43,7 @@ void askAll(Context& context, const AtOptions& options) {
         if (isGood(answer.result)) continue;
         Failure failure;
         if (answer.result.empty()) {
-            failure = failureOf(code::NoAnswer, printable(atCommand) + " was not answered to its end");
+            failure = failureOf(Code::NoAnswer, printable(atCommand) + " was not answered to its end");
         } else {
             failure = {ExitStatus::Refused,
                        "the handset refused " + printable(atCommand) + ": " + printable(answer.result),

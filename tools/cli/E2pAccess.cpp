@@ -13,8 +13,8 @@ namespace mova::cli {
 template <class Request>
 TextResult E2pAccess::repeat(Request request) {
     TextResult result = request();
-    for (std::uint32_t tries = 0; tries < retries_ && result.code != code::Success; ++tries) {
-        if (isE2pStatus(result.code) || result.code == code::NotOpen) break;  // the same again would come
+    for (std::uint32_t tries = 0; tries < retries_ && result.code != Code::Success; ++tries) {
+        if (isE2pStatus(result.code) || result.code == Code::NotOpen) break;  // the same again would come
         checkInterrupt();
         result = request();
     }
@@ -43,7 +43,7 @@ std::string E2pAccess::imei() {
     constexpr std::int32_t kImei = 2;
     const TextResult answer = handset_.SpecificInfo(kImei, 0, "");
     const auto lines = linesOf(answer.text.value_or(""), "ATD*#06#");
-    return answer.code == code::Success && !lines.empty() ? printable(lines.front()) : std::string();
+    return answer.code == Code::Success && !lines.empty() ? printable(lines.front()) : std::string();
 }
 
 std::vector<std::string> differencesOf(const std::string& firstName, const std::string& first,

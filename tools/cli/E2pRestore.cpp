@@ -77,7 +77,7 @@ private:
     void restoreOne(const E2pKey& key, const std::string& hex) {
         try {
             const TextResult now = access_.read(key);
-            if (now.code == code::Success && now.text.value_or("") == hex) {
+            if (now.code == Code::Success && now.text.value_or("") == hex) {
                 ++equal_;
                 return;
             }
@@ -186,7 +186,7 @@ private:
     }
 
     static bool isRefused(std::uint32_t code) {
-        return code != code::Success && failureOf(code, {}).status == ExitStatus::Refused;
+        return code != Code::Success && failureOf(code, {}).status == ExitStatus::Refused;
     }
 
     void againstFile(const E2pFile& file, const E2pFile& other) {

@@ -62,14 +62,14 @@ void askAll(Context& context) {
     for (const Question& question : kQuestions) {
         checkInterrupt();
         const TextResult answer = handset.SpecificInfo(question.option, 0, question.parameter);
-        if (answer.code == code::Success) {
+        if (answer.code == Code::Success) {
             const std::string text = tidy(answer.text.value_or(""), question.sent);
             context.result[question.key] = text;
             show(question.label, printable(text));
             continue;
         }
         Failure failure = failureOf(answer.code, std::string(question.label) + " was not told");
-        if (answer.code == code::NoAnswer) throw failure;
+        if (answer.code == Code::NoAnswer) throw failure;
         context.result[question.key] = nullptr;
         show(question.label, out.paint(Style::Bad, hexCode(answer.code) + " " + describeCode(answer.code).meaning));
         if (refused.empty()) first = failure;

@@ -21,6 +21,12 @@ namespace mova::conversation {
 
 namespace {
 
+template <class... More>
+std::string resultText(Code code, const More&... more) {
+    return conversation::resultText(number(code), more...);
+}
+using conversation::resultText;
+
 enum class Manner { Calm, Late, Noisy, Unplugged, Failing, Everything };
 
 Manner mannerOf(std::uint64_t seed) {
@@ -127,7 +133,7 @@ private:
     }
 
     void tellTape() const {
-        for (const Tenure& tenure : tape().tenures()) {
+        for (const PortLock& tenure : tape().tenures()) {
             for (const Happening& h : tenure.happenings)
                 std::printf("        [%u] %s\n", tenure.thread, describe(h).c_str());
         }

@@ -48,7 +48,7 @@ struct Happening {
 };
 std::string describe(const Happening& happening);
 
-struct Tenure {
+struct PortLock {
     std::uint32_t thread = 0;
     std::uint64_t since = 0;  // microseconds
     std::vector<Happening> happenings;
@@ -73,7 +73,7 @@ public:
     void trace(std::string_view message);  // as it goes to the debug channel
     void raise(Raised raised) { raised_.push_back(std::move(raised)); }
 
-    std::deque<Tenure>& tenures() { return done_; }
+    std::deque<PortLock>& tenures() { return done_; }
     std::deque<Raised>& raised() { return raised_; }
     std::uint64_t hash() const { return hash_; }  // of everything so far
 
@@ -83,8 +83,8 @@ private:
 
     VirtualScheduler& scheduler_;
     unsigned depth_ = 0;
-    Tenure current_;
-    std::deque<Tenure> done_;
+    PortLock current_;
+    std::deque<PortLock> done_;
     std::deque<Raised> raised_;
     std::uint64_t hash_ = 14695981039346656037ull;
 };

@@ -244,7 +244,7 @@ std::vector<Scenario> makeScenarios() {
         Scenario("SendNormalAtCmd, empty", 2100, [](M& m, S&) { return m.SendNormalAtCmd(0, ""); }).good(0x2007),
         Scenario("GetNormalAtResult, of a command", 3700,
                  [](M& m, S& s) {
-                     const std::uint32_t sent = m.SendNormalAtCmd(0, "AT%V");
+                     const Code sent = m.SendNormalAtCmd(0, "AT%V");
                      s.pass(10);
                      return sent != 0 ? sent : m.GetNormalAtResult(2).code;
                  })

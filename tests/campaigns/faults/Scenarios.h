@@ -35,8 +35,11 @@ public:
     using Codes = std::vector<std::uint32_t>;
 
     // The name begins with that of the method. longest: milliseconds, with one failure.
-    Scenario(std::string_view name, std::uint32_t longest, Call call)
-        : name_(name), longest_(longest), call_(std::move(call)) {}
+    template <class AnyCall>
+    Scenario(std::string_view name, std::uint32_t longest, AnyCall call)
+        : name_(name), longest_(longest), call_([call](CVeCmdManager& manager, Station& station) {
+              return static_cast<std::uint32_t>(call(manager, station));
+          }) {}
 
     Scenario& good(std::uint32_t synchronous, std::uint32_t background, std::uint32_t events) {
         return good_ = {synchronous, background, events}, *this;

@@ -17,8 +17,8 @@ handset::Profile silentProfile() {
     return profile;
 }
 
-std::string wrong(const char* what, std::uint32_t code, const std::string& text) {
-    return printed("%s: code 0x%X, \"%s\"", what, code, text.c_str());
+std::string wrong(const char* what, Code code, const std::string& text) {
+    return printed("%s: code 0x%X, \"%s\"", what, number(code), text.c_str());
 }
 
 }  // namespace
@@ -95,7 +95,7 @@ void Station::heal() {
 
 std::string Station::reopen() {
     manager->put_CommPortId(7);
-    const std::uint32_t code = manager->InitCmdManager(0);
+    const Code code = manager->InitCmdManager(0);
     return code == 0 ? std::string() : wrong("reopening", code, {});
 }
 
@@ -121,18 +121,18 @@ std::string Station::tryCommand() {
 
 std::string Station::tryConfirmation() {
     manager->ClearQueue();
-    const std::uint32_t code = manager->RfChangeParamReq(1, 2, 3, 0xABCD);
+    const Code code = manager->RfChangeParamReq(1, 2, 3, 0xABCD);
     platform.advance(20);
     const QueuedItem item = manager->FetchQueuedCnfTextItem();
     if (code != 0 || item.data != kConfirmation) return wrong("RF request", code, item.data);
     const QueuedItem more = manager->FetchQueuedCnfTextItem();
-    return more.data.empty() ? std::string() : wrong("a second confirmation", 0, more.data);
+    return more.data.empty() ? std::string() : wrong("a second confirmation", Code::Success, more.data);
 }
 
 std::string Station::tryEvent() {
     platform.advance(20);
     events.clear();
-    const std::uint32_t code = manager->RfChangeParamReq(1, 2, 3, 0xABCD);
+    const Code code = manager->RfChangeParamReq(1, 2, 3, 0xABCD);
     platform.advance(20);
     std::string confirmations;
     for (const std::string& event : events) {

@@ -14,10 +14,9 @@ ScriptedPort& quietPort(ScriptedPlatform& platform) {
 }
 
 LineBench::LineBench() : comm(quietPort(platform)) {
-    sink.queue = &answers.queue();
     port.setPortNumber(7);
     port.markInitialised();
-    require(port.open() == code::Success, "the scripted port opens");
+    require(port.open() == Code::Success, "the scripted port opens");
     comm.clearWritten();
     trace.clear();
 }

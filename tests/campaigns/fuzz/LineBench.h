@@ -1,27 +1,17 @@
-// The answer rooms on the scripted platform: an open port on COM7, finished records kept and filed in the queue.
+// The answer core on the scripted platform: an open port on COM7, finished records kept and filed in the queue.
 // Nobody listens to the debug channel and no thread starts, so that an input costs microseconds.
 #pragma once
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "support/FilingAnswers.h"
 #include "support/RecordingTrace.h"
 #include "support/ScriptedPlatform.h"
-#include "transport/AnswerChannel.h"
+#include "transport/Answers.h"
 
 namespace mova::fuzz {
 
-struct KeepingSink : RecordSink {
-    ConfirmationQueue* queue = nullptr;
-    std::vector<MovaRetCmdTag> records;
-
-    void deliver(MovaRetCmdTag record) override {
-        records.push_back(record);
-        queue->append(record);
-    }
-};
-
-// COM7 on a USB adapter, on a platform that keeps no journal and gives no threads.
 ScriptedPort& quietPort(ScriptedPlatform& platform);
 
 class LineBench {
@@ -40,8 +30,8 @@ public:
     MyDebugMsg debug{platform};
     Session session;
     HandsetPort port{platform, debug, trace};
-    KeepingSink sink;
-    AnswerChannel answers{platform, port, session, debug, trace, sink};
+    FileLog log{platform};
+    FilingAnswers answers{platform, port, session, log, debug, trace};
 };
 
 }  // namespace mova::fuzz

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "atchannel/AtChannel.h"
+#include "atchannel/AtCommands.h"
 #include "atchannel/AtProperties.h"
 #include "atchannel/DeviceInfo.h"
 #include "campaigns/fuzz/LineBench.h"
@@ -100,7 +100,7 @@ class Station {
 public:
     explicit Station(const std::filesystem::path& folder) : corpus_(folder) {
         bench_.comm.attach(peer_);
-        bench_.session.logFilePath = "station.log";
+        bench_.log.setPath("station.log");
         bench_.session.answerTerminator = "OK";
     }
     ~Station() { bench_.comm.detach(); }
@@ -128,9 +128,9 @@ private:
     void at() {
         for (const char* command :
              {"AT", "ATI", "AT+CGMI", "AT+CGSN", "AT%V", "AT+CSQ", "AT+COPS?", "AT%CNF=2,5", "ATX"}) {
-            at_.SendNormalAtCmd(command);
+            at_.sendPassThrough(command);
             bench_.platform.advance(100);
-            at_.answers().wait(50, AtChannel::kFinalResults);
+            at_.answers().wait(50, AtCommands::kFinalResults);
             overhear(2);
             corpus_.add("AtTexts", Seed(command).byte(0).byte(0).number(0));
         }
@@ -392,11 +392,11 @@ private:
     Overheard peer_;
     std::string everything_;
     LineBench bench_;
-    RequestSender sender_{bench_.platform, bench_.port, bench_.answers, bench_.session, bench_.debug, bench_.trace};
+    RequestSender sender_{bench_.port, bench_.answers, bench_.session, bench_.log, bench_.debug, bench_.trace};
     RfRequests rf_{sender_};
-    E2pRequests e2p_{bench_.platform, sender_, bench_.answers, bench_.session};
-    HciWifiActions actions_{bench_.platform, sender_, bench_.answers, bench_.session};
-    AtChannel at_{bench_.platform, bench_.port, bench_.answers, bench_.session, bench_.debug, bench_.trace};
+    E2pRequests e2p_{sender_, bench_.answers, bench_.log};
+    HciWifiActions actions_{sender_, bench_.answers, bench_.session, bench_.log};
+    AtCommands at_{bench_.port, bench_.answers, bench_.session, bench_.log, bench_.debug, bench_.trace};
     AtProperties properties_{bench_.platform, bench_.port, at_, bench_.session, bench_.trace};
     DeviceInfo info_{bench_.platform, at_, e2p_};
 };

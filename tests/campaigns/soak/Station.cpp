@@ -9,6 +9,8 @@ namespace mova::soak {
 
 namespace {
 
+constexpr Code kNeverCame{0xFFFFFFFF};
+
 using line::Fault;
 using line::Handset;
 using line::PtyHandset;
@@ -67,8 +69,8 @@ void Station::makeManager() {
     manager_ = std::make_unique<CVeCmdManager>(bench_.platform());
     manager_->put_CommPortId(number_);
     patience(kPatience);
-    std::uint32_t opened = 1;
-    waitUntil([&] { return (opened = manager_->InitCmdManager(0)) == 0; });
+    Code opened{};
+    waitUntil([&] { return (opened = manager_->InitCmdManager(0)) == Code::Success; });
     judge({opened, {}, {}}, "open");
     judge({manager_->SwitchOperateMode(mode_, 0), {}, {}}, "switch");
 }
@@ -79,9 +81,9 @@ void Station::patience(std::int32_t milliseconds) {
 
 void Station::judge(const Outcome& outcome, const char* what) {
     if (outcome.good()) return;
-    ++(outcome.code == 0 ? counts_.wrong : counts_.unexplained);
+    ++(outcome.code == Code::Success ? counts_.wrong : counts_.unexplained);
     std::printf("station %d, step %llu, mode %u, %s: code %#x, got \"%s\", expected \"%s\"\n", number_,
-                static_cast<unsigned long long>(steps_), mode_, what, outcome.code, outcome.got.c_str(),
+                static_cast<unsigned long long>(steps_), mode_, what, number(outcome.code), outcome.got.c_str(),
                 outcome.wanted.c_str());
     handset_.with([this](Handset&) {
         std::printf("  now %llu ms; the handset's side of it:\n",
@@ -131,7 +133,7 @@ void Station::recover() {
         patience(2000);
         const TextResult written = manager_->WriteE2PObject(0x1234, 2, own);
         outcome = {written.code, written.text.value_or(""), own};
-        return written.code == 0;
+        return written.code == Code::Success;
     });
     patience(kPatience);
     judge(outcome, "recovery");
@@ -191,7 +193,7 @@ Station::Outcome Station::perform(std::uint64_t kind) {
     switch (kind) {
         case 0: {
             Outcome outcome = outcomeOf(manager_->WriteE2PObject(0x1234, 2, own), own);
-            if (outcome.code == 0) stored_ = own;
+            if (outcome.code == Code::Success) stored_ = own;
             return outcome;
         }
         case 1:
@@ -208,7 +210,7 @@ Station::Outcome Station::perform(std::uint64_t kind) {
             return rf();
         case 5: {
             const RangeResult written = manager_->WriteE2PObjectEx(0x1234, 1, 8, 4, own);
-            if (written.code != 0) return {written.code, {}, {}};
+            if (written.code != Code::Success) return {written.code, {}, {}};
             const RangeResult read = manager_->ReadE2PObjectEx(0x1234, 1, 8, 4);
             return {read.code, read.text.value_or(""), own};
         }
@@ -223,25 +225,25 @@ Station::Outcome Station::perform(std::uint64_t kind) {
 Station::Outcome Station::rf() {
     const auto index = static_cast<std::uint16_t>(serial_);
     Outcome outcome{manager_->RfGeneralTestReq(5, index), {}, "0500" + hexWord(index)};
-    if (outcome.code != 0) return outcome;
+    if (outcome.code != Code::Success) return outcome;
     waitUntil([&] { return !(outcome.got = manager_->FetchQueuedCnfTextItem().data).empty(); });
-    if (outcome.got.empty()) outcome.code = 0xFFFFFFFF;  // it never came
+    if (outcome.got.empty()) outcome.code = kNeverCame;  // it never came
     return outcome;
 }
 
 Station::Outcome Station::at() {
     constexpr std::int32_t kOnTheLine = 25;  // two line ends about the number, two about OK
     Outcome outcome{manager_->SendNormalAtCmd(0, "AT+CGSN"), {}, profileOf(number_).imei + "~OK~"};
-    if (outcome.code != 0) return outcome;
-    if (!waitUntil([&] { return manager_->DirectQueryDataInQueue() >= kOnTheLine; })) return {0xFFFFFFFF, {}, {}};
+    if (outcome.code != Code::Success) return outcome;
+    if (!waitUntil([&] { return manager_->DirectQueryDataInQueue() >= kOnTheLine; })) return {kNeverCame, {}, {}};
     outcome.got = manager_->GetNormalAtResult(1).text;
     return outcome;
 }
 
 Station::Outcome Station::direct() {
     const CountResult written = manager_->DirectWriteHexData("41540D", 3);
-    if (written.code != 0 || written.count != 3) return {written.code, std::to_string(written.count), "3"};
-    if (!waitUntil([&] { return manager_->DirectQueryDataInQueue() >= 6; })) return {0xFFFFFFFF, {}, {}};
+    if (written.code != Code::Success || written.count != 3) return {written.code, std::to_string(written.count), "3"};
+    if (!waitUntil([&] { return manager_->DirectQueryDataInQueue() >= 6; })) return {kNeverCame, {}, {}};
     const ReadResult read = manager_->DirectReadHexData(6);
     return {read.code, read.data.value_or(""), "0D0A4F4B0D0A"};
 }
@@ -254,7 +256,7 @@ Station::Outcome Station::unsolicited() {
         h.sendUnsolicited(PtyHandset::nowMicroseconds());
     });
     waitUntil([&] { return !(outcome.got = manager_->FetchQueuedCnfTextItem().data).empty(); });
-    if (outcome.got.empty()) outcome.code = 0xFFFFFFFF;
+    if (outcome.got.empty()) outcome.code = kNeverCame;
     return outcome;
 }
 

@@ -32,10 +32,10 @@ public:
 
 private:
     struct Outcome {
-        std::uint32_t code = 0;
+        Code code = Code::Success;
         std::string got;
         std::string wanted;
-        bool good() const { return code == 0 && got == wanted; }
+        bool good() const { return code == Code::Success && got == wanted; }
     };
 
     void makeManager();

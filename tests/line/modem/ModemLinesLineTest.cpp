@@ -24,7 +24,7 @@ protected:
     void raise(const std::string& words) { writeFile(fileOf(".in"), words); }
     // What the object has raised.
     std::string raised() { return readFile(fileOf(".out")); }
-    std::uint32_t set(std::int32_t index, std::int32_t value) { return manager_.SetCommSignal(index, value); }
+    Code set(std::int32_t index, std::int32_t value) { return manager_.SetCommSignal(index, value); }
     std::int32_t detect(std::int32_t index) { return manager_.DetectCommSignal(index); }
 
     static constexpr std::int32_t kDtr = 1;

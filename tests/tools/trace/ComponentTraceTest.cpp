@@ -67,14 +67,14 @@ TEST_F(ComponentTrace, FailuresAreFoundAsTheComponentReportedThem) {
     std::vector<std::uint32_t> codes;
     const auto read = [&](Fault fault) {
         station.fault(fault);
-        codes.push_back(station.manager.ReadE2PObject(0x1234, 1).code);
+        codes.push_back(number(station.manager.ReadE2PObject(0x1234, 1).code));
     };
     const auto readInVain = [&](Fault fault) {
         station.setTimeout(line::Timeout::TextAcknowledgement, 1000);
         read(fault);
         station.setTimeout(line::Timeout::TextAcknowledgement, LineStation::kPatience);
     };
-    codes.push_back(station.manager.ReadE2PObject(0x1234, 200).code);
+    codes.push_back(number(station.manager.ReadE2PObject(0x1234, 200).code));
     read(Fault::WrongEcho);
     read(Fault::WrongRecord);
     read(Fault::SkippedSegment);
@@ -83,7 +83,7 @@ TEST_F(ComponentTrace, FailuresAreFoundAsTheComponentReportedThem) {
     read(Fault::TwoFamilies);
     EXPECT_THAT(codes, ::testing::ElementsAre(0x8203, 0x4203, 0x4205, 0x4203, 0x4004, 0x4004, 0x4203));
     station.fault(Fault::WrongData);
-    codes.push_back(station.manager.WriteE2PObject(0x1234, 1, "00112233445566778899AABBCCDDEEFF").code);
+    codes.push_back(number(station.manager.WriteE2PObject(0x1234, 1, "00112233445566778899AABBCCDDEEFF").code));
     EXPECT_EQ(codes.back(), 0x4206U);
     station.manager.SendNormalAtCmd(0, "AT");  // ends what was under way
     std::vector<std::uint32_t> found;

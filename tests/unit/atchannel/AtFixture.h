@@ -1,17 +1,17 @@
-// The AT rooms on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
+// The AT core on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
 #pragma once
-#include "atchannel/AtChannel.h"
+#include "atchannel/AtCommands.h"
 #include "atchannel/AtProperties.h"
 #include "atchannel/DeviceInfo.h"
 #include "unit/services/ServicesFixture.h"
 
 namespace mova {
 
-class AtRoomTest : public ServicesTest {
+class AtLayerTest : public ServicesTest {
 protected:
-    AtChannel at{platform, port, answers, session, debug, trace};
+    AtCommands at{port, answers, session, log, debug, trace};
     AtProperties properties{platform, port, at, session, trace};
-    E2pRequests e2p{platform, sender, answers, session};
+    E2pRequests e2p{sender, answers, log};
     DeviceInfo info{platform, at, e2p};
 };
 

@@ -10,7 +10,7 @@ using ::testing::IsEmpty;
 class CVeCmdManagerTest : public ComponentTest {
 protected:
     // What an exchange without an answer takes: the time-out behind it.
-    std::int64_t silence(std::function<std::uint32_t()> request) {
+    std::int64_t silence(std::function<Code()> request) {
         const auto before = platform.elapsed();
         EXPECT_EQ(request(), 0x4004u);
         return platform.elapsed() - before;

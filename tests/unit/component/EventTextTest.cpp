@@ -1,7 +1,7 @@
 // What a record is raised as: its text and the text's length.
 #include <gtest/gtest.h>
 
-#include "component/Rooms.h"
+#include "component/EventOutbox.h"
 
 namespace mova {
 namespace {
@@ -28,9 +28,9 @@ TEST_P(EventTextTest, TextAndLength) {
     record.terminatorText = c.second;
     record.hexData = c.third;
     record.byteData = "never";
-    const Rooms::Confirmation confirmation = confirmationOf(record);
-    EXPECT_EQ(confirmation.text, c.text);
-    EXPECT_EQ(confirmation.lParam, c.length);
+    const EventOutbox::Event event = eventOf(record);
+    EXPECT_EQ(event.text, c.text);
+    EXPECT_EQ(event.length, c.length);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -12,12 +12,12 @@ const Texts kCloses{" ### Attempt to Close Com Port!! Handle: 0x100", " ### Clos
 
 class TransferTest : public DeviceCommTest {
 protected:
-    std::uint32_t read(std::int32_t capacity) {
+    Code read(std::int32_t capacity) {
         bytes = 0xEEEE;
         buffer.assign(64, '.');
         return device.ReadData(buffer.data(), capacity, bytes);
     }
-    std::uint32_t write(const std::string& data) {
+    Code write(const std::string& data) {
         bytes = 0xEEEE;
         return device.WriteData(data.data(), static_cast<std::uint32_t>(data.size()), bytes);
     }
@@ -220,7 +220,7 @@ TEST_F(ReadTest, RefusedCompletionEventFailsEveryRead) {
     other.setMessageSink(&sink);
     other.setOverlapped(true);
     PortHandle handle = kInvalidPort;
-    ASSERT_EQ(other.open(7, 115200, handle), 0u);
+    ASSERT_EQ(other.openByNumber(7, 115200, handle), 0u);
     sink.clear();
     char c = 0;
     EXPECT_EQ(other.ReadData(&c, 1, bytes), 0x4340u);
@@ -682,7 +682,7 @@ TEST_F(TransferTest, ReadAndWriteMayBePendingTogetherAndOneStopEndsBoth) {
     openQuietly();
     port.emptyReadsPend(true);
     port.writesTake(10s);
-    std::uint32_t readResult = 1;
+    Code readResult{1};
     std::uint32_t count = 0;
     char c = 0;
     const auto reader = platform.spawn([&] { readResult = device.ReadData(&c, 1, count); });

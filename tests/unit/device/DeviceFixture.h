@@ -58,9 +58,9 @@ protected:
         device.setStopEvent(stop.get());
     }
 
-    std::uint32_t openCom7(std::uint32_t baudRate = 115200) {
+    Code openCom7(std::uint32_t baudRate = 115200) {
         PortHandle handle = kInvalidPort;
-        return device.open(7, baudRate, handle);
+        return device.openByNumber(7, baudRate, handle);
     }
     // Open, with everything noted so far forgotten.
     void openQuietly() {

@@ -11,15 +11,15 @@ using namespace std::string_literals;
 class DirectAccessTest : public HandsetFixture {
 protected:
     // The four operations that go through the gate with a code or a count of their own.
-    std::uint32_t writeHex(std::string_view text, std::int32_t count) { return direct.writeHex(text, count, written); }
-    std::uint32_t writeBytes(const std::string& data) {
+    Code writeHex(std::string_view text, std::int32_t count) { return direct.writeHex(text, count, written); }
+    Code writeBytes(const std::string& data) {
         return direct.writeBytes(reinterpret_cast<const std::uint8_t*>(data.data()),
                                  static_cast<std::int32_t>(data.size()), written);
     }
     void writeArray(const std::string& data, std::int32_t count) {
         direct.writeArray(std::span(reinterpret_cast<const std::uint8_t*>(data.data()), data.size()), count, written);
     }
-    std::uint32_t read(std::int32_t count) {
+    Code read(std::int32_t count) {
         bytes = "left over";
         return direct.read(count, bytes);
     }

@@ -577,7 +577,7 @@ TEST_F(HandsetPortTest, GateRefusesBeforeInitialisationWhateverTheDeviceType) {
     for (const std::int16_t type : {std::int16_t{0}, std::int16_t{1}}) {
         port.setDeviceType(type, 0, 0);
         for (const auto test : {HandsetPort::OpenTest::Handle, HandsetPort::OpenTest::Device}) {
-            std::uint32_t result = 77;
+            Code result{77};
             EXPECT_FALSE(port.makeAvailable(test, result));
             EXPECT_EQ(result, 0x4317u);
         }
@@ -589,7 +589,7 @@ TEST_F(HandsetPortTest, GateRefusesBeforeInitialisationWhateverTheDeviceType) {
 TEST_F(HandsetPortTest, GateSkipsOtherDeviceTypesWithCode0) {
     openQuietly();
     port.setDeviceType(2, 0, 0);
-    std::uint32_t result = 77;
+    Code result{77};
     EXPECT_FALSE(port.makeAvailable(HandsetPort::OpenTest::Device, result));
     EXPECT_EQ(result, 0u);
     port.setDeviceType(0, 0, 0);
@@ -598,7 +598,7 @@ TEST_F(HandsetPortTest, GateSkipsOtherDeviceTypesWithCode0) {
 TEST_F(HandsetPortTest, GateOpensAClosedPort) {
     for (const auto test : {HandsetPort::OpenTest::Handle, HandsetPort::OpenTest::Device}) {
         port.markInitialised();
-        std::uint32_t result = 77;
+        Code result{77};
         EXPECT_TRUE(port.makeAvailable(test, result));
         EXPECT_EQ(result, 0u);
         EXPECT_TRUE(port.makeAvailable(test, result)) << "and leaves an open one alone";
@@ -610,7 +610,7 @@ TEST_F(HandsetPortTest, GateOpensAClosedPort) {
 TEST_F(HandsetPortTest, GatePassesOnTheCodeOfAFailingOpen) {
     port.markInitialised();
     platform.failures().fail(Op::GetLineSettings).always();
-    std::uint32_t result = 0;
+    Code result = Code::Success;
     EXPECT_FALSE(port.makeAvailable(HandsetPort::OpenTest::Device, result));
     EXPECT_EQ(result, 0x4002u);
 }
@@ -618,7 +618,7 @@ TEST_F(HandsetPortTest, GatePassesOnTheCodeOfAFailingOpen) {
 TEST_F(HandsetPortTest, GateAsksTheManagersHandleOrTheDevice) {
     openQuietly();
     letTheDeviceCloseItself();
-    std::uint32_t result = 77;
+    Code result{77};
     EXPECT_TRUE(port.makeAvailable(HandsetPort::OpenTest::Handle, result)) << "the handle is still kept";
     EXPECT_FALSE(port.device().isOpen());
     EXPECT_TRUE(port.makeAvailable(HandsetPort::OpenTest::Device, result));

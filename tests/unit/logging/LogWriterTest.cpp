@@ -13,7 +13,7 @@ constexpr const char* kPath = "C:\\logs\\a.log";
 
 class LogWriterTest : public ::testing::Test {
 protected:
-    std::uint32_t log(LogType type, std::string_view message, LogDirection direction = LogDirection::Received) {
+    Code log(LogType type, std::string_view message, LogDirection direction = LogDirection::Received) {
         return Log(platform, kPath, type, message, direction);
     }
     std::string content() { return platform.files().content(kPath); }

@@ -1,3 +1,4 @@
+#include "base/E2pStatus.h"
 #include "services/E2pRequests.h"
 
 #include <vector>
@@ -11,7 +12,7 @@ using ::testing::ElementsAre;
 
 class E2pRequestsTest : public ServicesTest {
 protected:
-    E2pRequests e2p{platform, sender, answers, session};
+    E2pRequests e2p{sender, answers, log};
 };
 
 constexpr const char* kReadRequest = "AT*MOVA=0C0080010106008000341202002E";
@@ -155,7 +156,7 @@ TEST_F(E2pRequestsTest, StopEventEndsTheWait) {
 }
 
 TEST_F(E2pRequestsTest, WhenConfirmationsAreEventsTheRequestFindsNone) {
-    sink.toQueue = false;
+    answers.toQueue = false;
     expectRequest(kReadRequest, kReadReply);
     EXPECT_EQ(e2p.request(E2pCommand::Read, 0x1234, 2).code, 0x4203u);
 }
@@ -169,7 +170,7 @@ TEST_F(E2pRequestsTest, BackgroundModePurgesAndWaitsAsWell) {
 }
 
 TEST_F(E2pRequestsTest, OnlyAReadIsLogged) {
-    session.logFilePath = "C:\\a.log";
+    log.setPath("C:\\a.log");
     expectRequest(kReadRequest, kReadReply);
     e2p.request(E2pCommand::Read, 0x1234, 2);
     EXPECT_THAT(platform.files().content("C:\\a.log"), ::testing::EndsWith("\t[AT] Recv: AABB\r\n"));

@@ -9,8 +9,8 @@ using ::testing::ElementsAre;
 
 class HciWifiActionsTest : public ServicesTest {
 protected:
-    std::uint32_t acknowledgementTimeout() const { return session.timeout(Session::Timeout::Acknowledgement); }
-    HciWifiActions actions{platform, sender, answers, session};
+    std::uint32_t acknowledgementTimeout() const { return session.timeout(Timeout::Acknowledgement); }
+    HciWifiActions actions{sender, answers, session, log};
 };
 
 struct HciCase {
@@ -112,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(Replies, WifiReplyTest,
                          [](const auto& test) { return test.param.name; });
 
 TEST_F(HciWifiActionsTest, WifiDataIsLoggedAndTheSendersTraceKindsAreTheFamilys) {
-    session.logFilePath = "C:\\a.log";
+    log.setPath("C:\\a.log");
     expectRequest("AT*MOVA=0A00B0010121000200AABB88", "*MOVA=0A00B0000121000200CCDD89");
     EXPECT_EQ(actions.wifi(0x21, "AABB").code, 0u);
     EXPECT_THAT(platform.files().content("C:\\a.log"), ::testing::EndsWith("\t[AT] Recv: CCDD\r\n"));

@@ -191,7 +191,7 @@ TEST_F(RfAcknowledgementTest, AFailingWriteEndsTheRequestWithItsCode) {
 
 TEST_F(RfAcknowledgementTest, FramesAreLoggedTracedAndPosted) {
     session.synchronous = false;
-    session.logFilePath = "C:\\a.log";
+    log.setPath("C:\\a.log");
     platform.clock().setLocalTime({2024, 3, 5, 9, 7, 2, 45});
     EXPECT_EQ(rf.generalTest(5, 0x0102), 0u);
     EXPECT_THAT(trace.lines(), ElementsAre("1 090005000201000000000F\r"));

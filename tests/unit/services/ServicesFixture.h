@@ -1,4 +1,4 @@
-// The service rooms on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
+// The service core on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
 #pragma once
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include "services/HciWifiActions.h"
 #include "services/RequestSender.h"
 #include "services/RfRequests.h"
+#include "support/FilingAnswers.h"
 #include "support/RecordingTrace.h"
 #include "support/ScriptedPlatform.h"
 
@@ -18,17 +19,8 @@ namespace mova {
 
 class ServicesTest : public ::testing::Test {
 protected:
-    struct QueueSink : RecordSink {
-        ConfirmationQueue* queue = nullptr;
-        bool toQueue = true;
-        void deliver(MovaRetCmdTag record) override {
-            if (toQueue) queue->append(record);
-        }
-    };
-
     ServicesTest() {
         platform.withDebugViewer();
-        sink.queue = &answers.queue();
         port.setPortNumber(7);
         port.markInitialised();
         EXPECT_EQ(port.open(), 0u);
@@ -54,9 +46,9 @@ protected:
     MyDebugMsg debug{platform};
     Session session;
     HandsetPort port{platform, debug, trace};
-    QueueSink sink;
-    AnswerChannel answers{platform, port, session, debug, trace, sink};
-    RequestSender sender{platform, port, answers, session, debug, trace};
+    FileLog log{platform};
+    FilingAnswers answers{platform, port, session, log, debug, trace};
+    RequestSender sender{port, answers, session, log, debug, trace};
 };
 
 }  // namespace mova

@@ -126,18 +126,18 @@ TEST(AnyBytes, EveryResponseBecomesARecordThatHandsBackNoMoreThanItHad) {
         RecordingTrace trace;
         std::string response = noise(random, random.below(20));
         if (random.oneIn(2)) response += "\r\n";
-        const auto [record, handedBack] = buildRecord(response, random.oneIn(4) ? "*MOVA=ACK" : "OK", trace);
+        const auto [record, leftOver] = buildRecord(response, random.oneIn(4) ? "*MOVA=ACK" : "OK", trace);
         ASSERT_LE(static_cast<unsigned>(record.kind), 6u) << seed;
         ASSERT_TRUE(record.error == 0 || record.error == 0x3001 || record.error == 0x4011) << seed;
         ASSERT_EQ(record.valid, record.error == 0 ? 1u : 0u) << seed;
         ASSERT_TRUE(response.ends_with(record.responseText)) << seed;
-        ASSERT_LE(handedBack.size(), record.responseText.size()) << seed;
+        ASSERT_LE(leftOver.size(), record.responseText.size()) << seed;
         // The first line always goes with the record: handing back comes to an end.
         const std::size_t lines = countOf(record.responseText, "\r\n");
         if (lines > 0) {
-            ASSERT_LT(countOf(handedBack, "\r\n"), lines) << seed;
+            ASSERT_LT(countOf(leftOver, "\r\n"), lines) << seed;
         }
-        traceRecord(record, handedBack, trace);
+        traceRecord(record, leftOver, trace);
     }
 }
 
@@ -153,22 +153,22 @@ protected:
             const std::string terminators =
                 random.of(std::vector<std::string>{"", "OK", "OK|ERROR", "*MOVA=ACK", ">j|OK", "|"});
             const auto timeout = static_cast<std::uint32_t>(random.below(4));
-            const std::uint32_t result = engine().run(timeout, terminators);
+            const Code result = engine().run(timeout, terminators);
             ASSERT_TRUE(result == 0 || (result == 0x4004 && !terminators.empty()));
         }
     }
     // What is left over is taken out, as callers do before a request.
     void expectGoodAnswerAfterClearing(std::uint32_t seed) {
         answers.startAfresh();
-        sink.records.clear();
+        answers.records.clear();
         comm.feed("AT*MOVA=010001\r\n*MOVA=ACK\r\n*MOVA=0600800001AABB96\r\n*MOVA=06008000021234A2\r\nOK\r\n");
         ASSERT_EQ(engine().run(10, "*MOVA=ACK"), 0u) << seed;
         ASSERT_EQ(engine().run(10, "OK"), 0u) << seed;
-        ASSERT_EQ(sink.records.size(), 2u) << seed;
-        ASSERT_EQ(sink.records[0].responseText, "AT*MOVA=010001\r\n") << seed;
-        ASSERT_EQ(sink.records[1].kind, LineClass::E2p) << seed;
-        ASSERT_EQ(sink.records[1].hexData, "AABB1234") << seed;
-        ASSERT_EQ(sink.records[1].valid, 1u) << seed;
+        ASSERT_EQ(answers.records.size(), 2u) << seed;
+        ASSERT_EQ(answers.records[0].responseText, "AT*MOVA=010001\r\n") << seed;
+        ASSERT_EQ(answers.records[1].kind, LineClass::E2p) << seed;
+        ASSERT_EQ(answers.records[1].hexData, "AABB1234") << seed;
+        ASSERT_EQ(answers.records[1].valid, 1u) << seed;
         ASSERT_EQ(pending(), "") << seed;
     }
     // Without clearing: ended by a line of its own, whatever waits is of earlier records; the answer is the last.
@@ -176,13 +176,13 @@ protected:
         comm.feed("\r\nOK\r\n");
         for (int i = 0; i < 1000 && engine().run(0, "OK") == 0; ++i) {
         }
-        answers.clearQueue(AnswerChannel::Purge::Yes);
-        sink.records.clear();
+        answers.dropRecords(Answers::Purge::Yes);
+        answers.records.clear();
         comm.feed("*MOVA=05000500020103\r\nOK\r\n");
         ASSERT_EQ(engine().run(10, "OK"), 0u) << seed;
-        ASSERT_EQ(sink.records.size(), 1u) << seed;
-        ASSERT_EQ(sink.records[0].hexData, "05000201") << seed;
-        ASSERT_EQ(sink.records[0].responseText, "*MOVA=05000500020103\r\n") << seed;
+        ASSERT_EQ(answers.records.size(), 1u) << seed;
+        ASSERT_EQ(answers.records[0].hexData, "05000201") << seed;
+        ASSERT_EQ(answers.records[0].responseText, "*MOVA=05000500020103\r\n") << seed;
         ASSERT_EQ(answers.fetchText().data, "05000201") << seed;
     }
 };
@@ -206,7 +206,7 @@ TEST_F(AnyBytesOnTheLineTest, EveryByteValueOnALineIsKept) {
         const std::string line = std::string("<") + static_cast<char>(value) + ">\r\n";
         comm.feed(line + "OK\r\n");
         ASSERT_EQ(engine().run(0, "OK"), 0u) << value;
-        ASSERT_EQ(sink.records.back().responseText, line) << value;
+        ASSERT_EQ(answers.records.back().responseText, line) << value;
     }
 }
 
@@ -218,7 +218,7 @@ TEST_F(AnyBytesOnTheLineTest, NothingIsLostOrInventedBetweenLineAndRecords) {
         for (std::size_t lines = 1 + random.below(30); lines > 0; --lines) {
             sent += "+" + std::string(random.below(120), static_cast<char>('a' + random.below(26))) + "\r\n";
         }
-        sink.records.clear();
+        answers.records.clear();
         for (std::string_view text = sent; !text.empty();) {
             const std::size_t size = 1 + random.below(text.size());
             comm.feed(text.substr(0, size));
@@ -227,7 +227,7 @@ TEST_F(AnyBytesOnTheLineTest, NothingIsLostOrInventedBetweenLineAndRecords) {
         }
         for (int i = 0; i < 4; ++i) engine().run(0, "");  // more than one read
         std::string received;
-        for (const MovaRetCmdTag& record : sink.records) received += record.responseText;
+        for (const MovaRetCmdTag& record : answers.records) received += record.responseText;
         ASSERT_EQ(received, sent) << seed;
         ASSERT_EQ(pending(), "") << seed;
     }
@@ -237,10 +237,10 @@ TEST_F(AnyBytesOnTheLineTest, LineThatNeverEndsGrowsByWhatArrivesAlone) {
     comm.feed(std::string(100000, 'x'));
     for (int i = 0; i < 60; ++i) engine().run(0, "OK");
     EXPECT_EQ(pending().size(), 100000u);
-    EXPECT_EQ(sink.records.size(), 0u);
+    EXPECT_EQ(answers.records.size(), 0u);
     comm.feed("\r\nOK\r\n");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
-    EXPECT_EQ(sink.records.back().responseText.size(), 100002u);
+    EXPECT_EQ(answers.records.back().responseText.size(), 100002u);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ const std::string kSegmentMalformed = "*MOVA=010080";     // too short to parse
 // --- the parts of a record
 
 TEST_F(ConfirmationBuilderTest, PlainTextIsKeptWithItsTerminator) {
-    const auto [record, handedBack] = build({"AT+CSQ\r", "+CSQ: 9,99", ""});
+    const auto [record, leftOver] = build({"AT+CSQ\r", "+CSQ: 9,99", ""});
     EXPECT_EQ(record.kind, LineClass::AtText);
     EXPECT_EQ(record.responseText, "AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\n");
     EXPECT_EQ(record.terminatorText, "OK");
@@ -49,7 +49,7 @@ TEST_F(ConfirmationBuilderTest, PlainTextIsKeptWithItsTerminator) {
     EXPECT_EQ(record.primitive, 0u);
     EXPECT_EQ(record.error, 0u);
     EXPECT_EQ(record.valid, 1u);
-    EXPECT_EQ(handedBack, "");
+    EXPECT_EQ(leftOver, "");
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
@@ -69,7 +69,7 @@ TEST_F(ConfirmationBuilderTest, NoLineAtAllGetsTheClassOfAnEmptyLineBesideTheTer
 }
 
 TEST_F(ConfirmationBuilderTest, GeneralConfirmationGivesPrimitiveHexDataAndBytes) {
-    const auto [record, handedBack] = build({kGeneral});
+    const auto [record, leftOver] = build({kGeneral});
     EXPECT_EQ(record.kind, LineClass::Confirmation);
     EXPECT_EQ(record.primitive, 5u);
     EXPECT_EQ(record.hexData, "05000201");
@@ -77,7 +77,7 @@ TEST_F(ConfirmationBuilderTest, GeneralConfirmationGivesPrimitiveHexDataAndBytes
     EXPECT_EQ(record.responseText, "*MOVA=05000500020103\r\n");
     EXPECT_EQ(record.error, 0u);
     EXPECT_EQ(record.valid, 1u);
-    EXPECT_EQ(handedBack, "");
+    EXPECT_EQ(leftOver, "");
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
@@ -119,13 +119,13 @@ TEST_F(ConfirmationBuilderTest, FamiliesGiveTheirDataWithoutTheThreeHeaderBytes)
 }
 
 TEST_F(ConfirmationBuilderTest, EveryLineBeforeAnAcknowledgementBelongsToIt) {
-    const auto [record, handedBack] = build({kGeneral, kSegment1, "RING"}, "*MOVA=ACK");
+    const auto [record, leftOver] = build({kGeneral, kSegment1, "RING"}, "*MOVA=ACK");
     EXPECT_EQ(record.kind, LineClass::Acknowledgement);
     EXPECT_EQ(record.hexData, "");
     EXPECT_EQ(record.primitive, 0u);
     EXPECT_EQ(record.responseText, kGeneral + "\r\n" + kSegment1 + "\r\nRING\r\n");
     EXPECT_EQ(record.valid, 1u);
-    EXPECT_EQ(handedBack, "");
+    EXPECT_EQ(leftOver, "");
 }
 
 TEST_F(ConfirmationBuilderTest, EchoBeforeAnAcknowledgementStaysTheBlock) {
@@ -135,8 +135,8 @@ TEST_F(ConfirmationBuilderTest, EchoBeforeAnAcknowledgementStaysTheBlock) {
 }
 
 TEST_F(ConfirmationBuilderTest, TextBehindTheLastLineIsHandedBackAsItStands) {
-    EXPECT_EQ(buildRecord(kGeneral + "\r\n+CS", "OK", trace).handedBack, "+CS");
-    EXPECT_EQ(buildRecord(kGeneral + "\r\n" + kSegment1 + "\r\n+CS", "OK", trace).handedBack, kSegment1 + "\r\n+CS");
+    EXPECT_EQ(buildRecord(kGeneral + "\r\n+CS", "OK", trace).leftOver, "+CS");
+    EXPECT_EQ(buildRecord(kGeneral + "\r\n" + kSegment1 + "\r\n+CS", "OK", trace).leftOver, kSegment1 + "\r\n+CS");
 }
 
 // --- general confirmations
@@ -152,7 +152,7 @@ TEST_F(ConfirmationBuilderTest, LastGeneralConfirmationOfABlockWins) {
 TEST_F(ConfirmationBuilderTest, BadChecksumIsKeptWithItsPayloadAndTraced) {
     const MovaRetCmdTag record = build({kGeneralBad}).record;
     EXPECT_EQ(record.kind, LineClass::Confirmation);
-    EXPECT_EQ(record.error, code::ChecksumMismatch);
+    EXPECT_EQ(record.error, Code::ChecksumMismatch);
     EXPECT_EQ(record.valid, 0u);
     EXPECT_EQ(record.primitive, 6u);
     EXPECT_EQ(record.hexData, "06000304");
@@ -163,7 +163,7 @@ TEST_F(ConfirmationBuilderTest, BadChecksumIsKeptWithItsPayloadAndTraced) {
 TEST_F(ConfirmationBuilderTest, MalformedGeneralConfirmationIsEmptyAndNotTraced) {
     const MovaRetCmdTag record = build({kGeneralMalformed}).record;
     EXPECT_EQ(record.kind, LineClass::Confirmation);
-    EXPECT_EQ(record.error, code::MalformedConfirmation);
+    EXPECT_EQ(record.error, Code::MalformedConfirmation);
     EXPECT_EQ(record.valid, 0u);
     EXPECT_EQ(record.primitive, 0u);
     EXPECT_EQ(record.hexData, "");
@@ -302,7 +302,7 @@ MovaRetCmdTag finished(LineClass kind, const char* response, const char* termina
     record.responseText = response;
     record.terminatorText = terminator;
     record.hexData = hexData;
-    record.error = error;
+    record.error = Code{error};
     record.valid = error == 0 ? 1 : 0;
     return record;
 }
@@ -359,7 +359,7 @@ TEST_F(ConfirmationBuilderTest, FinishedRecordIsTracedByItsKind) {
 TEST_F(ConfirmationBuilderTest, TextThatNobodyReadsIsNotPutTogether) {
     class Unread : public RecordingTrace {
     public:
-        bool isRead() override { return false; }
+        bool hasReader() override { return false; }
     } unread;
     traceRecord(finished(LineClass::AtText, "RING\r\n", "OK", ""), "+CSQ: 21,99\r\n", unread);
     traceRecord(finished(LineClass::Echo, "AT*MOVA=010001\r\n", "OK", ""), "", unread);

@@ -59,7 +59,7 @@ TEST_F(ConfirmationQueueTest, EveryFieldSurvivesTheQueue) {
     MovaRetCmdTag record = makeRecord(LineClass::Confirmation, "response\r\n", "OK", "0500");
     record.primitive = 5;
     record.byteData = std::string("\x05\x00", 2);
-    record.error = 0x4011;
+    record.error = Code::ChecksumMismatch;
     record.valid = 0;
     queue.append(record);
     const MovaRetCmdTag fetched = queue.fetch(std::nullopt, Take::Remove).record;

@@ -148,7 +148,7 @@ TEST(ParseConfirmation, LowerCaseIsAccepted) { EXPECT_EQ(parseConfirmation("*MOV
 
 TEST(ParseConfirmation, BadChecksumStillDeliversTypeAndPayload) {
     const ParsedConfirmation parsed = parseConfirmation("*MOVA=0E008000010800800034120200AABB33");
-    EXPECT_EQ(parsed.status, code::ChecksumMismatch);
+    EXPECT_EQ(parsed.status, Code::ChecksumMismatch);
     EXPECT_EQ(parsed.firstByte, 0x80);
     EXPECT_EQ(parsed.payload, "8000010800800034120200AABB");
 }

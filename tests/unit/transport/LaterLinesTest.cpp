@@ -60,7 +60,7 @@ struct Expected {
     std::string hexData;
     std::uint32_t primitive = 0;
     std::vector<std::string> echoes;
-    std::vector<Line> handedBack;
+    std::vector<Line> leftOver;
 };
 
 std::vector<Line> linesOf(const std::vector<std::size_t>& classes) {
@@ -88,7 +88,7 @@ Expected expectedOf(const std::vector<Line>& lines) {
         const char rule = i == 0 ? 'T' : kRules[expected.kind][line.lineClass];
         if (rule == 'E') expected.echoes.push_back("17 " + lines[i - 1].text);
         if (rule == 'T' || rule == 'E') expected.kind = line.lineClass;
-        if (rule == 'B') expected.handedBack.push_back(line);
+        if (rule == 'B') expected.leftOver.push_back(line);
         if (rule == 'T' || rule == 'E' || rule == 'S') take(expected, line);
     }
     return expected;
@@ -115,25 +115,25 @@ protected:
         std::vector<Line> lines = linesOf(classes);
         const std::string what = joined(lines);
         comm.feed(what + "OK\r\n");
-        sink.records.clear();
+        answers.records.clear();
         std::string terminator = "OK";
         while (!lines.empty()) {
             trace.clear();
             ASSERT_EQ(engine().run(0, terminator), 0u) << what;
             const Expected expected = expectedOf(lines);
-            ASSERT_FALSE(sink.records.empty()) << what;
-            expectRecord(sink.records.back(), expected, what);
-            EXPECT_EQ(sink.records.back().terminatorText, terminator) << what;
-            EXPECT_EQ(pending(), joined(expected.handedBack)) << what;
+            ASSERT_FALSE(answers.records.empty()) << what;
+            expectRecord(answers.records.back(), expected, what);
+            EXPECT_EQ(answers.records.back().terminatorText, terminator) << what;
+            EXPECT_EQ(pending(), joined(expected.leftOver)) << what;
             std::vector<std::string> echoes = trace.lines();
             if (expected.kind != 4) echoes.pop_back();  // the record itself; an acknowledgement has no trace
             EXPECT_EQ(echoes, expected.echoes) << what;
-            lines = expected.handedBack;
+            lines = expected.leftOver;
             terminator.clear();
         }
-        const std::size_t records = sink.records.size();
+        const std::size_t records = answers.records.size();
         EXPECT_EQ(engine().run(0, ""), 0u);
-        EXPECT_EQ(sink.records.size(), records) << what;  // nothing is left over
+        EXPECT_EQ(answers.records.size(), records) << what;  // nothing is left over
     }
 };
 
@@ -157,15 +157,15 @@ TEST_F(LaterLinesTest, EverySequenceOfThreeClasses) {
 TEST_F(LaterLinesTest, SecondFamilyOfAResponseIsARecordOfItsOwn) {
     comm.feed("*MOVA=0600800001AABB96\r\n*MOVA=05000500020103\r\n*MOVA=06008000021234A2\r\nOK\r\n");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
-    ASSERT_EQ(sink.records.size(), 1u);
-    EXPECT_EQ(sink.records[0].kind, LineClass::E2p);
-    EXPECT_EQ(sink.records[0].hexData, "AABB1234");
+    ASSERT_EQ(answers.records.size(), 1u);
+    EXPECT_EQ(answers.records[0].kind, LineClass::E2p);
+    EXPECT_EQ(answers.records[0].hexData, "AABB1234");
     EXPECT_EQ(pending(), "*MOVA=05000500020103\r\n");
     EXPECT_EQ(engine().run(0, ""), 0u);
-    ASSERT_EQ(sink.records.size(), 2u);
-    EXPECT_EQ(sink.records[1].kind, LineClass::Confirmation);
-    EXPECT_EQ(sink.records[1].hexData, "05000201");
-    EXPECT_EQ(sink.records[1].responseText, "*MOVA=05000500020103\r\n");
+    ASSERT_EQ(answers.records.size(), 2u);
+    EXPECT_EQ(answers.records[1].kind, LineClass::Confirmation);
+    EXPECT_EQ(answers.records[1].hexData, "05000201");
+    EXPECT_EQ(answers.records[1].responseText, "*MOVA=05000500020103\r\n");
     EXPECT_EQ(pending(), "");
 }
 
@@ -178,19 +178,19 @@ TEST_F(LaterLinesTest, HandedBackLinesStandBeforeWhatFollowedTheTerminator) {
 TEST_F(LaterLinesTest, HandedBackLinesWaitForATerminatorOfTheirOwn) {
     comm.feed("*MOVA=0600800001AABB96\r\n*MOVA=0600A00001CCDDB6\r\nOK\r\n");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
-    EXPECT_EQ(engine().run(0, "OK"), code::NoAnswer);
+    EXPECT_EQ(engine().run(0, "OK"), Code::NoAnswer);
     comm.feed("OK\r\n");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
-    ASSERT_EQ(sink.records.size(), 2u);
-    EXPECT_EQ(sink.records[1].kind, LineClass::Hci);
-    EXPECT_EQ(sink.records[1].hexData, "CCDD");
+    ASSERT_EQ(answers.records.size(), 2u);
+    EXPECT_EQ(answers.records[1].kind, LineClass::Hci);
+    EXPECT_EQ(answers.records[1].hexData, "CCDD");
 }
 
 TEST_F(LaterLinesTest, EmptyLineBehindAConfirmationIsHandedBackToo) {
     comm.feed("*MOVA=05000500020103\r\n\r\nOK\r\n");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
-    ASSERT_EQ(sink.records.size(), 1u);
-    EXPECT_EQ(sink.records[0].responseText, "*MOVA=05000500020103\r\n\r\n");
+    ASSERT_EQ(answers.records.size(), 1u);
+    EXPECT_EQ(answers.records[0].responseText, "*MOVA=05000500020103\r\n\r\n");
     EXPECT_EQ(pending(), "\r\n");
 }
 
@@ -198,13 +198,13 @@ TEST_F(LaterLinesTest, AcknowledgementThenConfirmationThenOkAreTwoRecords) {
     comm.feed("AT*MOVA=0C0080010106008000341202002E\r\n*MOVA=ACK\r\n*MOVA=0E008000010800800034120200AABB32\r\nOK\r\n");
     EXPECT_EQ(engine().run(0, "*MOVA=ACK"), 0u);
     EXPECT_EQ(engine().run(0, "OK"), 0u);
-    ASSERT_EQ(sink.records.size(), 2u);
-    EXPECT_EQ(sink.records[0].kind, LineClass::Echo);
-    EXPECT_EQ(sink.records[0].responseText, "AT*MOVA=0C0080010106008000341202002E\r\n");
-    EXPECT_EQ(sink.records[0].terminatorText, "*MOVA=ACK");
-    EXPECT_EQ(sink.records[1].kind, LineClass::E2p);
-    EXPECT_EQ(sink.records[1].hexData, "0800800034120200AABB");
-    EXPECT_EQ(sink.records[1].terminatorText, "OK");
+    ASSERT_EQ(answers.records.size(), 2u);
+    EXPECT_EQ(answers.records[0].kind, LineClass::Echo);
+    EXPECT_EQ(answers.records[0].responseText, "AT*MOVA=0C0080010106008000341202002E\r\n");
+    EXPECT_EQ(answers.records[0].terminatorText, "*MOVA=ACK");
+    EXPECT_EQ(answers.records[1].kind, LineClass::E2p);
+    EXPECT_EQ(answers.records[1].hexData, "0800800034120200AABB");
+    EXPECT_EQ(answers.records[1].terminatorText, "OK");
 }
 
 }  // namespace

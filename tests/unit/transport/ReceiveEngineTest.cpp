@@ -16,16 +16,16 @@ using ::testing::SizeIs;
 
 class ReceiveEngineTest : public TransportTest {
 protected:
-    std::uint32_t run(std::uint32_t milliseconds, std::string_view terminators) {
+    Code run(std::uint32_t milliseconds, std::string_view terminators) {
         return engine().run(milliseconds, terminators);
     }
-    const MovaRetCmdTag& last() const { return sink.records.back(); }
+    const MovaRetCmdTag& last() const { return answers.records.back(); }
 
     // The device notices a dead port at a read and closes itself; the manager's own handle stays.
     void letDeviceCloseItself() {
         comm.feed("x");
         platform.failures().fail(Op::BeginRead);
-        EXPECT_EQ(run(0, "OK"), code::NoAnswer);
+        EXPECT_EQ(run(0, "OK"), Code::NoAnswer);
         EXPECT_FALSE(port.device().isOpen());
         platform.failures().clear();
         forgetBeginning();
@@ -53,7 +53,7 @@ private:
 TEST_F(ReceiveEngineTest, LinesBeforeTheTerminatorAreTheRecord) {
     comm.feed("AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\nOK\r\n");
     EXPECT_EQ(run(0, "OK"), 0u);
-    ASSERT_THAT(sink.records, SizeIs(1));
+    ASSERT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(last().responseText, "AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\n");
     EXPECT_EQ(last().terminatorText, "OK");
     EXPECT_EQ(last().kind, LineClass::AtText);
@@ -63,12 +63,12 @@ TEST_F(ReceiveEngineTest, LinesBeforeTheTerminatorAreTheRecord) {
 
 TEST_F(ReceiveEngineTest, TerminatorInTwoReadsCompletesOnTheSecondPassOnly) {
     comm.feed("O");
-    EXPECT_EQ(run(0, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(0, "OK"), Code::NoAnswer);
     EXPECT_EQ(pending(), "O");
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
     comm.feed("K\r\n");
     EXPECT_EQ(run(0, "OK"), 0u);
-    EXPECT_THAT(sink.records, SizeIs(1));
+    EXPECT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(last().terminatorText, "OK");
     EXPECT_EQ(pending(), "");
 }
@@ -84,11 +84,11 @@ TEST_F(ReceiveEngineTest, TerminatorInTwoReadsOfOneCallCompletesWhenItIsWhole) {
 TEST_F(ReceiveEngineTest, LinesAfterTheTerminatorStayPendingForTheNextCall) {
     comm.feed("+CSQ: 9,99\r\nOK\r\n*MOVA=05000500020103\r\nOK\r\n");
     EXPECT_EQ(run(0, "OK"), 0u);
-    ASSERT_THAT(sink.records, SizeIs(1));
+    ASSERT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(last().responseText, "+CSQ: 9,99\r\n");
     EXPECT_EQ(pending(), "*MOVA=05000500020103\r\nOK\r\n");
     EXPECT_EQ(run(0, "OK"), 0u);
-    ASSERT_THAT(sink.records, SizeIs(2));
+    ASSERT_THAT(answers.records, SizeIs(2));
     EXPECT_EQ(last().kind, LineClass::Confirmation);
     EXPECT_EQ(last().hexData, "05000201");
     EXPECT_EQ(pending(), "");
@@ -108,14 +108,14 @@ TEST_F(ReceiveEngineTest, TrailingBlanksOfATerminatorAreTrimmedLeadingOnesAreNot
     EXPECT_EQ(run(0, "OK"), 0u);
     EXPECT_EQ(last().terminatorText, "OK");
     comm.feed("  OK\r\n");
-    EXPECT_EQ(run(0, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(0, "OK"), Code::NoAnswer);
     EXPECT_EQ(pending(), "  OK\r\n");
 }
 
 TEST_F(ReceiveEngineTest, WithoutATerminatorNothingIsDeliveredAndEverythingStaysPending) {
     comm.feed("+CSQ: 9,99\r\nRING\r\n+CR");
-    EXPECT_EQ(run(20, "OK|ERROR"), code::NoAnswer);
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_EQ(run(20, "OK|ERROR"), Code::NoAnswer);
+    EXPECT_THAT(answers.records, IsEmpty());
     EXPECT_THAT(trace.lines(), IsEmpty());
     EXPECT_EQ(pending(), "+CSQ: 9,99\r\nRING\r\n+CR");
     comm.feed("EG: 1\r\nOK\r\n");
@@ -155,11 +155,11 @@ TEST_F(ReceiveEngineTest, FirstLineThatEqualsAnyListedTerminatorCompletes) {
     };
     for (const TerminatorCase& c : cases) {
         answers.pending().clear();
-        sink.records.clear();
+        answers.records.clear();
         comm.feed(c.text);
-        EXPECT_EQ(run(0, c.terminators), c.terminator ? code::Success : code::NoAnswer) << c.what;
+        EXPECT_EQ(run(0, c.terminators), c.terminator ? Code::Success : Code::NoAnswer) << c.what;
         EXPECT_EQ(pending(), c.pending) << c.what;
-        ASSERT_EQ(sink.records.size(), c.terminator ? 1u : 0u) << c.what;
+        ASSERT_EQ(answers.records.size(), c.terminator ? 1u : 0u) << c.what;
         if (c.terminator) {
             EXPECT_EQ(last().responseText, "A\r\n") << c.what;
             EXPECT_EQ(last().terminatorText, c.terminator) << c.what;
@@ -169,11 +169,11 @@ TEST_F(ReceiveEngineTest, FirstLineThatEqualsAnyListedTerminatorCompletes) {
 
 TEST_F(ReceiveEngineTest, PendingTextIsSearchedAgainForOtherTerminators) {
     comm.feed("A\r\nERROR\r\nB\r\nOK\r\n");
-    EXPECT_EQ(run(0, "CONNECT"), code::NoAnswer);
+    EXPECT_EQ(run(0, "CONNECT"), Code::NoAnswer);
     EXPECT_EQ(run(0, "OK"), 0u);
     EXPECT_EQ(last().responseText, "A\r\nERROR\r\nB\r\n");
     comm.feed("A\r\nERROR\r\nB\r\nOK\r\n");
-    EXPECT_EQ(run(0, "CONNECT"), code::NoAnswer);
+    EXPECT_EQ(run(0, "CONNECT"), Code::NoAnswer);
     EXPECT_EQ(run(0, "OK|ERROR"), 0u);
     EXPECT_EQ(last().responseText, "A\r\n");
     EXPECT_EQ(pending(), "B\r\nOK\r\n");
@@ -207,7 +207,7 @@ TEST_F(ReceiveEngineTest, ZeroBytesOfTheLineAreKept) {
 TEST_F(ReceiveEngineTest, SinglePassMakesARecordOfTheCompleteLinesAtHand) {
     comm.feed("A\r\nOK\r\n*MO");
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, ""), 0u); }), 0);
-    ASSERT_THAT(sink.records, SizeIs(1));
+    ASSERT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(last().responseText, "A\r\nOK\r\n");
     EXPECT_EQ(last().terminatorText, "");
     EXPECT_EQ(last().valid, 1u);
@@ -217,15 +217,15 @@ TEST_F(ReceiveEngineTest, SinglePassMakesARecordOfTheCompleteLinesAtHand) {
 TEST_F(ReceiveEngineTest, SinglePassWithNothingAtHandDeliversNothing) {
     EXPECT_EQ(run(0, ""), 0u);
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(1000, ""), 0u); }), 0);  // nor does it wait
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
 TEST_F(ReceiveEngineTest, SinglePassDeliversAnEmptyRecordOnEveryPollWhileAnUnfinishedLineIsPending) {
     comm.feed("+CS");
     for (int poll = 0; poll < 3; ++poll) EXPECT_EQ(run(0, ""), 0u);
-    ASSERT_THAT(sink.records, SizeIs(3));
-    for (const MovaRetCmdTag& record : sink.records) {
+    ASSERT_THAT(answers.records, SizeIs(3));
+    for (const MovaRetCmdTag& record : answers.records) {
         EXPECT_EQ(record.kind, LineClass::AtText);
         EXPECT_EQ(record.responseText, "");
         EXPECT_EQ(record.terminatorText, "");
@@ -237,14 +237,14 @@ TEST_F(ReceiveEngineTest, SinglePassDeliversAnEmptyRecordOnEveryPollWhileAnUnfin
     EXPECT_EQ(run(0, ""), 0u);
     EXPECT_EQ(last().responseText, "+CSQ: 9,99\r\n");
     EXPECT_EQ(run(0, ""), 0u);
-    EXPECT_THAT(sink.records, SizeIs(4));
+    EXPECT_THAT(answers.records, SizeIs(4));
 }
 
 TEST_F(ReceiveEngineTest, SinglePassWhoseReadGivesNothingStillDeliversARecord) {
     comm.feed("A\r\n");
     platform.failures().fail(Op::Finish);  // the bytes were announced, the read fails, the port stays open
     EXPECT_EQ(run(0, ""), 0u);
-    ASSERT_THAT(sink.records, SizeIs(1));
+    ASSERT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(last().responseText, "");
 }
 
@@ -262,7 +262,7 @@ TEST_F(ReceiveEngineTest, SinglePassTakesTheConfirmationAndTheOkLine) {
 
 TEST_F(ReceiveEngineTest, TimeOutZeroIsExactlyOnePass) {
     comm.feed(std::string(2048, 'x') + "\r\nOK\r\n");
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, "OK"), code::NoAnswer); }), 1);  // the idle pause
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, "OK"), Code::NoAnswer); }), 1);  // the idle pause
     EXPECT_EQ(comm.waiting(), 6u);
     EXPECT_EQ(pending().size(), 2048u);
     EXPECT_EQ(run(0, "OK"), 0u);
@@ -275,7 +275,7 @@ TEST_F(ReceiveEngineTest, TimeOutZeroIsOnePassHoweverCoarseTheClock) {
         comm.feed("K\r\n");
     });
     comm.feed("O");
-    EXPECT_EQ(run(0, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(0, "OK"), Code::NoAnswer);
     EXPECT_EQ(pending(), "O");
     EXPECT_EQ(comm.waiting(), 3u);
 }
@@ -306,7 +306,7 @@ TEST_F(ReceiveEngineTest, WaitEndsWhenTheDeadlineIsPassed) {
     };
     for (const TimeCase& c : cases) {
         platform.clock().setTickCount(c.start);
-        EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(c.timeout, "OK"), code::NoAnswer); }), c.taken)
+        EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(c.timeout, "OK"), Code::NoAnswer); }), c.taken)
             << std::hex << c.start << " + " << std::dec << c.timeout;
     }
 }
@@ -322,17 +322,17 @@ TEST_F(ReceiveEngineTest, AnswerOnTheLastPassIsTaken) {
     comm.feedAfter(100ms, "OK\r\n");
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(100, "OK"), 0u); }), 100);
     comm.feedAfter(101ms, "OK\r\n");
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(100, "OK"), code::NoAnswer); }), 101);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(100, "OK"), Code::NoAnswer); }), 101);
 }
 
 TEST_F(ReceiveEngineTest, TrickleOfBytesDoesNotPutOffTheDeadline) {
     for (int i = 1; i < 40; ++i) comm.feedAfter(std::chrono::milliseconds(5 * i), "x");
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(100, "OK"), code::NoAnswer); }), 101);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(100, "OK"), Code::NoAnswer); }), 101);
 }
 
 TEST_F(ReceiveEngineTest, PollsEveryMillisecond) {
     platform.failures().resetCalls();
-    EXPECT_EQ(run(9, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(9, "OK"), Code::NoAnswer);
     EXPECT_EQ(platform.failures().calls(Op::Sleep), 10u);
     EXPECT_EQ(platform.failures().calls(Op::ClearErrors), 10u);  // the count query
     EXPECT_EQ(platform.failures().calls(Op::BeginRead), 0u);     // nothing waits, nothing is read
@@ -345,7 +345,7 @@ TEST_F(ReceiveEngineTest, StopBeforeASinglePassGives0x10) {
     comm.feed("A\r\n");
     port.stopEvent().set();
     EXPECT_EQ(run(0, ""), 0x10u);
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
     EXPECT_EQ(comm.waiting(), 3u);
 }
 
@@ -353,7 +353,7 @@ TEST_F(ReceiveEngineTest, StopBeforeATerminatorGives0x4004) {
     comm.feed("OK\r\n");
     port.stopEvent().set();
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(1000, "OK"), 0x4004u); }), 0);
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
@@ -365,10 +365,10 @@ TEST_F(ReceiveEngineTest, StopDuringAWaitEndsIt) {
 }
 
 TEST_F(ReceiveEngineTest, StopAfterTheTerminatorWasFoundDoesNotUndoTheRecord) {
-    sink.onDeliver = [&] { port.stopEvent().set(); };
+    answers.onDeliver = [&] { port.stopEvent().set(); };
     comm.feed("OK\r\n");
     EXPECT_EQ(run(1000, "OK"), 0u);
-    EXPECT_THAT(sink.records, SizeIs(1));
+    EXPECT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(run(0, ""), 0x10u);
 }
 
@@ -407,11 +407,11 @@ TEST_F(ReceiveEngineTest, ClosedPortIsNotRead) {
     port.close();
     port.stopEvent().reset();
     forgetBeginning();
-    EXPECT_EQ(run(5, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(5, "OK"), Code::NoAnswer);
     EXPECT_EQ(run(0, ""), 0u);
     EXPECT_THAT(platform.journal().serial(), IsEmpty());
     EXPECT_THAT(trace.lines(), IsEmpty());
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
 }
 
 TEST_F(ReceiveEngineTest, ClosedPortStillHasItsPendingTextLookedAt) {
@@ -427,7 +427,7 @@ TEST_F(ReceiveEngineTest, OtherDeviceTypesAreNotRead) {
     comm.feed("OK\r\n");
     for (const std::int16_t type : std::vector<std::int16_t>{1, -1, 2, 3}) {
         port.setDeviceType(type, 0, 0);
-        EXPECT_EQ(run(0, "OK"), code::NoAnswer) << type;
+        EXPECT_EQ(run(0, "OK"), Code::NoAnswer) << type;
     }
     EXPECT_EQ(comm.waiting(), 4u);
     EXPECT_THAT(platform.journal().serial(), IsEmpty());
@@ -437,13 +437,13 @@ TEST_F(ReceiveEngineTest, OtherDeviceTypesAreNotRead) {
 
 TEST_F(ReceiveEngineTest, DeviceType2PausesFor100Milliseconds) {
     port.setDeviceType(2, 0, 0);
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, "OK"), code::NoAnswer); }), 100);
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(99, "OK"), code::NoAnswer); }), 100);
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(100, "OK"), code::NoAnswer); }), 200);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, "OK"), Code::NoAnswer); }), 100);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(99, "OK"), Code::NoAnswer); }), 100);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(100, "OK"), Code::NoAnswer); }), 200);
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, ""), 0u); }), 0);
     EXPECT_THAT(platform.journal().only({Op::Sleep}), Each("sleep 100"));
     port.setDeviceType(3, 0, 0);
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(9, "OK"), code::NoAnswer); }), 10);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(9, "OK"), Code::NoAnswer); }), 10);
 }
 
 TEST_F(ReceiveEngineTest, PortThatClosedItselfIsReopenedAndReadInTheSamePass) {
@@ -459,7 +459,7 @@ TEST_F(ReceiveEngineTest, ReopeningIsTriedOncePerPass) {
     letDeviceCloseItself();
     platform.failures().fail(Op::Open).always();
     platform.failures().resetCalls();
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(3, "OK"), code::NoAnswer); }), 4);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(3, "OK"), Code::NoAnswer); }), 4);
     EXPECT_EQ(platform.failures().calls(Op::Open), 4u);
     EXPECT_THAT(trace.of(TraceKind::FreeText), Contains("Open Device Fail").Times(4));
     EXPECT_EQ(platform.failures().calls(Op::BeginRead), 0u);
@@ -467,13 +467,13 @@ TEST_F(ReceiveEngineTest, ReopeningIsTriedOncePerPass) {
 
 TEST_F(ReceiveEngineTest, ReopeningIsTriedOnceInAPassOverPendingTextToo) {
     comm.feed("+CS");
-    EXPECT_EQ(run(0, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(0, "OK"), Code::NoAnswer);
     letDeviceCloseItself();
     platform.failures().fail(Op::Open).always();
     platform.failures().resetCalls();
     EXPECT_EQ(run(0, ""), 0u);
     EXPECT_EQ(platform.failures().calls(Op::Open), 1u);
-    EXPECT_THAT(sink.records, SizeIs(1));
+    EXPECT_THAT(answers.records, SizeIs(1));
 }
 
 TEST_F(ReceiveEngineTest, FailedReopeningGoesOnToTheDeadlineAndAnAnswerAfterASuccessfulOneIsTaken) {
@@ -487,13 +487,13 @@ TEST_F(ReceiveEngineTest, FailedReopeningDeliversNothingInASinglePass) {
     letDeviceCloseItself();
     platform.failures().fail(Op::Open);
     EXPECT_EQ(run(0, ""), 0u);
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
 }
 
 TEST_F(ReceiveEngineTest, OtherDeviceTypesAreNotReopened) {
     letDeviceCloseItself();
     port.setDeviceType(2, 0, 0);
-    EXPECT_EQ(run(0, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(0, "OK"), Code::NoAnswer);
     EXPECT_EQ(comm.opens(), 1u);
     EXPECT_THAT(platform.journal().serial(), IsEmpty());
 }
@@ -507,7 +507,7 @@ TEST_F(ReceiveEngineTest, ErrorsThatWouldNotClearReadNothingInThatPass) {
 TEST_F(ReceiveEngineTest, ErrorBitsOnElevenPassesReadNothingInThatPass) {
     comm.feed("OK\r\n");
     comm.addErrorBits(8, 11);
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, "OK"), code::NoAnswer); }), 111);  // ten milliseconds each, the idle pause
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, "OK"), Code::NoAnswer); }), 111);  // ten milliseconds each, the idle pause
     EXPECT_EQ(comm.waiting(), 4u);
     EXPECT_EQ(run(0, "OK"), 0u);
 }
@@ -531,9 +531,9 @@ TEST_F(ReceiveEngineTest, FailingReadIsAPassWithoutBytes) {
     for (const ReadFailure& c : kReadFailures) {
         comm.feed("OK\r\n");
         platform.failures().fail(c.op).as(c.kind);
-        EXPECT_EQ(run(0, "OK"), code::NoAnswer) << c.what;
+        EXPECT_EQ(run(0, "OK"), Code::NoAnswer) << c.what;
         EXPECT_EQ(pending(), "") << c.what;
-        EXPECT_THAT(sink.records, IsEmpty()) << c.what;
+        EXPECT_THAT(answers.records, IsEmpty()) << c.what;
         EXPECT_EQ(port.device().isOpen(), !c.closes) << c.what;
         platform.failures().clear();
         port.stopEvent().reset();
@@ -542,7 +542,7 @@ TEST_F(ReceiveEngineTest, FailingReadIsAPassWithoutBytes) {
         EXPECT_EQ(run(100, "OK"), 0u) << c.what;
         answers.pending().clear();
         port.device().purge();
-        sink.records.clear();
+        answers.records.clear();
     }
 }
 
@@ -559,14 +559,14 @@ TEST_F(ReceiveEngineTest, StopDuringAReadOfASinglePassStillCompletesIt) {
     platform.failures().fail(Op::BeginRead).as(FailureKind::Pending);
     platform.after(30ms, [&] { port.stopEvent().set(); });
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(run(0, ""), 0u); }), 30);
-    EXPECT_THAT(sink.records, SizeIs(1));
+    EXPECT_THAT(answers.records, SizeIs(1));
 }
 
 // --- trace and delivery
 
 TEST_F(ReceiveEngineTest, RecordIsTracedBeforeItIsDelivered) {
     std::vector<std::string> traced;
-    sink.onDeliver = [&] { traced = trace.lines(); };
+    answers.onDeliver = [&] { traced = trace.lines(); };
     comm.feed("A\r\nOK\r\n");
     EXPECT_EQ(run(0, "OK"), 0u);
     EXPECT_THAT(traced, ElementsAre("10 A~OK"));
@@ -614,18 +614,18 @@ TEST_F(ReceiveEngineTest, EveryKindOfRecordHasItsTrace) {
 
 TEST_F(ReceiveEngineTest, TimeOutAndStopLeaveNoTrace) {
     comm.feed("+CSQ: 9,99\r\n");
-    EXPECT_EQ(run(5, "OK"), code::NoAnswer);
+    EXPECT_EQ(run(5, "OK"), Code::NoAnswer);
     port.stopEvent().set();
-    EXPECT_EQ(run(5, "OK"), code::NoAnswer);
-    EXPECT_EQ(run(0, ""), code::Stopped);
+    EXPECT_EQ(run(5, "OK"), Code::NoAnswer);
+    EXPECT_EQ(run(0, ""), Code::Stopped);
     EXPECT_THAT(trace.lines(), IsEmpty());
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
 }
 
 TEST_F(ReceiveEngineTest, RecordInErrorIsDeliveredAsInvalid) {
     comm.feed("*MOVA=05000500020104\r\nOK\r\n");
     EXPECT_EQ(run(0, "OK"), 0u);
-    ASSERT_THAT(sink.records, SizeIs(1));
+    ASSERT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(last().error, 0x4011u);
     EXPECT_EQ(last().valid, 0u);
     EXPECT_EQ(last().hexData, "05000201");
@@ -634,11 +634,11 @@ TEST_F(ReceiveEngineTest, RecordInErrorIsDeliveredAsInvalid) {
 TEST_F(ReceiveEngineTest, OneCallDeliversOneRecord) {
     comm.feed("A\r\nOK\r\nB\r\nOK\r\nC\r\nOK\r\n");
     EXPECT_EQ(run(1000, "OK"), 0u);
-    EXPECT_THAT(sink.records, SizeIs(1));
+    EXPECT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(run(1000, "OK"), 0u);
     EXPECT_EQ(run(1000, "OK"), 0u);
-    EXPECT_EQ(run(0, "OK"), code::NoAnswer);
-    ASSERT_THAT(sink.records, SizeIs(3));
+    EXPECT_EQ(run(0, "OK"), Code::NoAnswer);
+    ASSERT_THAT(answers.records, SizeIs(3));
     EXPECT_EQ(last().responseText, "C\r\n");
 }
 
@@ -694,29 +694,29 @@ protected:
     }
 
     void expectRecords(const std::vector<Wait>& waits, const std::string& what) {
-        ASSERT_EQ(sink.records.size(), waits.size()) << what;
+        ASSERT_EQ(answers.records.size(), waits.size()) << what;
         for (std::size_t i = 0; i < waits.size(); ++i) {
-            EXPECT_EQ(sink.records[i].kind, waits[i].kind) << what;
-            EXPECT_EQ(sink.records[i].responseText, waits[i].response) << what;
-            EXPECT_EQ(sink.records[i].terminatorText, waits[i].terminator) << what;
-            EXPECT_EQ(sink.records[i].hexData, waits[i].hexData) << what;
-            EXPECT_EQ(sink.records[i].error, waits[i].error) << what;
+            EXPECT_EQ(answers.records[i].kind, waits[i].kind) << what;
+            EXPECT_EQ(answers.records[i].responseText, waits[i].response) << what;
+            EXPECT_EQ(answers.records[i].terminatorText, waits[i].terminator) << what;
+            EXPECT_EQ(answers.records[i].hexData, waits[i].hexData) << what;
+            EXPECT_EQ(answers.records[i].error, waits[i].error) << what;
         }
         EXPECT_EQ(pending(), "") << what;
     }
 
     // The caller waits for each answer in turn.
     void awaitAll(const std::vector<Wait>& waits, const std::string& what) {
-        sink.records.clear();
+        answers.records.clear();
         for (const Wait& wait : waits) EXPECT_EQ(run(1000, wait.terminators), 0u) << what;
         expectRecords(waits, what);
     }
 
     // One pass now and then, as the reader thread makes them.
     void pollAll(const std::vector<Wait>& waits, const std::string& what) {
-        sink.records.clear();
-        for (int poll = 0; poll < 2000 && sink.records.size() < waits.size(); ++poll) {
-            run(0, waits[sink.records.size()].terminators);
+        answers.records.clear();
+        for (int poll = 0; poll < 2000 && answers.records.size() < waits.size(); ++poll) {
+            run(0, waits[answers.records.size()].terminators);
         }
         expectRecords(waits, what);
     }

@@ -1,4 +1,4 @@
-// The answer rooms on the scripted platform: an open port on COM7, every finished record kept and filed in the queue,
+// The answer core on the scripted platform: an open port on COM7, every finished record kept and filed in the queue,
 // the trace recorded. A viewer listens to the debug channel, so that no post costs time.
 #pragma once
 #include <gmock/gmock.h>
@@ -11,32 +11,19 @@
 #include <vector>
 
 #include "mova/Codes.h"
+#include "support/FilingAnswers.h"
 #include "support/RecordingTrace.h"
 #include "support/ScriptedPlatform.h"
-#include "transport/AnswerChannel.h"
+#include "transport/Answers.h"
 
 namespace mova {
 
 // Keeps what the engine delivers, and files it in the queue.
-struct FilingSink : RecordSink {
-    ConfirmationQueue* queue = nullptr;
-    std::vector<MovaRetCmdTag> records;
-    std::optional<MovaRetCmdTag> instead;  // filed in place of what was delivered
-    std::function<void()> onDeliver;
-
-    void deliver(MovaRetCmdTag record) override {
-        if (onDeliver) onDeliver();
-        records.push_back(record);
-        queue->append(instead ? *instead : record);
-    }
-};
-
 class TransportTest : public ::testing::Test {
 protected:
     explicit TransportTest(const std::string& friendlyName = "Communications Port (COM7)")
         : comm(platform.withPort(7, friendlyName)) {
         platform.withDebugViewer();
-        sink.queue = &answers.queue();
         port.setPortNumber(7);
         port.markInitialised();
         EXPECT_EQ(port.open(), 0u);
@@ -67,8 +54,8 @@ protected:
     MyDebugMsg debug{platform};
     Session session;
     HandsetPort port{platform, debug, trace};
-    FilingSink sink;
-    AnswerChannel answers{platform, port, session, debug, trace, sink};
+    FileLog log{platform};
+    FilingAnswers answers{platform, port, session, log, debug, trace};
 };
 
 inline MovaRetCmdTag makeRecord(LineClass kind, std::string response, std::string terminator = {},

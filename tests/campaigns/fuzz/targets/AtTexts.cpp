@@ -32,7 +32,7 @@ public:
 
     // Sent as it is, whatever it holds.
     void send(const std::string& command) {
-        const std::uint32_t is = manager.SendNormalAtCmd(0, command);
+        const std::uint32_t is = number(manager.SendNormalAtCmd(0, command));
         if (command.empty() || command.size() > 4094) {
             requireEqual(is, 0x2007, "code of a command that cannot be sent");
             requireEqual(comm.written(), "", "nothing written");
@@ -56,7 +56,7 @@ public:
 
     void set(std::uint32_t id, std::uint32_t parameter) {
         comm.attach(peer);
-        const std::uint32_t is = manager.SetAtCmdProperty(id, parameter);
+        const Code is = manager.SetAtCmdProperty(id, parameter);
         comm.detach();
         if (isKnownProperty(id)) {
             property.reach();

@@ -40,7 +40,7 @@ std::string bytesOf(const FlashStatus& status) {
     const auto bytes = handset::fromHex(text);
     require(bytes && bytes->size() == kSize, "the record's text");
     FlashStatus again;
-    requireEqual(again.read(text), code::Success, "the record's text read again");
+    requireEqual(again.read(text), Code::Success, "the record's text read again");
     requireEqual(again.text(), text, "its text once more");
     requireEqual(again.statusText(), status.statusText(), "its status");
     requireEqual(again.failureText(), status.failureText(), "its failures");
@@ -52,17 +52,17 @@ void doSomething(FlashStatus& status, Input& input) {
     const bool inProgress = at(before, 0) == 1;
     const unsigned count = at(before, 2);
     const unsigned failures = at(before, 3) + 256 * at(before, 4);
-    std::uint32_t expected = code::Success;
-    std::uint32_t is = code::Success;
+    Code expected = Code::Success;
+    Code is = Code::Success;
     switch (input.below(4)) {
         case 0:
-            expected = count == 254 ? code::FlashCounterAtLimit : code::Success;
+            expected = count == 254 ? Code::FlashCounterAtLimit : Code::Success;
             is = status.start();
             break;
         case 1:
-            expected = at(before, 1) == 1 && count == 253 ? code::FlashCounterAtLimit : code::Success;
+            expected = at(before, 1) == 1 && count == 253 ? Code::FlashCounterAtLimit : Code::Success;
             is = status.end();
-            if (is == code::Success && at(before, 1) == 1) {
+            if (is == Code::Success && at(before, 1) == 1) {
                 counted.reach();
                 requireEqual(at(bytesOf(status), 2), count >= 254 ? 1 : count + 1, "programming count");
             }
@@ -76,9 +76,9 @@ void doSomething(FlashStatus& status, Input& input) {
             time.minute = 7;
             const std::uint8_t number = input.byte();
             const std::uint32_t value = input.number();
-            expected = inProgress ? code::Success : code::FlashNotInProgress;
+            expected = inProgress ? Code::Success : Code::FlashNotInProgress;
             is = status.enter(number, value, time);
-            if (is != code::Success) break;
+            if (is != Code::Success) break;
             entered.reach();
             const std::size_t place = 6 + 10 * std::size_t{at(before, 5)};
             std::string entry{static_cast<char>(number)};
@@ -89,13 +89,13 @@ void doSomething(FlashStatus& status, Input& input) {
             break;
         }
         default:
-            expected = failures != 65535 && failures + 1 > 253 ? code::FlashCounterAtLimit : code::Success;
+            expected = failures != 65535 && failures + 1 > 253 ? Code::FlashCounterAtLimit : Code::Success;
             is = status.fail();
             break;
     }
     requireEqual(is, expected, "code");
-    if (is == code::FlashCounterAtLimit) limit.reach();
-    if (is != code::Success) requireEqual(bytesOf(status), before, "a record that an error left alone");
+    if (is == Code::FlashCounterAtLimit) limit.reach();
+    if (is != Code::Success) requireEqual(bytesOf(status), before, "a record that an error left alone");
 }
 
 }  // namespace
@@ -113,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     FlashStatus status;
     const std::string expected = expectedBytes(text);
-    requireEqual(status.read(text), expected.empty() ? code::FlashChecksum : code::Success, "reading");
+    requireEqual(status.read(text), expected.empty() ? Code::FlashChecksum : Code::Success, "reading");
     if (expected.empty()) {
         refused.reach();
         return 0;

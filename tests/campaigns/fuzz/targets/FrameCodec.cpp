@@ -34,17 +34,17 @@ void confirmationsReachTheComponent(std::string_view payload, Input& input) {
     std::string line = handset::confirmationLine(payload);
     const std::string hex = handset::toHex(payload);
     const ParsedConfirmation parsed = parseConfirmation(line);
-    requireEqual(parsed.status, payload.empty() ? code::MalformedConfirmation : code::Success, "the handset's line");
+    requireEqual(parsed.status, payload.empty() ? Code::MalformedConfirmation : Code::Success, "the handset's line");
     requireEqual(parsed.payload, hex, "its payload");
     requireEqual(parsed.firstByte, payload.empty() ? 0 : static_cast<std::uint8_t>(payload[0]), "its first byte");
     if (payload.empty()) return;
 
-    requireEqual(parseConfirmation(handset::confirmationLine(payload, true)).status, code::ChecksumMismatch,
+    requireEqual(parseConfirmation(handset::confirmationLine(payload, true)).status, Code::ChecksumMismatch,
                  "a wrong checksum");
     const std::size_t at = 6 + input.number() % (line.size() - 6);
     const char was = line[at];
     line[at] = was == 'F' ? '0' : 'F';
-    requireEqual(parseConfirmation(line).status, code::ChecksumMismatch, "a changed digit");
+    requireEqual(parseConfirmation(line).status, Code::ChecksumMismatch, "a changed digit");
 }
 
 void anyTextIsARequest(std::string_view text) {
@@ -64,17 +64,17 @@ void anyLineIsParsed(std::string_view line) {
     requireEqual(parsed.status, expected.status, "status of any line");
     requireEqual(parsed.payload, expected.payload, "payload of any line");
     requireEqual(parsed.firstByte, expected.firstByte, "first byte of any line");
-    (parsed.status == 0 ? goodLine : parsed.status == code::ChecksumMismatch ? badChecksum : malformed).reach();
-    if (parsed.status == code::MalformedConfirmation) return;
+    (parsed.status == 0 ? goodLine : parsed.status == Code::ChecksumMismatch ? badChecksum : malformed).reach();
+    if (parsed.status == Code::MalformedConfirmation) return;
 
     const handset::Request read = handset::readRequest(line.substr(6));
     if (read.fault == handset::FrameFault::None) {
         handsetReads.reach();
-        requireEqual(parsed.status, code::Success, "what the handset reads");
+        requireEqual(parsed.status, Code::Success, "what the handset reads");
         requireEqual(decodeHex(parsed.payload), read.payload, "the payload both read");
     }
     if (read.fault == handset::FrameFault::Checksum) {
-        requireEqual(parsed.status, code::ChecksumMismatch, "what the handset finds damaged");
+        requireEqual(parsed.status, Code::ChecksumMismatch, "what the handset finds damaged");
     }
 }
 
@@ -82,12 +82,12 @@ void anyPayloadIsSplit(std::string_view payload) {
     const SplitPayload split = splitPayload(payload);
     const unsigned type = lenientByte(payload, 0);
     if (payload.size() < 6 || (type != 0x80 && type != 0xA0 && type != 0xB0)) {
-        requireEqual(split.status, code::MalformedConfirmation, "a payload of no family");
+        requireEqual(split.status, Code::MalformedConfirmation, "a payload of no family");
         requireEqual(split.data, "", "its data");
         return;
     }
     splits.reach();
-    requireEqual(split.status, code::Success, "a family's payload");
+    requireEqual(split.status, Code::Success, "a family's payload");
     requireEqual(split.header1, lenientByte(payload, 2), "header 1");
     requireEqual(split.header2, lenientByte(payload, 4), "segment number");
     requireEqual(split.data, payload.substr(6), "data");

@@ -39,7 +39,7 @@ std::string describe(const MovaRetCmdTag& record) {
     same.terminator = record.terminatorText;
     same.hexData = record.hexData;
     same.byteData = record.byteData;
-    same.error = record.error;
+    same.error = number(record.error);
     same.valid = record.valid;
     return fuzz::describe(same);
 }
@@ -66,11 +66,11 @@ public:
     }
 
     MovaRetCmdTag answerTo(const std::string& line) {
-        const std::size_t before = bench_.sink.records.size();
+        const std::size_t before = bench_.answers.records.size();
         take(line);
-        requireEqual(bench_.sink.records.size(), before + 1, "records of one good answer");
+        requireEqual(bench_.answers.records.size(), before + 1, "records of one good answer");
         requireEqual(bench_.pending(), "", "pending behind a good answer");
-        return bench_.sink.records.back();
+        return bench_.answers.records.back();
     }
 
     void startAfresh() { bench_.answers.startAfresh(); }
@@ -80,14 +80,14 @@ public:
 
 private:
     bool pass(std::string_view bytes) {
-        const std::size_t before = bench_.sink.records.size();
-        const std::uint32_t result = bench_.engine().run(0, list_);
+        const std::size_t before = bench_.answers.records.size();
+        const Code result = bench_.engine().run(0, list_);
         const auto expected = reference_.pass(bytes);
-        requireEqual(result, list_.empty() || expected ? code::Success : code::NoAnswer, "result of a pass");
-        requireEqual(bench_.sink.records.size(), before + (expected ? 1 : 0), "records of a pass");
+        requireEqual(result, list_.empty() || expected ? Code::Success : Code::NoAnswer, "result of a pass");
+        requireEqual(bench_.answers.records.size(), before + (expected ? 1 : 0), "records of a pass");
         requireEqual(bench_.pending(), reference_.pending(), "pending behind a pass");
         if (!expected) return false;
-        const std::string text = describe(bench_.sink.records.back());
+        const std::string text = describe(bench_.answers.records.back());
         requireEqual(text, fuzz::describe(*expected), "record");
         story_ += text + "\n";
         note(*expected);
@@ -98,7 +98,7 @@ private:
     static void note(const ReferenceRecord& record) {
         kinds[record.kind].reach();
         if (record.valid == 0) invalid.reach();
-        if (!record.handedBack.empty()) handsBack.reach();
+        if (!record.leftOver.empty()) handsBack.reach();
         if (record.kind == kE2p && record.hexData.size() > 240) joins.reach();
     }
 

@@ -159,14 +159,14 @@ public:
         }
         bench_.comm.onWrite({});
         if (reply.code != 0) requireEqual(reply.data, "", "data of a failure");
-        return {reply.code, reply.data};
+        return {number(reply.code), reply.data};
     }
 
 private:
     LineBench bench_;
-    RequestSender sender_{bench_.platform, bench_.port, bench_.answers, bench_.session, bench_.debug, bench_.trace};
-    E2pRequests e2p_{bench_.platform, sender_, bench_.answers, bench_.session};
-    HciWifiActions actions_{bench_.platform, sender_, bench_.answers, bench_.session};
+    RequestSender sender_{bench_.port, bench_.answers, bench_.session, bench_.log, bench_.debug, bench_.trace};
+    E2pRequests e2p_{sender_, bench_.answers, bench_.log};
+    HciWifiActions actions_{sender_, bench_.answers, bench_.session, bench_.log};
 };
 
 void note(const Question& question, std::uint32_t result, bool isRaw, std::size_t lines) {

@@ -1,5 +1,5 @@
-// The handset's answers as callers ask for them: the receive engine and the confirmation queue behind it.
-// Callers hold the port's lock.
+// The handset's answers as callers ask for them: the receive engine and the confirmation queue behind it, in which
+// finished records are filed. Callers hold the port's lock.
 #pragma once
 #include <cstdint>
 #include <optional>
@@ -7,48 +7,51 @@
 #include <string_view>
 
 #include "device/HandsetPort.h"
+#include "logging/FileLog.h"
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
 #include "platform/Platform.h"
 #include "transport/ConfirmationQueue.h"
 #include "transport/ReceiveEngine.h"
+#include "transport/RecordEvents.h"
 #include "transport/Session.h"
 
 namespace mova {
 
-class AnswerChannel {
+class Answers : private RecordSink {
 public:
-    AnswerChannel(Platform& platform, HandsetPort& port, Session& session, MyDebugMsg& debug, Trace& trace,
-                  RecordSink& sink)
+    // events is told of finished records in the unsolicited mode.
+    Answers(Platform& platform, HandsetPort& port, const Session& session, FileLog& log, MyDebugMsg& debug, Trace& trace,
+            RecordEvents& events)
         : platform_(platform),
           port_(port),
           session_(session),
+          log_(log),
           debug_(debug),
           trace_(trace),
+          events_(events),
           queue_(platform.threading),
-          engine_(platform, port, trace, sink) {}
+          engine_(platform, port, trace, *this) {}
 
     ReceiveEngine& engine() { return engine_; }
     ConfirmationQueue& queue() { return queue_; }
     PendingText& pending() { return engine_.pending(); }
 
     // Waits for one of the terminators; the codes are the engine's.
-    std::uint32_t wait(std::uint32_t milliseconds, std::string_view terminators) {
-        return engine_.run(milliseconds, terminators);
-    }
+    Code wait(std::uint32_t milliseconds, std::string_view terminators);
 
     enum class Purge : bool { No, Yes };  // Yes: the pending text goes with the records
-    void clearQueue(Purge purge);
+    void dropRecords(Purge purge);
 
     // When the port is open: takes in what is waiting, then empties both port queues and the pending text.
     void discardInput();
-    // Before a request: discardInput, then the queue with its pending text.
+    // Before a request: discardInput, then the records with the pending text.
     void startAfresh();
-
-    void ClearQueue();
+    // One receive pass, then startAfresh.
+    void takeInAndStartAfresh();
 
     // Waits in ten slices for a general confirmation. Deliberate: one that does not match is accepted as well.
-    std::uint32_t waitForConfirmation(std::uint32_t milliseconds);
+    Code waitForConfirmation(std::uint32_t milliseconds);
 
     struct Item {
         std::uint32_t remained = 0;
@@ -59,11 +62,15 @@ public:
     Item fetchText();   // the same as hexadecimal text, also logged; length in characters
 
 private:
+    void deliver(MovaRetCmdTag record) override;
+
     Platform& platform_;
     HandsetPort& port_;
-    Session& session_;
+    const Session& session_;
+    FileLog& log_;
     MyDebugMsg& debug_;
     Trace& trace_;
+    RecordEvents& events_;
     ConfirmationQueue queue_;
     ReceiveEngine engine_;
 };

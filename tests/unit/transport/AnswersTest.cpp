@@ -1,5 +1,5 @@
 #include "mova/CVeCmdManager.h"
-#include "transport/AnswerChannel.h"
+#include "transport/Answers.h"
 #include "unit/transport/TransportFixture.h"
 
 namespace mova {
@@ -13,7 +13,7 @@ using ::testing::SizeIs;
 const std::string kLine = "*MOVA=05000500020103\r\n";
 const std::string kBytes("\x05\x00\x02\x01", 4);
 
-class AnswerChannelTest : public TransportTest {
+class AnswersTest : public TransportTest {
 protected:
     void receive(const std::string& text, const std::string& terminators = {}) {
         comm.feed(text);
@@ -24,7 +24,7 @@ protected:
     std::vector<std::string> purges() { return platform.journal().only({Op::Purge}); }
 };
 
-void expectNothing(const AnswerChannel::Item& item, std::uint32_t remained) {
+void expectNothing(const Answers::Item& item, std::uint32_t remained) {
     EXPECT_EQ(item.remained, remained);
     EXPECT_EQ(item.length, 0u);
     EXPECT_EQ(item.data, "");
@@ -32,15 +32,15 @@ void expectNothing(const AnswerChannel::Item& item, std::uint32_t remained) {
 
 // --- fetching
 
-TEST_F(AnswerChannelTest, FetchFromAnEmptyQueueIsEmpty) {
+TEST_F(AnswersTest, FetchFromAnEmptyQueueIsEmpty) {
     expectNothing(answers.fetchBytes(), 0);
     expectNothing(answers.fetchText(), 0);
     EXPECT_THAT(platform.datagrams().texts(), IsEmpty());
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfItemGivesThePayloadBytesAndTheirNumber) {
+TEST_F(AnswersTest, FetchQueuedCnfItemGivesThePayloadBytesAndTheirNumber) {
     receive(kLine);
-    const AnswerChannel::Item item = answers.fetchBytes();
+    const Answers::Item item = answers.fetchBytes();
     EXPECT_EQ(item.remained, 0u);
     EXPECT_EQ(item.length, 4u);
     EXPECT_EQ(item.data, kBytes);
@@ -49,21 +49,21 @@ TEST_F(AnswerChannelTest, FetchQueuedCnfItemGivesThePayloadBytesAndTheirNumber) 
     expectNothing(answers.fetchBytes(), 0);
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfItemOfHalfABytePayloadGivesTheWholeBytes) {
+TEST_F(AnswersTest, FetchQueuedCnfItemOfHalfABytePayloadGivesTheWholeBytes) {
     receive("*MOVA=0200ABCA5\r\n");
-    const AnswerChannel::Item item = answers.fetchBytes();
+    const Answers::Item item = answers.fetchBytes();
     EXPECT_EQ(item.length, 1u);
     EXPECT_EQ(item.data, "\xAB");
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfItemOfASingleCharacterGivesNoByte) {
+TEST_F(AnswersTest, FetchQueuedCnfItemOfASingleCharacterGivesNoByte) {
     receive("*MOVA=0100504\r\n");  // 01^05
-    const AnswerChannel::Item item = answers.fetchBytes();
+    const Answers::Item item = answers.fetchBytes();
     EXPECT_EQ(item.length, 0u);
     EXPECT_EQ(item.data, "");
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfItemGivesLongPayloadsByteForByte) {
+TEST_F(AnswersTest, FetchQueuedCnfItemGivesLongPayloadsByteForByte) {
     std::string payload;
     std::string bytes;
     for (unsigned value = 0; value < 256; ++value) {
@@ -73,12 +73,12 @@ TEST_F(AnswerChannelTest, FetchQueuedCnfItemGivesLongPayloadsByteForByte) {
     }
     // Length 257 = 0x0101, which cancels out; so do the bytes 00 to FF.
     receive("*MOVA=0101" + payload + "00\r\n");
-    const AnswerChannel::Item item = answers.fetchBytes();
+    const Answers::Item item = answers.fetchBytes();
     EXPECT_EQ(item.length, 256u);
     EXPECT_EQ(item.data, bytes);
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfItemSkipsOtherKindsAndLeavesThemQueued) {
+TEST_F(AnswersTest, FetchQueuedCnfItemSkipsOtherKindsAndLeavesThemQueued) {
     file(LineClass::AtText, "A");
     file(LineClass::E2p, "B");
     file(LineClass::Hci, "C");
@@ -89,18 +89,18 @@ TEST_F(AnswerChannelTest, FetchQueuedCnfItemSkipsOtherKindsAndLeavesThemQueued) 
     expectNothing(answers.fetchText(), 6);
     receive(kLine);
     receive("*MOVA=0300070004\r\n");
-    const AnswerChannel::Item first = answers.fetchBytes();
+    const Answers::Item first = answers.fetchBytes();
     EXPECT_EQ(first.remained, 7u);
     EXPECT_EQ(first.data, kBytes);
-    const AnswerChannel::Item second = answers.fetchText();
+    const Answers::Item second = answers.fetchText();
     EXPECT_EQ(second.remained, 6u);
     EXPECT_EQ(second.data, "0700");
     trace.clear();
-    answers.clearQueue(AnswerChannel::Purge::No);
+    answers.dropRecords(Answers::Purge::No);
     EXPECT_THAT(trace.lines(), ElementsAre("13 A", "13 B", "13 C", "13 D", "13 E", "13 F"));
 }
 
-TEST_F(AnswerChannelTest, InvalidConfirmationIsTakenOffAndGivesNothing) {
+TEST_F(AnswersTest, InvalidConfirmationIsTakenOffAndGivesNothing) {
     receive("*MOVA=05000500020104\r\n");
     receive("*MOVA=05000500020104\r\n");
     receive(kLine);
@@ -109,34 +109,34 @@ TEST_F(AnswerChannelTest, InvalidConfirmationIsTakenOffAndGivesNothing) {
     EXPECT_EQ(answers.fetchBytes().data, kBytes);
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfTextItemGivesTheHexTextAndItsCharacters) {
+TEST_F(AnswersTest, FetchQueuedCnfTextItemGivesTheHexTextAndItsCharacters) {
     receive(kLine);
     receive("*MOVA=0200abcA5\r\n");
-    const AnswerChannel::Item item = answers.fetchText();
+    const Answers::Item item = answers.fetchText();
     EXPECT_EQ(item.remained, 1u);
     EXPECT_EQ(item.length, 8u);
     EXPECT_EQ(item.data, "05000201");
-    const AnswerChannel::Item odd = answers.fetchText();
+    const Answers::Item odd = answers.fetchText();
     EXPECT_EQ(odd.remained, 0u);
     EXPECT_EQ(odd.length, 3u);
     EXPECT_EQ(odd.data, "abc");
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfTextItemIsPostedAndLogged) {
-    session.logFilePath = "/log/a.log";
+TEST_F(AnswersTest, FetchQueuedCnfTextItemIsPostedAndLogged) {
+    log.setPath("/log/a.log");
     receive(kLine);
     platform.datagrams().clear();
     answers.fetchText();
     ASSERT_THAT(platform.datagrams().texts(), SizeIs(1));
     EXPECT_EQ(platform.datagrams().texts()[0], "MovaCmdSvr:(COM7) Resv: 05000201");
-    const std::string log = platform.files().content("/log/a.log");
+    const std::string lines = platform.files().content("/log/a.log");
     // 50 ms after the clock's beginning: the first post ever has paused for them.
-    EXPECT_TRUE(log.starts_with("[2024/03/05-09:07:02::095][")) << log;
-    EXPECT_TRUE(log.ends_with("]\t[AT] Recv: 05000201\r\n")) << log;
+    EXPECT_TRUE(lines.starts_with("[2024/03/05-09:07:02::095][")) << lines;
+    EXPECT_TRUE(lines.ends_with("]\t[AT] Recv: 05000201\r\n")) << lines;
 }
 
-TEST_F(AnswerChannelTest, FetchQueuedCnfItemIsNeitherPostedNorLogged) {
-    session.logFilePath = "/log/a.log";
+TEST_F(AnswersTest, FetchQueuedCnfItemIsNeitherPostedNorLogged) {
+    log.setPath("/log/a.log");
     receive(kLine);
     platform.datagrams().clear();
     answers.fetchBytes();
@@ -144,8 +144,8 @@ TEST_F(AnswerChannelTest, FetchQueuedCnfItemIsNeitherPostedNorLogged) {
     EXPECT_FALSE(platform.files().exists("/log/a.log"));
 }
 
-TEST_F(AnswerChannelTest, FetchOfNothingIsNeitherPostedNorLogged) {
-    session.logFilePath = "/log/a.log";
+TEST_F(AnswersTest, FetchOfNothingIsNeitherPostedNorLogged) {
+    log.setPath("/log/a.log");
     receive("*MOVA=05000500020104\r\n");
     platform.datagrams().clear();
     answers.fetchText();  // invalid
@@ -154,7 +154,7 @@ TEST_F(AnswerChannelTest, FetchOfNothingIsNeitherPostedNorLogged) {
     EXPECT_FALSE(platform.files().exists("/log/a.log"));
 }
 
-TEST_F(AnswerChannelTest, WithoutALogFilePathNoFileAppears) {
+TEST_F(AnswersTest, WithoutALogFilePathNoFileAppears) {
     receive(kLine);
     EXPECT_EQ(answers.fetchText().data, "05000201");
     EXPECT_EQ(platform.files().count(), 0u);
@@ -162,10 +162,10 @@ TEST_F(AnswerChannelTest, WithoutALogFilePathNoFileAppears) {
 
 // --- clearing
 
-TEST_F(AnswerChannelTest, ClearQueueConsumesPurgesAndEmpties) {
+TEST_F(AnswersTest, ClearQueueConsumesPurgesAndEmpties) {
     comm.feed("RING\r\n*MO");
     file(LineClass::Hci, "A");
-    answers.ClearQueue();
+    answers.takeInAndStartAfresh();
     EXPECT_EQ(queued(), 0u);
     EXPECT_EQ(pending(), "");
     EXPECT_EQ(comm.waiting(), 0u);
@@ -175,23 +175,23 @@ TEST_F(AnswerChannelTest, ClearQueueConsumesPurgesAndEmpties) {
     EXPECT_THAT(trace.lines(), ElementsAre("10 RING~", "10 ", "13 A", "13 RING\r\n", "13 "));
 }
 
-TEST_F(AnswerChannelTest, ClearQueueReadsTwiceBeforeItPurges) {
+TEST_F(AnswersTest, ClearQueueReadsTwiceBeforeItPurges) {
     comm.feed(std::string(2046, 'x') + "\r\n" + std::string(2046, 'y') + "\r\nrest\r\n");
-    answers.ClearQueue();
-    EXPECT_THAT(sink.records, SizeIs(2));
+    answers.takeInAndStartAfresh();
+    EXPECT_THAT(answers.records, SizeIs(2));
     EXPECT_THAT(platform.journal().only({Op::BeginRead, Op::Purge}),
                 ElementsAre("beginRead 2048", "beginRead 2048", "purge 0xC"));
     EXPECT_EQ(comm.waiting(), 0u);
     EXPECT_EQ(queued(), 0u);
 }
 
-TEST_F(AnswerChannelTest, ClearQueueOnAClosedPortStillEmptiesTheQueue) {
+TEST_F(AnswersTest, ClearQueueOnAClosedPortStillEmptiesTheQueue) {
     comm.feed("OK\r\nRING\r\n+CS");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
     port.close();
     port.stopEvent().reset();
     forgetBeginning();
-    answers.ClearQueue();
+    answers.takeInAndStartAfresh();
     EXPECT_EQ(queued(), 0u);
     EXPECT_EQ(pending(), "");
     EXPECT_THAT(purges(), IsEmpty());
@@ -199,31 +199,31 @@ TEST_F(AnswerChannelTest, ClearQueueOnAClosedPortStillEmptiesTheQueue) {
     EXPECT_THAT(trace.lines(), ElementsAre("10 RING~", "13 +CS", "13 OK", "13 RING\r\n"));
 }
 
-TEST_F(AnswerChannelTest, ClearQueueOnAClosedPortAfterItsStopStillEmptiesTheQueue) {
+TEST_F(AnswersTest, ClearQueueOnAClosedPortAfterItsStopStillEmptiesTheQueue) {
     comm.feed("OK\r\nRING\r\n+CS");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
     port.close();  // leaves the stop event signalled
     forgetBeginning();
-    answers.ClearQueue();
+    answers.takeInAndStartAfresh();
     EXPECT_EQ(queued(), 0u);
     EXPECT_EQ(pending(), "");
     EXPECT_THAT(trace.lines(), ElementsAre("13 RING\r\n+CS", "13 OK"));
 }
 
-TEST_F(AnswerChannelTest, ClearQueueOfNothingLeavesNoTrace) {
-    answers.ClearQueue();
+TEST_F(AnswersTest, ClearQueueOfNothingLeavesNoTrace) {
+    answers.takeInAndStartAfresh();
     EXPECT_THAT(trace.lines(), IsEmpty());
     EXPECT_THAT(purges(), ElementsAre("purge 0xC"));
 }
 
-TEST_F(AnswerChannelTest, ClearQueueGoesOnWhenThePurgeFails) {
+TEST_F(AnswersTest, ClearQueueGoesOnWhenThePurgeFails) {
     platform.failures().fail(Op::Purge);
     file(LineClass::Hci, "A");
-    answers.ClearQueue();
+    answers.takeInAndStartAfresh();
     EXPECT_EQ(queued(), 0u);
 }
 
-TEST_F(AnswerChannelTest, DiscardInputKeepsTheRecordsAndDropsThePendingText) {
+TEST_F(AnswersTest, DiscardInputKeepsTheRecordsAndDropsThePendingText) {
     comm.feed("RING\r\n*MO");
     file(LineClass::Hci, "A");
     answers.discardInput();
@@ -233,7 +233,7 @@ TEST_F(AnswerChannelTest, DiscardInputKeepsTheRecordsAndDropsThePendingText) {
     EXPECT_THAT(trace.lines(), ElementsAre("10 RING~"));
 }
 
-TEST_F(AnswerChannelTest, DiscardInputOfAClosedPortKeepsThePendingText) {
+TEST_F(AnswersTest, DiscardInputOfAClosedPortKeepsThePendingText) {
     comm.feed("OK\r\n+CS");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
     port.close();
@@ -241,11 +241,11 @@ TEST_F(AnswerChannelTest, DiscardInputOfAClosedPortKeepsThePendingText) {
     EXPECT_EQ(pending(), "+CS");
 }
 
-TEST_F(AnswerChannelTest, ClearingWithoutPurgeKeepsThePendingText) {
+TEST_F(AnswersTest, ClearingWithoutPurgeKeepsThePendingText) {
     comm.feed("OK\r\n+CS");
     EXPECT_EQ(engine().run(0, "OK"), 0u);
     forgetBeginning();
-    answers.clearQueue(AnswerChannel::Purge::No);
+    answers.dropRecords(Answers::Purge::No);
     EXPECT_EQ(pending(), "+CS");
     EXPECT_EQ(queued(), 0u);
     EXPECT_THAT(trace.lines(), ElementsAre("13 OK"));
@@ -253,10 +253,10 @@ TEST_F(AnswerChannelTest, ClearingWithoutPurgeKeepsThePendingText) {
 
 // --- waiting for a confirmation
 
-class WaitForConfirmationTest : public AnswerChannelTest {
+class WaitForConfirmationTest : public AnswersTest {
 protected:
     WaitForConfirmationTest() { session.answerTerminator = "OK"; }
-    std::uint32_t result = 0;
+    Code result = Code::Success;
     std::int64_t wait(std::uint32_t milliseconds) {
         return timeOf([&] { result = answers.waitForConfirmation(milliseconds); });
     }

@@ -1,7 +1,7 @@
 #include <string>
 #include <vector>
 
-#include "atchannel/AtChannel.h"
+#include "atchannel/AtCommands.h"
 #include "mova/CVeCmdManager.h"
 #include "unit/transport/TransportFixture.h"
 
@@ -16,11 +16,11 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
 using Take = ConfirmationQueue::Take;
-using Traced = AtChannel::Traced;
+using Traced = AtCommands::Traced;
 
-class AtChannelTest : public TransportTest {
+class AtCommandsTest : public TransportTest {
 protected:
-    explicit AtChannelTest(const std::string& friendlyName = "Communications Port (COM7)")
+    explicit AtCommandsTest(const std::string& friendlyName = "Communications Port (COM7)")
         : TransportTest(friendlyName) {}
 
     std::size_t queued() { return queue().fetch(std::nullopt, Take::Peek).remaining; }
@@ -31,29 +31,29 @@ protected:
         comm.feed("Q: 9\r\nrest");
         forgetBeginning();
     }
-    AtChannel at{platform, port, answers, session, debug, trace};
+    AtCommands at{port, answers, session, log, debug, trace};
 };
 
 // A card that takes a request in one write; the others take it byte by byte.
-class UsbAtChannelTest : public AtChannelTest {
+class UsbAtCommandsTest : public AtCommandsTest {
 protected:
-    UsbAtChannelTest() : AtChannelTest("USB Serial Port (COM7)") {}
+    UsbAtCommandsTest() : AtCommandsTest("USB Serial Port (COM7)") {}
 };
 
 // --- sending
 
-TEST_F(AtChannelTest, AtIsThreeBytes) {
+TEST_F(AtCommandsTest, AtIsThreeBytes) {
     EXPECT_EQ(at.send("AT", Traced::Yes), 0u);
     EXPECT_EQ(comm.written(), "\x41\x54\x0D");
     EXPECT_THAT(comm.writeTexts(), ElementsAre("A", "T", "\r"));
 }
 
-TEST_F(UsbAtChannelTest, AtIsThreeBytesInOneWrite) {
+TEST_F(UsbAtCommandsTest, AtIsThreeBytesInOneWrite) {
     EXPECT_EQ(at.send("AT", Traced::Yes), 0u);
     EXPECT_THAT(comm.writeTexts(), ElementsAre("\x41\x54\x0D"));
 }
 
-TEST_F(AtChannelTest, CommandOf4094CharactersIsSent) {
+TEST_F(AtCommandsTest, CommandOf4094CharactersIsSent) {
     const std::string command(4094, 'x');
     EXPECT_EQ(at.send(command, Traced::Yes), 0u);
     EXPECT_EQ(comm.written(), command + "\r");
@@ -61,39 +61,39 @@ TEST_F(AtChannelTest, CommandOf4094CharactersIsSent) {
     EXPECT_EQ(trace.of(TraceKind::AtSent), std::vector<std::string>{command});
 }
 
-TEST_F(UsbAtChannelTest, CommandOf4094CharactersIsSentInOneWrite) {
+TEST_F(UsbAtCommandsTest, CommandOf4094CharactersIsSentInOneWrite) {
     const std::string command(4094, 'x');
     EXPECT_EQ(at.send(command, Traced::Yes), 0u);
     EXPECT_THAT(comm.writeTexts(), ElementsAre(command + "\r"));
 }
 
-TEST_F(AtChannelTest, CommandOf4095CharactersIsRefused) {
+TEST_F(AtCommandsTest, CommandOf4095CharactersIsRefused) {
     EXPECT_EQ(at.send(std::string(4095, 'x'), Traced::Yes), 8199u);
     EXPECT_EQ(comm.written(), "");
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
-TEST_F(AtChannelTest, EmptyCommandIsRefused) {
+TEST_F(AtCommandsTest, EmptyCommandIsRefused) {
     EXPECT_EQ(at.send("", Traced::Yes), 8199u);
     EXPECT_EQ(comm.written(), "");
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
-TEST_F(AtChannelTest, CommandTravelsAsItStands) {
+TEST_F(AtCommandsTest, CommandTravelsAsItStands) {
     const std::string command("a\0\r\n\xFF%s", 7);
     EXPECT_EQ(at.send(command, Traced::Yes), 0u);
     EXPECT_EQ(comm.written(), command + "\r");
     EXPECT_EQ(trace.of(TraceKind::AtSent), std::vector<std::string>{command});
 }
 
-TEST_F(AtChannelTest, CommandIsTracedOnlyWhenAsked) {
+TEST_F(AtCommandsTest, CommandIsTracedOnlyWhenAsked) {
     EXPECT_EQ(at.send("AT+CSQ", Traced::No), 0u);
     EXPECT_THAT(trace.lines(), IsEmpty());
     EXPECT_EQ(at.send("AT+CSQ", Traced::Yes), 0u);
     EXPECT_THAT(trace.lines(), ElementsAre("9 AT+CSQ"));
 }
 
-TEST_F(AtChannelTest, CommandIsTracedBeforeItIsWritten) {
+TEST_F(AtCommandsTest, CommandIsTracedBeforeItIsWritten) {
     std::vector<std::string> tracedAtFirstByte;
     comm.onWrite([&](std::string_view) {
         if (tracedAtFirstByte.empty()) tracedAtFirstByte = trace.lines();
@@ -104,7 +104,7 @@ TEST_F(AtChannelTest, CommandIsTracedBeforeItIsWritten) {
 
 // --- what is emptied before
 
-TEST_F(AtChannelTest, SynchronousModeEmptiesPortPendingTextAndQueueFirst) {
+TEST_F(AtCommandsTest, SynchronousModeEmptiesPortPendingTextAndQueueFirst) {
     leaveRests();
     EXPECT_EQ(at.send("AT", Traced::Yes), 0u);
     EXPECT_EQ(pending(), "");
@@ -116,7 +116,7 @@ TEST_F(AtChannelTest, SynchronousModeEmptiesPortPendingTextAndQueueFirst) {
                 ElementsAre("beginRead 10", "purge 0xC", "beginWrite 41", "beginWrite 54", "beginWrite 0D"));
 }
 
-TEST_F(AtChannelTest, SynchronousModeEmptiesThemBeforeARefusalToo) {
+TEST_F(AtCommandsTest, SynchronousModeEmptiesThemBeforeARefusalToo) {
     for (const std::string& command : {std::string(), std::string(4095, 'x')}) {
         leaveRests();
         EXPECT_EQ(at.send(command, Traced::Yes), 8199u);
@@ -126,7 +126,7 @@ TEST_F(AtChannelTest, SynchronousModeEmptiesThemBeforeARefusalToo) {
     }
 }
 
-TEST_F(AtChannelTest, OtherModesLeaveEverythingAsItIs) {
+TEST_F(AtCommandsTest, OtherModesLeaveEverythingAsItIs) {
     leaveRests();
     session.synchronous = false;
     EXPECT_EQ(at.send("AT", Traced::Yes), 0u);
@@ -137,7 +137,7 @@ TEST_F(AtChannelTest, OtherModesLeaveEverythingAsItIs) {
     EXPECT_THAT(platform.journal().only({Op::Purge, Op::BeginRead}), IsEmpty());
 }
 
-TEST_F(AtChannelTest, WithoutAHandleTheQueueAloneIsEmptiedAndThePortIsOpened) {
+TEST_F(AtCommandsTest, WithoutAHandleTheQueueAloneIsEmptiedAndThePortIsOpened) {
     leaveRests();
     port.close();
     forgetBeginning();
@@ -151,19 +151,19 @@ TEST_F(AtChannelTest, WithoutAHandleTheQueueAloneIsEmptiedAndThePortIsOpened) {
     EXPECT_EQ(comm.opens(), 2u);
 }
 
-TEST_F(AtChannelTest, WithTheStopEventSignalledNothingIsTakenIn) {
+TEST_F(AtCommandsTest, WithTheStopEventSignalledNothingIsTakenIn) {
     leaveRests();
     port.stopEvent().set();
     EXPECT_EQ(at.send("AT", Traced::Yes), 0x10u);
     EXPECT_EQ(comm.written(), "A");  // it is looked at after each byte
-    EXPECT_THAT(sink.records, SizeIs(1));
+    EXPECT_THAT(answers.records, SizeIs(1));
     EXPECT_EQ(pending(), "");
     EXPECT_EQ(queued(), 0u);
 }
 
 // --- codes of the write
 
-TEST_F(AtChannelTest, TimeLimitIsTimeOut5) {
+TEST_F(AtCommandsTest, TimeLimitIsTimeOut5) {
     comm.writesTake(100ms);
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(at.send(std::string(100, 'x'), Traced::Yes), 0x4005u); }), 1600);
     EXPECT_EQ(comm.written().size(), 16u);
@@ -173,7 +173,7 @@ TEST_F(AtChannelTest, TimeLimitIsTimeOut5) {
     EXPECT_EQ(comm.written().size(), 4u);
 }
 
-TEST_F(AtChannelTest, CommandThatEndsWithinItsTimeLimitSucceeds) {
+TEST_F(AtCommandsTest, CommandThatEndsWithinItsTimeLimitSucceeds) {
     comm.writesTake(100ms);
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(at.send(std::string(15, 'x'), Traced::Yes), 0u); }), 1600);  // 16 bytes
 }
@@ -193,7 +193,7 @@ const std::vector<WriteFailure> kWriteFailures{
     {"result refused", Op::Finish, FailureKind::Error, 0x4341},
 };
 
-TEST_F(AtChannelTest, FailingWriteEndsTheCommandWithItsCode) {
+TEST_F(AtCommandsTest, FailingWriteEndsTheCommandWithItsCode) {
     for (const WriteFailure& c : kWriteFailures) {
         comm.clearWritten();
         platform.failures().fail(c.op).as(c.kind).onCall(2);
@@ -205,7 +205,7 @@ TEST_F(AtChannelTest, FailingWriteEndsTheCommandWithItsCode) {
     }
 }
 
-TEST_F(UsbAtChannelTest, FailingWriteEndsTheCommandWithItsCode) {
+TEST_F(UsbAtCommandsTest, FailingWriteEndsTheCommandWithItsCode) {
     std::vector<WriteFailure> failures = kWriteFailures;
     failures.push_back({"short", Op::BeginWrite, FailureKind::ShortCount, 0x4010});
     for (const WriteFailure& c : failures) {
@@ -217,14 +217,14 @@ TEST_F(UsbAtChannelTest, FailingWriteEndsTheCommandWithItsCode) {
     }
 }
 
-TEST_F(AtChannelTest, PortThatDoesNotOpenGivesTheOpeningsCode) {
+TEST_F(AtCommandsTest, PortThatDoesNotOpenGivesTheOpeningsCode) {
     port.close();
     platform.failures().fail(Op::Open).always();
     EXPECT_EQ(at.send("AT", Traced::Yes), 0x4000u);
     EXPECT_EQ(comm.written(), "");
 }
 
-TEST_F(AtChannelTest, OtherDeviceTypesWriteNothing) {
+TEST_F(AtCommandsTest, OtherDeviceTypesWriteNothing) {
     port.setDeviceType(2, 0, 0);
     EXPECT_EQ(at.send("AT", Traced::Yes), 0u);
     EXPECT_EQ(comm.written(), "");
@@ -233,7 +233,7 @@ TEST_F(AtChannelTest, OtherDeviceTypesWriteNothing) {
     port.setDeviceType(0, 0, 0);
 }
 
-TEST(AtChannelOfANewObject, IsNotInitialised) {
+TEST(AtCommandsOfANewObject, IsNotInitialised) {
     ScriptedPlatform platform;
     platform.withDebugViewer();
     CVeCmdManager manager(platform);
@@ -244,9 +244,9 @@ TEST(AtChannelOfANewObject, IsNotInitialised) {
 
 // --- SendNormalAtCmd
 
-TEST_F(AtChannelTest, SendNormalAtCmdSendsTracedAndLogsTheCommand) {
-    session.logFilePath = "/log/a.log";
-    EXPECT_EQ(at.SendNormalAtCmd("AT+CSQ  "), 0u);
+TEST_F(AtCommandsTest, SendNormalAtCmdSendsTracedAndLogsTheCommand) {
+    log.setPath("/log/a.log");
+    EXPECT_EQ(at.sendPassThrough("AT+CSQ  "), 0u);
     EXPECT_EQ(comm.written(), "AT+CSQ  \r");
     EXPECT_THAT(trace.lines(), ElementsAre("9 AT+CSQ  "));
     // 50 ms after the clock's beginning: the first post ever has paused for them.
@@ -254,9 +254,9 @@ TEST_F(AtChannelTest, SendNormalAtCmdSendsTracedAndLogsTheCommand) {
     EXPECT_THAT(platform.datagrams().texts(), Each(Not(HasSubstr("Fail"))));
 }
 
-TEST_F(AtChannelTest, SendNormalAtCmdLogsAndPostsItsFailure) {
-    session.logFilePath = "/log/a.log";
-    EXPECT_EQ(at.SendNormalAtCmd(""), 8199u);
+TEST_F(AtCommandsTest, SendNormalAtCmdLogsAndPostsItsFailure) {
+    log.setPath("/log/a.log");
+    EXPECT_EQ(at.sendPassThrough(""), 8199u);
     EXPECT_EQ(platform.files().content("/log/a.log"),
               "[2024/03/05-09:07:02::095][00001]\t[AT] Send: \r\n"
               "[2024/03/05-09:07:02::095][00001]\t[ERROR CODE]: SendNormalAtCmd Fail, ErrorCode= 8199\r\n");
@@ -264,53 +264,53 @@ TEST_F(AtChannelTest, SendNormalAtCmdLogsAndPostsItsFailure) {
                 Contains("MovaCmdSvr:(COM7) SendNormalAtCmd Fail, ErrorCode= 8199").Times(1));
 }
 
-TEST_F(AtChannelTest, SendNormalAtCmdTellsTheWritesCode) {
+TEST_F(AtCommandsTest, SendNormalAtCmdTellsTheWritesCode) {
     platform.failures().fail(Op::BeginWrite);
-    EXPECT_EQ(at.SendNormalAtCmd("AT"), 0x4341u);
+    EXPECT_EQ(at.sendPassThrough("AT"), 0x4341u);
     EXPECT_THAT(platform.datagrams().texts(),
                 Contains("MovaCmdSvr:(COM7) SendNormalAtCmd Fail, ErrorCode= 17217").Times(1));
 }
 
-TEST_F(AtChannelTest, WithoutALogFilePathNoFileAppears) {
-    EXPECT_EQ(at.SendNormalAtCmd("AT"), 0u);
-    EXPECT_EQ(at.SendNormalAtCmd(""), 8199u);
+TEST_F(AtCommandsTest, WithoutALogFilePathNoFileAppears) {
+    EXPECT_EQ(at.sendPassThrough("AT"), 0u);
+    EXPECT_EQ(at.sendPassThrough(""), 8199u);
     comm.feed("AT\r\r\nOK\r\n");
-    EXPECT_EQ(at.GetNormalAtResult(2).text, "AT\r~OK~");
+    EXPECT_EQ(at.collect(2).text, "AT\r~OK~");
     EXPECT_EQ(platform.files().count(), 0u);
 }
 
 // --- GetNormalAtResult
 
-TEST_F(AtChannelTest, AnswerIsCollectedOnOneLine) {
-    EXPECT_EQ(at.SendNormalAtCmd("AT+CSQ"), 0u);
+TEST_F(AtCommandsTest, AnswerIsCollectedOnOneLine) {
+    EXPECT_EQ(at.sendPassThrough("AT+CSQ"), 0u);
     comm.feed("AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\n\r\nOK\r\n");
-    const AtChannel::Collected collected = at.GetNormalAtResult(2);
+    const AtCommands::Collected collected = at.collect(2);
     EXPECT_EQ(collected.code, 0u);
     EXPECT_EQ(collected.text, "AT+CSQ\r~+CSQ: 9,99~OK~");
     EXPECT_EQ(queued(), 0u);
 }
 
-TEST_F(AtChannelTest, AnswerIsLogged) {
-    session.logFilePath = "/log/a.log";
+TEST_F(AtCommandsTest, AnswerIsLogged) {
+    log.setPath("/log/a.log");
     comm.feed("+CSQ: 9,99\r\nOK\r\n");
-    at.GetNormalAtResult(2);
+    at.collect(2);
     EXPECT_EQ(platform.files().content("/log/a.log"),
               "[2024/03/05-09:07:02::095][00001]\t[AT] Recv: +CSQ: 9,99~OK~\r\n");
 }
 
-TEST_F(AtChannelTest, CollectingDoesNotWait) {
+TEST_F(AtCommandsTest, CollectingDoesNotWait) {
     comm.feedAfter(1ms, "OK\r\n");
-    EXPECT_EQ(timeOf([&] { EXPECT_EQ(at.GetNormalAtResult(2).text, ""); }), 0);
+    EXPECT_EQ(timeOf([&] { EXPECT_EQ(at.collect(2).text, ""); }), 0);
     platform.advance(1);
-    EXPECT_EQ(at.GetNormalAtResult(2).text, "OK~");
+    EXPECT_EQ(at.collect(2).text, "OK~");
 }
 
-TEST_F(AtChannelTest, OutsideTheSynchronousModeNothingIsCollected) {
-    session.logFilePath = "/log/a.log";
+TEST_F(AtCommandsTest, OutsideTheSynchronousModeNothingIsCollected) {
+    log.setPath("/log/a.log");
     leaveRests();
     session.synchronous = false;
     for (const std::int32_t option : {0, 1, 2}) {
-        const AtChannel::Collected collected = at.GetNormalAtResult(option);
+        const AtCommands::Collected collected = at.collect(option);
         EXPECT_EQ(collected.code, 16404u);
         EXPECT_EQ(collected.text, "");
     }
@@ -320,7 +320,7 @@ TEST_F(AtChannelTest, OutsideTheSynchronousModeNothingIsCollected) {
     EXPECT_EQ(platform.files().count(), 0u);
 }
 
-TEST(AtChannelOfAnObject, GetNormalAtResultAfterSwitchOperateModeWithOption2Gives16404AndAnEmptyText) {
+TEST(AtCommandsOfAnObject, GetNormalAtResultAfterSwitchOperateModeWithOption2Gives16404AndAnEmptyText) {
     ScriptedPlatform platform;
     platform.withDebugViewer();
     ScriptedPort& comm = platform.withPort(7);
@@ -339,7 +339,7 @@ TEST(AtChannelOfAnObject, GetNormalAtResultAfterSwitchOperateModeWithOption2Give
     EXPECT_EQ(result.length, 0);
 }
 
-TEST(AtChannelOfAnObject, OptionOfSendNormalAtCmdIsIgnored) {
+TEST(AtCommandsOfAnObject, OptionOfSendNormalAtCmdIsIgnored) {
     ScriptedPlatform platform;
     platform.withDebugViewer();
     ScriptedPort& comm = platform.withPort(7);
@@ -353,18 +353,18 @@ TEST(AtChannelOfAnObject, OptionOfSendNormalAtCmdIsIgnored) {
     }
 }
 
-TEST_F(AtChannelTest, Option2KeepsWhatIsQueuedAndPending) {
+TEST_F(AtCommandsTest, Option2KeepsWhatIsQueuedAndPending) {
     leaveRests();
-    EXPECT_EQ(at.GetNormalAtResult(2).text, "OLD~OK");  // the one directly behind it is not joined
-    EXPECT_EQ(at.GetNormalAtResult(2).text, "+CSQ: 9~");
+    EXPECT_EQ(at.collect(2).text, "OLD~OK");  // the one directly behind it is not joined
+    EXPECT_EQ(at.collect(2).text, "+CSQ: 9~");
     EXPECT_EQ(pending(), "rest");
     EXPECT_THAT(trace.of(TraceKind::Purged), IsEmpty());
 }
 
-TEST_F(AtChannelTest, OtherOptionsEmptyQueueAndPendingTextFirst) {
+TEST_F(AtCommandsTest, OtherOptionsEmptyQueueAndPendingTextFirst) {
     for (const std::int32_t option : {0, 1, 3, -1}) {
         leaveRests();
-        at.GetNormalAtResult(option);
+        at.collect(option);
         EXPECT_THAT(trace.of(TraceKind::Purged), ElementsAre("+CS", "OLD\r\nOK")) << option;
         EXPECT_EQ(queued(), 0u) << option;
         EXPECT_EQ(pending(), option == 1 ? "" : "rest") << option;
@@ -372,69 +372,69 @@ TEST_F(AtChannelTest, OtherOptionsEmptyQueueAndPendingTextFirst) {
     }
 }
 
-TEST_F(AtChannelTest, Option1TakesTheUnfinishedLineToo) {
+TEST_F(AtCommandsTest, Option1TakesTheUnfinishedLineToo) {
     comm.feed("+CSQ: 9,99\r\n\r\n>");
-    EXPECT_EQ(at.GetNormalAtResult(1).text, "+CSQ: 9,99~>");
+    EXPECT_EQ(at.collect(1).text, "+CSQ: 9,99~>");
     EXPECT_EQ(pending(), "");
     comm.feed(">");
-    EXPECT_EQ(at.GetNormalAtResult(1).text, ">");  // no line at all
+    EXPECT_EQ(at.collect(1).text, ">");  // no line at all
     EXPECT_EQ(pending(), "");
 }
 
-TEST_F(AtChannelTest, Option1WithNothingReceivedIsEmpty) {
-    const AtChannel::Collected collected = at.GetNormalAtResult(1);
+TEST_F(AtCommandsTest, Option1WithNothingReceivedIsEmpty) {
+    const AtCommands::Collected collected = at.collect(1);
     EXPECT_EQ(collected.code, 0u);
     EXPECT_EQ(collected.text, "");
 }
 
-TEST_F(AtChannelTest, OtherOptionsGiveTheSecondTextAloneWhichAPassWithoutATerminatorLeavesEmpty) {
+TEST_F(AtCommandsTest, OtherOptionsGiveTheSecondTextAloneWhichAPassWithoutATerminatorLeavesEmpty) {
     for (const std::int32_t option : {0, 3, -1}) {
         comm.feed("+CSQ: 9,99\r\nOK\r\n");
-        const AtChannel::Collected collected = at.GetNormalAtResult(option);
+        const AtCommands::Collected collected = at.collect(option);
         EXPECT_EQ(collected.code, 0u) << option;
         EXPECT_EQ(collected.text, "") << option;
         EXPECT_EQ(queued(), 0u) << option;
     }
 }
 
-TEST_F(AtChannelTest, ConfirmationIsNoAtAnswer) {
-    session.logFilePath = "/log/a.log";
+TEST_F(AtCommandsTest, ConfirmationIsNoAtAnswer) {
+    log.setPath("/log/a.log");
     comm.feed("*MOVA=05000500020103\r\n+CS");
-    const AtChannel::Collected collected = at.GetNormalAtResult(1);
+    const AtCommands::Collected collected = at.collect(1);
     EXPECT_EQ(collected.code, 0u);
     EXPECT_EQ(collected.text, "");
     EXPECT_EQ(queued(), 1u);
     EXPECT_EQ(pending(), "+CS");  // emptied only with an answer
     EXPECT_EQ(platform.files().count(), 0u);
     comm.feed("Q: 9,99\r\nOK\r\n");
-    EXPECT_EQ(at.GetNormalAtResult(2).text, "+CSQ: 9,99~OK~");
+    EXPECT_EQ(at.collect(2).text, "+CSQ: 9,99~OK~");
     EXPECT_EQ(queued(), 1u);
 }
 
-TEST_F(AtChannelTest, RecordThatIsNotCompleteIsTakenOffAndGivesNothing) {
-    sink.instead = makeRecord(LineClass::AtText, "A\r\n", "OK");
-    sink.instead->valid = 0;
+TEST_F(AtCommandsTest, RecordThatIsNotCompleteIsTakenOffAndGivesNothing) {
+    answers.instead = makeRecord(LineClass::AtText, "A\r\n", "OK");
+    answers.instead->valid = 0;
     comm.feed("x\r\n+CS");
-    const AtChannel::Collected collected = at.GetNormalAtResult(1);
+    const AtCommands::Collected collected = at.collect(1);
     EXPECT_EQ(collected.code, 0u);
     EXPECT_EQ(collected.text, "");
     EXPECT_EQ(queued(), 0u);
     EXPECT_EQ(pending(), "+CS");
 }
 
-TEST_F(AtChannelTest, StopEventLeavesNothingToCollect) {
+TEST_F(AtCommandsTest, StopEventLeavesNothingToCollect) {
     comm.feed("OK\r\n");
     port.stopEvent().set();
-    const AtChannel::Collected collected = at.GetNormalAtResult(2);
+    const AtCommands::Collected collected = at.collect(2);
     EXPECT_EQ(collected.code, 0u);
     EXPECT_EQ(collected.text, "");
     EXPECT_EQ(comm.waiting(), 4u);
 }
 
-TEST_F(AtChannelTest, ClosedPortGivesNothing) {
+TEST_F(AtCommandsTest, ClosedPortGivesNothing) {
     port.close();
     port.stopEvent().reset();
-    const AtChannel::Collected collected = at.GetNormalAtResult(2);
+    const AtCommands::Collected collected = at.collect(2);
     EXPECT_EQ(collected.code, 0u);
     EXPECT_EQ(collected.text, "");
     EXPECT_EQ(comm.opens(), 1u);
@@ -450,7 +450,7 @@ struct JoinCase {
 };
 
 // A record with a second text stands in for what the pass made.
-TEST_F(AtChannelTest, AnswerIsJoinedByItsOption) {
+TEST_F(AtCommandsTest, AnswerIsJoinedByItsOption) {
     const std::vector<JoinCase> cases{
         {2, "A\r\n", "OK", "+CS", "A~OK", "+CS"},
         {2, "A", "OK", "", "A~OK", ""},
@@ -476,9 +476,9 @@ TEST_F(AtChannelTest, AnswerIsJoinedByItsOption) {
     };
     for (const JoinCase& c : cases) {
         const std::string what = std::to_string(c.option) + ": " + c.first + "|" + c.second + "|" + c.pending;
-        sink.instead = makeRecord(LineClass::AtText, c.first, c.second);
+        answers.instead = makeRecord(LineClass::AtText, c.first, c.second);
         comm.feed(std::string("x\r\n") + c.pending);
-        const AtChannel::Collected collected = at.GetNormalAtResult(c.option);
+        const AtCommands::Collected collected = at.collect(c.option);
         EXPECT_EQ(collected.code, 0u) << what;
         EXPECT_EQ(collected.text, c.answer) << what;
         EXPECT_EQ(pending(), c.stillPending) << what;
@@ -489,9 +489,9 @@ TEST_F(AtChannelTest, AnswerIsJoinedByItsOption) {
 
 // --- asking
 
-TEST_F(AtChannelTest, AskGivesInformationLinesAndResult) {
+TEST_F(AtCommandsTest, AskGivesInformationLinesAndResult) {
     comm.expect("AT%V\r").reply("AT%V\r\r\n", 5ms).reply("1.2\r\n\r\nOK\r\n", 20ms);
-    AtChannel::Answer answer;
+    AtCommands::Answer answer;
     EXPECT_EQ(timeOf([&] { answer = at.ask("AT%V", 1000); }), 25);
     EXPECT_EQ(answer.code, 0u);
     EXPECT_EQ(answer.text, "AT%V\r\r\n1.2\r\n\r\n");
@@ -500,53 +500,53 @@ TEST_F(AtChannelTest, AskGivesInformationLinesAndResult) {
     EXPECT_THAT(trace.lines(), ElementsAre("9 AT%V", "10 AT%V\r~1.2~OK"));
 }
 
-TEST_F(AtChannelTest, AskTakesAnErrorAsAnAnswer) {
+TEST_F(AtCommandsTest, AskTakesAnErrorAsAnAnswer) {
     comm.expect("ATX\r").reply("ERROR\r\n", 5ms);
-    const AtChannel::Answer answer = at.ask("ATX", 1000);
+    const AtCommands::Answer answer = at.ask("ATX", 1000);
     EXPECT_EQ(answer.code, 0u);
     EXPECT_EQ(answer.text, "");
     EXPECT_EQ(answer.result, "ERROR");
 }
 
-TEST_F(AtChannelTest, AskEndsWithItsTime) {
+TEST_F(AtCommandsTest, AskEndsWithItsTime) {
     comm.expect("AT\r").reply("AT\r\r\n", 5ms);
-    AtChannel::Answer answer;
+    AtCommands::Answer answer;
     EXPECT_EQ(timeOf([&] { answer = at.ask("AT", 300); }), 301);
     EXPECT_EQ(answer.code, 0x4004u);
     EXPECT_EQ(answer.text, "");
     EXPECT_EQ(answer.result, "");
 }
 
-TEST_F(AtChannelTest, AskEndsWithTheStopEvent) {
+TEST_F(AtCommandsTest, AskEndsWithTheStopEvent) {
     platform.after(100ms, [&] { port.stopEvent().set(); });
-    AtChannel::Answer answer;
+    AtCommands::Answer answer;
     EXPECT_EQ(timeOf([&] { answer = at.ask("AT", 300); }), 100);
     EXPECT_EQ(answer.code, 0x4004u);
 }
 
-TEST_F(AtChannelTest, AskEndsWithTheSendsCode) {
-    AtChannel::Answer answer;
+TEST_F(AtCommandsTest, AskEndsWithTheSendsCode) {
+    AtCommands::Answer answer;
     EXPECT_EQ(timeOf([&] { answer = at.ask("", 300); }), 0);
     EXPECT_EQ(answer.code, 8199u);
     platform.failures().fail(Op::BeginWrite);
     EXPECT_EQ(at.ask("AT", 300).code, 0x4341u);
-    EXPECT_THAT(sink.records, IsEmpty());
+    EXPECT_THAT(answers.records, IsEmpty());
 }
 
-TEST_F(AtChannelTest, AskThatIsAnsweredByAConfirmationHasNoText) {
+TEST_F(AtCommandsTest, AskThatIsAnsweredByAConfirmationHasNoText) {
     comm.expect("AT\r").reply("*MOVA=05000500020103\r\nOK\r\n", 5ms);
-    const AtChannel::Answer answer = at.ask("AT", 300);
+    const AtCommands::Answer answer = at.ask("AT", 300);
     EXPECT_EQ(answer.code, 0u);
     EXPECT_EQ(answer.text, "");
     EXPECT_EQ(answer.result, "");
     EXPECT_EQ(queued(), 1u);
 }
 
-TEST_F(AtChannelTest, AskIsAnsweredHoweverTheAnswerIsCut) {
+TEST_F(AtCommandsTest, AskIsAnsweredHoweverTheAnswerIsCut) {
     const std::string reply = "AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\nOK\r\n";
     for (std::size_t size = 1; size <= reply.size(); ++size) {
         comm.expect("AT+CSQ\r").replyInChunks(reply, size, 3ms);
-        const AtChannel::Answer answer = at.ask("AT+CSQ", 1000);
+        const AtCommands::Answer answer = at.ask("AT+CSQ", 1000);
         EXPECT_EQ(answer.code, 0u) << size;
         EXPECT_EQ(answer.text, "AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\n") << size;
         EXPECT_EQ(answer.result, "OK") << size;

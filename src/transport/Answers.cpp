@@ -1,37 +1,49 @@
-#include "transport/AnswerChannel.h"
-
-#include "logging/LogWriter.h"
+#include "transport/Answers.h"
 
 namespace mova {
 
-void AnswerChannel::clearQueue(Purge purge) {
+void Answers::deliver(MovaRetCmdTag record) {
+    if (session_.unsolicited) {
+        events_.completed(record);
+    } else {
+        queue_.append(std::move(record));
+    }
+}
+
+Code Answers::wait(std::uint32_t milliseconds, std::string_view terminators) {
+    const Code result = engine_.run(milliseconds, terminators);
+    events_.passEnded();
+    return result;
+}
+
+void Answers::dropRecords(Purge purge) {
     queue_.clear(trace_, purge == Purge::Yes ? &engine_.pending() : nullptr);
 }
 
-void AnswerChannel::discardInput() {
+void Answers::discardInput() {
     if (!port_.hasHandle()) return;
-    engine_.run(0, {});
+    static_cast<void>(wait(0, {}));  // what is taken in is filed, whatever the pass came to
     port_.device().purge();
     engine_.pending().clear();
 }
 
-void AnswerChannel::startAfresh() {
+void Answers::startAfresh() {
     discardInput();
-    clearQueue(Purge::Yes);
+    dropRecords(Purge::Yes);
 }
 
-void AnswerChannel::ClearQueue() {
-    engine_.run(0, {});
+void Answers::takeInAndStartAfresh() {
+    static_cast<void>(wait(0, {}));  // what is taken in goes with the rest
     startAfresh();
 }
 
-std::uint32_t AnswerChannel::waitForConfirmation(std::uint32_t milliseconds) {
+Code Answers::waitForConfirmation(std::uint32_t milliseconds) {
     constexpr std::uint32_t kSlices = 10;
     const std::uint32_t start = platform_.clock.tickCount();
     for (;;) {
-        const std::uint32_t result = engine_.run(milliseconds / kSlices, session_.answerTerminator);
-        if (result == code::Success) return result;
-        clearQueue(Purge::No);
+        const Code result = wait(milliseconds / kSlices, session_.answerTerminator);
+        if (result == Code::Success) return result;
+        dropRecords(Purge::No);
         if (port_.stopEvent().isSet()) return result;  // waiting on would only burn the remaining time
         if (static_cast<std::int32_t>(start + milliseconds) < static_cast<std::int32_t>(platform_.clock.tickCount())) {
             return result;
@@ -39,7 +51,7 @@ std::uint32_t AnswerChannel::waitForConfirmation(std::uint32_t milliseconds) {
     }
 }
 
-AnswerChannel::Item AnswerChannel::fetchBytes() {
+Answers::Item Answers::fetchBytes() {
     auto fetched = queue_.fetch(LineClass::Confirmation, ConfirmationQueue::Take::Remove);
     Item item;
     item.remained = static_cast<std::uint32_t>(fetched.remaining);
@@ -51,7 +63,7 @@ AnswerChannel::Item AnswerChannel::fetchBytes() {
     return item;
 }
 
-AnswerChannel::Item AnswerChannel::fetchText() {
+Answers::Item Answers::fetchText() {
     auto fetched = queue_.fetch(LineClass::Confirmation, ConfirmationQueue::Take::Remove);
     Item item;
     item.remained = static_cast<std::uint32_t>(fetched.remaining);
@@ -59,7 +71,7 @@ AnswerChannel::Item AnswerChannel::fetchText() {
         item.data = std::move(fetched.record.hexData);
         item.length = static_cast<std::uint32_t>(item.data.size());
         debug_.post("Resv: " + item.data);
-        Log(platform_, session_.logFilePath, LogType::At, item.data + "\n", LogDirection::Received);
+        log_.write(LogType::At, item.data + "\n");
     }
     return item;
 }

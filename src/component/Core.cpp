@@ -1,0 +1,94 @@
+#include "component/Core.h"
+
+#include <utility>
+
+namespace mova {
+
+namespace {
+
+VersionTexts introduce(Platform& platform, MyDebugMsg& debug) {
+    debug.setPrefix("MovaCmdSvr: ");
+    return postVersionBanner(platform, debug);
+}
+
+}  // namespace
+
+ConfirmationEvents::~ConfirmationEvents() = default;
+
+Core::Core(Platform& p, std::shared_ptr<ConfirmationEvents> listener)
+    : platform(p),
+      events(std::move(listener)),
+      log(p),
+      debug(p),
+      version(introduce(p, debug)),
+      trace(p, debug),
+      callback(*this, &Core::statusText),
+      port(p, debug, trace),
+      answers(p, port, session, log, debug, trace, *this),
+      sender(port, answers, session, log, debug, trace),
+      rf(sender),
+      e2p(sender, answers, log),
+      actions(sender, answers, session, log),
+      at(port, answers, session, log, debug, trace),
+      properties(p, port, at, session, trace),
+      info(p, at, e2p),
+      direct(p, port),
+      reader(p, port.stopEvent()),
+      outbox(p) {
+    port.device().setMessageSink(&callback);
+}
+
+Code Core::startReader(const std::shared_ptr<Core>& core) {
+    Core* const self = core.get();
+    ReaderThread::Work work;
+    work.begin = [self] { self->tellListener(&ConfirmationEvents::readerStarted); };
+    work.pass = [weak = std::weak_ptr(core)] { receivePass(weak.lock()); };
+    work.end = [self] { self->tellListener(&ConfirmationEvents::readerEnded); };
+    return core->reader.start(core, std::move(work));
+}
+
+void Core::tellListener(void (ConfirmationEvents::*what)()) noexcept {
+    if (!events) return;
+    try {
+        (*events.*what)();
+    } catch (...) {
+        // A listener's failure is its own.
+    }
+}
+
+void Core::receivePass(const std::shared_ptr<Core>& core) noexcept {
+    try {
+        const PortLock lock(core);
+        if (core->interrupted > 0) return;
+        const std::string terminator = core->session.answerTerminator;
+        static_cast<void>(core->answers.wait(0, terminator));  // the next pass goes on where this one ended
+    } catch (...) {
+        // Out of memory: what was not taken stays pending for the next pass.
+    }
+}
+
+void Core::completed(const MovaRetCmdTag& record) { outbox.add(eventOf(record)); }
+
+void Core::passEnded() {
+    if (outbox.isEmpty()) return;
+    const int depth = std::exchange(lockDepth, 0);
+    const bool exchange = !reader.isCurrent();
+    if (exchange) ++interrupted;
+    for (int i = 0; i < depth; ++i) port.lock().unlock();
+    outbox.raise(events.get(), [this] { return reader.isEnding(); });
+    for (int i = 0; i < depth; ++i) port.lock().lock();
+    if (exchange) --interrupted;
+    lockDepth = depth;
+}
+
+PortLock::PortLock(std::shared_ptr<Core> core) : core_(std::move(core)) {
+    core_->port.lock().lock();
+    ++core_->lockDepth;
+}
+
+PortLock::~PortLock() {
+    --core_->lockDepth;
+    core_->port.lock().unlock();
+}
+
+}  // namespace mova

@@ -1,0 +1,81 @@
+// The parts of one command manager, composed. The manager and its reader thread each hold a reference, so that nothing
+// goes before the thread that uses it has ended.
+#pragma once
+#include <memory>
+#include <string>
+
+#include "atchannel/AtCommands.h"
+#include "atchannel/AtProperties.h"
+#include "atchannel/DeviceInfo.h"
+#include "component/EventOutbox.h"
+#include "component/MyCallback.h"
+#include "component/ReaderThread.h"
+#include "device/DirectAccess.h"
+#include "device/HandsetPort.h"
+#include "logging/FileLog.h"
+#include "logging/MyDebugMsg.h"
+#include "logging/VersionBanner.h"
+#include "services/E2pRequests.h"
+#include "services/HciWifiActions.h"
+#include "services/RequestSender.h"
+#include "services/RfRequests.h"
+#include "services/TrafficTrace.h"
+#include "transport/Answers.h"
+#include "transport/RecordEvents.h"
+#include "transport/Session.h"
+
+namespace mova {
+
+struct Core final : RecordEvents {
+    Core(Platform& platform, std::shared_ptr<ConfirmationEvents> events);
+
+    static Code startReader(const std::shared_ptr<Core>& core);
+    static void receivePass(const std::shared_ptr<Core>& core) noexcept;
+
+    void completed(const MovaRetCmdTag& record) override;
+    // Raises what the pass completed, on this thread, with the port's lock let go of. What called the pass goes on with
+    // the lock held again; meanwhile the reader thread makes no pass, so that it takes no answer of an exchange that is
+    // under way.
+    void passEnded() override;
+    void statusText(const std::string& text) { trace.record(TraceKind::FreeText, text); }
+    void tellListener(void (ConfirmationEvents::*what)()) noexcept;
+
+    Platform& platform;
+    std::shared_ptr<ConfirmationEvents> events;
+    Session session;
+    FileLog log;
+    MyDebugMsg debug;
+    VersionTexts version;
+    TrafficTrace trace;
+    MyCallback<Core> callback;  // before the port, which may still report to it at its own end
+    HandsetPort port;
+    Answers answers;
+    RequestSender sender;
+    RfRequests rf;
+    E2pRequests e2p;
+    HciWifiActions actions;
+    AtCommands at;
+    AtProperties properties;
+    DeviceInfo info;
+    DirectAccess direct;
+    ReaderThread reader;
+    EventOutbox outbox;
+
+    // Guarded by the port's lock.
+    int lockDepth = 0;    // times that its holder holds it
+    int interrupted = 0;  // calls of other threads than the reader's that have let go of it to raise an event
+};
+
+// Holds the port's lock, and the core, which a listener may otherwise end.
+class PortLock {
+public:
+    explicit PortLock(std::shared_ptr<Core> core);
+    ~PortLock();
+    PortLock(const PortLock&) = delete;
+    PortLock& operator=(const PortLock&) = delete;
+
+private:
+    std::shared_ptr<Core> core_;
+};
+
+}  // namespace mova

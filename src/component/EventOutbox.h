@@ -1,0 +1,46 @@
+// Finished answers on their way to the listener, in the order in which they were completed. Any thread may add and
+// raise; no lock is held while the listener runs.
+#pragma once
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "mova/ConfirmationEvents.h"
+#include "platform/Platform.h"
+#include "transport/MovaRetCmdTag.h"
+
+namespace mova {
+
+class EventOutbox {
+public:
+    struct Event {
+        std::int32_t length;  // characters of text
+        std::string text;
+    };
+
+    explicit EventOutbox(Platform& platform) : platform_(platform), lock_(platform.threading.makeMutex()) {}
+
+    void add(Event event);
+    bool isEmpty();
+    // Raises what is there, oldest first. While another thread raises, what is left is left to that thread: waiting for
+    // its listener here could wait for ever. On a thread that raises already (the listener calls the object) the rest is
+    // raised at once.
+    void raise(ConfirmationEvents* listener, const std::function<bool()>& isEnding) noexcept;
+
+private:
+    bool begin();
+    bool take(Event& event);
+
+    Platform& platform_;
+    std::unique_ptr<Mutex> lock_;  // guards what follows
+    std::deque<Event> events_;
+    std::uint32_t raiser_ = 0;  // the thread that raises, while depth_ is not 0
+    int depth_ = 0;
+};
+
+// The text and length with which a record is raised.
+EventOutbox::Event eventOf(const MovaRetCmdTag& record);
+
+}  // namespace mova
