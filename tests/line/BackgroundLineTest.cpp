@@ -160,7 +160,7 @@ TEST(BackgroundLine, AListenerMayUseTheObject) {
     ASSERT_EQ(station.open(kEvents), 0U);
     sendUnsolicited(station.handset);
     EXPECT_TRUE(waitUntil([&] { return listener->answered.load(); }));
-    EXPECT_EQ(listener->sent, 0U);
+    EXPECT_EQ(listener->sent.load(), 0U);
 }
 
 // The listener lets the object go on the reader thread itself.
