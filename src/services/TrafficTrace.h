@@ -8,8 +8,8 @@
 
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
-#include "platform/PlainMutex.h"
 #include "platform/Platform.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
@@ -36,7 +36,7 @@ private:
 
     Platform& platform_;
     MyDebugMsg& debug_;
-    PlainMutex mutex_;                 // guards the settings below, not the file
+    Mutex mutex_;                 // guards the settings below, not the file
     std::atomic<bool> active_{false};  // also looked at without the lock
     std::uint32_t startTick_ = 0;
     std::string path_;
