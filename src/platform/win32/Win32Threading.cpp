@@ -71,7 +71,7 @@ public:
     void unlock() override { LeaveCriticalSection(&section_); }
 
 private:
-    CRITICAL_SECTION section_;
+    CRITICAL_SECTION section_{};
 };
 
 // Another account may have made the mutex and allow others no more than to wait for it and to release it.
