@@ -20,7 +20,7 @@ public:
         std::string text;
     };
 
-    explicit EventOutbox(Platform& platform) : platform_(platform), lock_(platform.threading.makeMutex()) {}
+    explicit EventOutbox(Platform& platform) : platform_(platform), lock_(platform.threading.makeRecursiveMutex()) {}
 
     void add(Event event);
     bool isEmpty();
@@ -34,7 +34,7 @@ private:
     bool take(Event& event);
 
     Platform& platform_;
-    std::unique_ptr<Mutex> lock_;  // guards what follows
+    std::unique_ptr<RecursiveMutex> lock_;  // guards what follows
     std::deque<Event> events_;
     std::uint32_t raiser_ = 0;  // the thread that raises, while depth_ is not 0
     int depth_ = 0;

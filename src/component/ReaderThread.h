@@ -23,7 +23,7 @@ public:
     };
 
     ReaderThread(Platform& platform, Event& stop)
-        : platform_(platform), stop_(stop), lock_(platform.threading.makeMutex()) {}
+        : platform_(platform), stop_(stop), lock_(platform.threading.makeRecursiveMutex()) {}
 
     // Success, also when one runs already: a stop that it has not yet obeyed is taken back. ReaderNotStarted when the
     // system has no thread. keepAlive is held by the thread until it ends.
@@ -43,7 +43,7 @@ private:
 
     Platform& platform_;
     Event& stop_;
-    std::unique_ptr<Mutex> lock_;  // guards what follows
+    std::unique_ptr<RecursiveMutex> lock_;  // guards what follows
     std::shared_ptr<Thread> thread_;
     bool recorded_ = false;
     std::atomic<bool> stopping_{false};

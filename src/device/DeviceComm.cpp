@@ -26,18 +26,27 @@ struct FlowControlRow {
     std::uint32_t set;
 };
 
-// Bits of LineSettings::flags by flow-control mode. Every row sets AbortOnError and clears Parity and DsrSensitivity;
-// bits in neither mask keep what the port reported.
+// Every row governs these bits of LineSettings::flags: it clears those that it does not set. The other bits keep what
+// the port reported.
+constexpr std::uint32_t kGovernedFlags = LineFlags::Parity | LineFlags::OutCtsFlow | LineFlags::OutDsrFlow |
+                                         LineFlags::DtrControlMask | LineFlags::DsrSensitivity | LineFlags::OutX |
+                                         LineFlags::InX | LineFlags::RtsControlMask;
+
+// Every row sets AbortOnError.
+constexpr FlowControlRow flowControl(std::uint8_t mode, std::uint32_t flags) {
+    return {mode, kGovernedFlags & ~flags, LineFlags::AbortOnError | flags};
+}
+
 constexpr std::array kFlowControl{
-    FlowControlRow{1, 0x136E, 0x6010},  // RTS handshake, DTR on
-    FlowControlRow{2, 0x136A, 0x6014},  // RTS handshake and CTS output flow control, DTR on
-    FlowControlRow{3, 0x235E, 0x5020},  // DTR handshake, RTS on
-    FlowControlRow{4, 0x2356, 0x5028},  // DTR handshake and DSR output flow control, RTS on
-    FlowControlRow{5, 0x226E, 0x5110},  // XON/XOFF on output, DTR and RTS on
-    FlowControlRow{6, 0x216E, 0x5210},  // XON/XOFF on input, DTR and RTS on
-    FlowControlRow{7, 0x206E, 0x5310},  // XON/XOFF on both, DTR and RTS on
+    flowControl(1, LineFlags::RtsHandshake | LineFlags::DtrOn),
+    flowControl(2, LineFlags::RtsHandshake | LineFlags::DtrOn | LineFlags::OutCtsFlow),
+    flowControl(3, LineFlags::DtrHandshake | LineFlags::RtsOn),
+    flowControl(4, LineFlags::DtrHandshake | LineFlags::RtsOn | LineFlags::OutDsrFlow),
+    flowControl(5, LineFlags::DtrOn | LineFlags::RtsOn | LineFlags::OutX),
+    flowControl(6, LineFlags::DtrOn | LineFlags::RtsOn | LineFlags::InX),
+    flowControl(7, LineFlags::DtrOn | LineFlags::RtsOn | LineFlags::OutX | LineFlags::InX),
 };
-constexpr FlowControlRow kFlowControlOff{8, 0x236E, 0x5010};  // DTR and RTS on
+constexpr FlowControlRow kFlowControlOff = flowControl(8, LineFlags::DtrOn | LineFlags::RtsOn);
 
 const FlowControlRow& flowControlRow(std::uint8_t mode) {
     for (const FlowControlRow& row : kFlowControl) {
@@ -52,21 +61,21 @@ struct ErrorText {
 };
 
 constexpr std::array kErrorTexts{
-    ErrorText{0x10, "The hardware detected a break condition."},
-    ErrorText{0x800, "Windows 95/98/Me: A parallel device is not selected."},
-    ErrorText{0x8, "The hardware detected a framing error."},
-    ErrorText{0x400, "An I/O error occurred during communications with the device."},
-    ErrorText{0x8000,
+    ErrorText{LineError::Break, "The hardware detected a break condition."},
+    ErrorText{LineError::ParallelNotSelected, "Windows 95/98/Me: A parallel device is not selected."},
+    ErrorText{LineError::Framing, "The hardware detected a framing error."},
+    ErrorText{LineError::Io, "An I/O error occurred during communications with the device."},
+    ErrorText{LineError::Mode,
               "The requested mode is not supported, or the hFile parameter is invalid. If this value is specified, "
               "it is the only valid error."},
-    ErrorText{0x1000, "Windows 95/98/Me: A parallel device signaled that it is out of paper."},
-    ErrorText{0x2, "A character-buffer overrun has occurred. The next character is lost."},
-    ErrorText{0x200, "Windows 95/98/Me: A time-out occurred on a parallel device."},
-    ErrorText{0x1,
+    ErrorText{LineError::ParallelOutOfPaper, "Windows 95/98/Me: A parallel device signaled that it is out of paper."},
+    ErrorText{LineError::Overrun, "A character-buffer overrun has occurred. The next character is lost."},
+    ErrorText{LineError::ParallelTimeout, "Windows 95/98/Me: A time-out occurred on a parallel device."},
+    ErrorText{LineError::InputOverflow,
               "An input buffer overflow has occurred. There is either no room in the input buffer, or a character was "
               "received after the end-of-file (EOF) character."},
-    ErrorText{0x4, "The hardware detected a parity error."},
-    ErrorText{0x100, "The application tried to transmit a character, but the output buffer was full."},
+    ErrorText{LineError::Parity, "The hardware detected a parity error."},
+    ErrorText{LineError::OutputFull, "The application tried to transmit a character, but the output buffer was full."},
 };
 
 unsigned printed(PortHandle handle) { return static_cast<unsigned>(handle); }

@@ -8,7 +8,7 @@ HandsetPort::HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace)
     : platform_(platform),
       debug_(debug),
       trace_(trace),
-      lock_(platform.threading.makeMutex()),
+      lock_(platform.threading.makeRecursiveMutex()),
       stop_(platform.threading.makeEvent()),
       device_(platform) {
     device_.setStopEvent(stop_.get());

@@ -23,7 +23,7 @@ public:
 
     HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace);
 
-    Mutex& lock() { return *lock_; }
+    RecursiveMutex& lock() { return *lock_; }
     Event& stopEvent() { return *stop_; }
     DeviceComm& device() { return device_; }
     const DeviceComm& device() const { return device_; }
@@ -69,7 +69,7 @@ private:
     Platform& platform_;
     MyDebugMsg& debug_;
     Trace& trace_;
-    std::unique_ptr<Mutex> lock_;
+    std::unique_ptr<RecursiveMutex> lock_;
     std::unique_ptr<Event> stop_;
     DeviceComm device_;
 

@@ -4,7 +4,7 @@
 
 #include "base/Text.h"
 #include "base/MadeOnce.h"
-#include "platform/PlainMutex.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
@@ -64,7 +64,7 @@ std::string makeLine(Platform& platform, LogType type, std::string_view message,
 }
 
 struct LastPath {
-    PlainMutex mutex;
+    Mutex mutex;
     std::string path;
 };
 

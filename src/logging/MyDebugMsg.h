@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/PlainMutex.h"
 #include "platform/Platform.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
@@ -39,7 +39,7 @@ private:
     std::shared_ptr<Probe> probe_;
     std::unique_ptr<Thread> probeThread_;
 
-    PlainMutex mutex_;  // guards what follows
+    Mutex mutex_;  // guards what follows
     std::string prefix_;
     DatagramChannel::Handle mailslot_ = DatagramChannel::kInvalid;
 };

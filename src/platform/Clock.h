@@ -1,4 +1,4 @@
-// Time as the component uses it: a wrapping millisecond count, the local time of day, and pauses.
+// Clock gives time as the component uses it: a wrapping millisecond count, the local time of day, and pauses.
 #pragma once
 #include <cstdint>
 #include <string>
@@ -21,7 +21,8 @@ public:
     virtual std::uint32_t tickCount() = 0;  // milliseconds, wraps after 49.7 days
     virtual LocalTime localTime() = 0;
     virtual void sleep(std::uint32_t milliseconds) = 0;  // 1 means 1 ms, not the system's timer tick
-    // Long date-and-time form of a time (seconds since 1970, UTC) in local time; empty when it cannot be formed.
+    // The long date-and-time form of a time (seconds since 1970, UTC) is in local time; it is empty when it cannot be
+    // formed.
     virtual std::string longDateText(std::int64_t secondsSinceEpoch) = 0;
 };
 

@@ -1,4 +1,5 @@
-// A local one-way message channel that drops messages while nobody listens (on Windows a mailslot).
+// A datagram channel carries messages one way on this machine and drops them while nobody listens. On Windows it is a
+// mailslot.
 #pragma once
 #include <cstdint>
 #include <string>

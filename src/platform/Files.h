@@ -1,4 +1,4 @@
-// The log and trace files.
+// Files opens and writes the log and trace files.
 #pragma once
 #include <cstdint>
 #include <string>

@@ -1,4 +1,4 @@
-// The system the component runs on, and the component's own module file.
+// Host tells about the system that the component runs on and about the component's own module file.
 #pragma once
 #include <cstdint>
 #include <optional>
@@ -15,7 +15,7 @@ struct SystemVersion {
 class Host {
 public:
     virtual ~Host() = default;
-    // As a process without a compatibility manifest sees it: never above 6.2.
+    // The version is the one that a process without a compatibility manifest sees: it is never above 6.2.
     virtual SystemVersion systemVersion() = 0;
     virtual std::string modulePath() = 0;  // of the component's module, not of its host
     virtual std::optional<std::int64_t> fileTime(const std::string& path) = 0;  // last write, seconds since 1970 UTC

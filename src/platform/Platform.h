@@ -1,4 +1,4 @@
-// Everything that is asked of the operating system, in one place to hand around.
+// Platform gathers everything that is asked of the operating system, so that it can be handed around as one.
 #pragma once
 #include "platform/Clock.h"
 #include "platform/DatagramChannel.h"
@@ -6,7 +6,7 @@
 #include "platform/Host.h"
 #include "platform/KeyTree.h"
 #include "platform/SerialDriver.h"
-#include "platform/Sync.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
@@ -20,7 +20,12 @@ struct Platform {
     Host& host;
 };
 
-// The running system's. Lives as long as the module.
+// The platform of the running system lives as long as the module.
 Platform& nativePlatform();
+
+// nativePlatform() heeds these variables of the environment on Linux: the folder of the COMn links, and the folder of
+// the datagram sockets and lock files.
+constexpr const char* kDeviceDirVariable = "MOVA_DEVICE_DIR";
+constexpr const char* kRuntimeDirVariable = "XDG_RUNTIME_DIR";
 
 }  // namespace mova

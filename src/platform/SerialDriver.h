@@ -1,22 +1,22 @@
-// The serial port driver: one call for each call of the system, each reporting its own failure.
-// Records have the layout of the Win32 ones, so that the Windows adapter hands them through unchanged.
+// SerialDriver drives serial ports: it has one call for each call of the system, and each reports its own failure.
+// Its records have the layout of the Win32 ones, so that the Windows driver hands them through unchanged.
 #pragma once
 #include <cstdint>
 #include <memory>
 #include <string>
 
-#include "platform/Sync.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
 using PortHandle = std::intptr_t;
 constexpr PortHandle kInvalidPort = -1;
 
-// DCB
+// LineSettings has the layout of a DCB.
 struct LineSettings {
     std::uint32_t length = 28;
     std::uint32_t baudRate = 0;
-    std::uint32_t flags = 0;  // bit fields, see LineFlags
+    std::uint32_t flags = 0;  // see LineFlags
     std::uint16_t reserved = 0;
     std::uint16_t xonLimit = 0;
     std::uint16_t xoffLimit = 0;
@@ -32,7 +32,7 @@ struct LineSettings {
 };
 static_assert(sizeof(LineSettings) == 28);
 
-// Bits of LineSettings::flags.
+// LineSettings::flags is made of these bits.
 namespace LineFlags {
 constexpr std::uint32_t Binary = 0x0001;
 constexpr std::uint32_t Parity = 0x0002;
@@ -53,7 +53,7 @@ constexpr std::uint32_t RtsHandshake = 0x2000;
 constexpr std::uint32_t AbortOnError = 0x4000;
 }  // namespace LineFlags
 
-// COMMTIMEOUTS, milliseconds
+// PortTimeouts has the layout of COMMTIMEOUTS; its times are milliseconds.
 struct PortTimeouts {
     std::uint32_t readInterval = 0;
     std::uint32_t readMultiplier = 0;
@@ -63,7 +63,7 @@ struct PortTimeouts {
 };
 static_assert(sizeof(PortTimeouts) == 20);
 
-// COMMPROP
+// PortProperties has the layout of COMMPROP.
 struct PortProperties {
     std::uint16_t packetLength = 0;
     std::uint16_t packetVersion = 0;
@@ -86,7 +86,7 @@ struct PortProperties {
 };
 static_assert(sizeof(PortProperties) == 64);
 
-// COMSTAT
+// PortStatus has the layout of COMSTAT.
 struct PortStatus {
     std::uint32_t flags = 0;
     std::uint32_t inQueue = 0;   // bytes received and not yet read
@@ -98,8 +98,25 @@ constexpr std::uint32_t kEventMaskRxChar = 1;  // EV_RXCHAR
 constexpr std::uint32_t kPurgeTxClear = 0x4;   // PURGE_TXCLEAR
 constexpr std::uint32_t kPurgeRxClear = 0x8;   // PURGE_RXCLEAR
 
-// Escape functions (line control) and bits of the modem status.
+// clearErrors() reports these bits; the system names them CE_...
+namespace LineError {
+constexpr std::uint32_t InputOverflow = 0x0001;
+constexpr std::uint32_t Overrun = 0x0002;
+constexpr std::uint32_t Parity = 0x0004;
+constexpr std::uint32_t Framing = 0x0008;
+constexpr std::uint32_t Break = 0x0010;
+constexpr std::uint32_t OutputFull = 0x0100;
+constexpr std::uint32_t ParallelTimeout = 0x0200;
+constexpr std::uint32_t Io = 0x0400;
+constexpr std::uint32_t ParallelNotSelected = 0x0800;
+constexpr std::uint32_t ParallelOutOfPaper = 0x1000;
+constexpr std::uint32_t Mode = 0x8000;  // the requested mode is not supported
+}  // namespace LineError
+
+// control() takes one of these functions for the lines that the computer drives.
 enum class LineControl : std::uint32_t { SetRts = 3, ClearRts = 4, SetDtr = 5, ClearDtr = 6 };
+
+// modemStatus() reports these bits for the lines that the handset drives.
 namespace ModemStatus {
 constexpr std::uint32_t Cts = 0x10;
 constexpr std::uint32_t Dsr = 0x20;
@@ -113,8 +130,8 @@ enum class BeginResult {
     Failed,    // lastError() says why
 };
 
-// One direction's transfer record with its completion event; reusable, one transfer at a time.
-// The buffer of a transfer must live until finish() or cancel() returned.
+// A transfer is the record of what moves in one direction, with its completion event. It can be used again, for one
+// transfer at a time. The buffer of a transfer must live until finish() or cancel() returned.
 class Transfer {
 public:
     virtual ~Transfer() = default;
@@ -124,7 +141,8 @@ class SerialDriver {
 public:
     virtual ~SerialDriver() = default;
 
-    // Path as "\\.\COM7" or, taken as it stands, any device path. Exclusive, read and write. kInvalidPort on failure.
+    // The path is "\\.\COM7" or any device path, which is taken as it stands. The port is opened for this caller alone,
+    // to read and to write. The result is kInvalidPort on failure.
     virtual PortHandle open(const std::string& path, bool overlapped) = 0;
     virtual bool close(PortHandle port) = 0;
     virtual bool setQueueSizes(PortHandle port, std::uint32_t input, std::uint32_t output) = 0;
@@ -138,22 +156,22 @@ public:
     virtual bool control(PortHandle port, LineControl function) = 0;
     virtual bool modemStatus(PortHandle port, std::uint32_t& out) = 0;
 
-    // Overlapped transfers. begin resets the completion event first. A read completes at once with what is queued,
-    // with 0 bytes when nothing is. await waits for completion or, when stop is not null, for it.
+    // These are overlapped transfers. begin resets the completion event first. A read completes at once with what is
+    // queued, with 0 bytes when nothing is. await waits for completion or, when stop is not null, for it.
     virtual std::unique_ptr<Transfer> makeTransfer() = 0;
     virtual BeginResult beginRead(PortHandle port, Transfer& transfer, void* buffer, std::uint32_t capacity) = 0;
     virtual BeginResult beginWrite(PortHandle port, Transfer& transfer, const void* data, std::uint32_t length) = 0;
     virtual WaitResult await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) = 0;
     virtual bool finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) = 0;
-    // Cancels what this thread has begun and returns when neither buffer nor record is in use any more.
+    // cancel() takes back what this thread has begun and returns when neither buffer nor record is in use any more.
     virtual void cancel(PortHandle port, Transfer& transfer) = 0;
     virtual void cancelAll(PortHandle port) = 0;
 
-    // Blocking transfers, for a port opened without overlapped I/O.
+    // These transfers block; they are for a port opened without overlapped I/O.
     virtual bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) = 0;
     virtual bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) = 0;
 
-    // Of the calling thread's last failed call here.
+    // The error is that of the calling thread's last failed call here.
     virtual std::uint32_t lastError() = 0;
     virtual std::string errorText(std::uint32_t error) = 0;  // with the system's trailing line end, if it has one
 };

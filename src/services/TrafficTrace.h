@@ -9,8 +9,8 @@
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
 #include "mova/Codes.h"
-#include "platform/PlainMutex.h"
 #include "platform/Platform.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
@@ -37,7 +37,7 @@ private:
 
     Platform& platform_;
     MyDebugMsg& debug_;
-    PlainMutex mutex_;                 // guards the settings below, not the file
+    Mutex mutex_;                 // guards the settings below, not the file
     std::atomic<bool> active_{false};  // also looked at without the lock
     std::uint32_t startTick_ = 0;
     std::string path_;

@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "logging/Trace.h"
-#include "platform/Sync.h"
+#include "platform/Threading.h"
 #include "transport/MovaRetCmdTag.h"
 #include "transport/PendingText.h"
 
@@ -18,7 +18,7 @@ class ConfirmationQueue {
 public:
     static constexpr std::size_t kMostBeforeAppend = 100;
 
-    explicit ConfirmationQueue(Threading& threading) : lock_(threading.makeMutex()) {}
+    explicit ConfirmationQueue(Threading& threading) : lock_(threading.makeRecursiveMutex()) {}
 
     // Deliberate: a queue of more than 100 records is emptied whole first.
     void append(MovaRetCmdTag record);
@@ -39,7 +39,7 @@ private:
     using Records = std::list<MovaRetCmdTag>;
     void joinAtTexts(MovaRetCmdTag& record, Records::iterator next, Take take);
 
-    std::unique_ptr<Mutex> lock_;
+    std::unique_ptr<RecursiveMutex> lock_;
     Records records_;
 };
 

@@ -30,7 +30,7 @@ constexpr std::array<const char*, kOps> kNames{
     "write",
     "makeEvent",
     "eventWait",
-    "makeMutex",
+    "makeRecursiveMutex",
     "makeNamedMutex",
     "acquireNamedMutex",
     "startThread",
@@ -101,7 +101,7 @@ std::vector<FailureKind> kindsOf(Op op) {
             return {TimedOut};
         case Op::Cancel:
         case Op::CancelAll:
-        case Op::MakeMutex:
+        case Op::MakeRecursiveMutex:
         case Op::MakeNamedMutex:
         case Op::Terminate:
         case Op::TickCount:

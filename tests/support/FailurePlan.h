@@ -58,7 +58,7 @@ enum class Op : std::size_t {
     // Threading
     MakeEvent,
     EventWait,
-    MakeMutex,
+    MakeRecursiveMutex,
     MakeNamedMutex,
     AcquireNamedMutex,
     StartThread,

@@ -79,7 +79,7 @@ void VirtualLock::handOn() {
 
 // --- mutexes and threads
 
-class ScriptedMutex : public Mutex {
+class ScriptedMutex : public RecursiveMutex {
 public:
     ScriptedMutex(ScriptedCore& core, ScriptedThreading& home, unsigned number)
         : core_(core), home_(home), lock_(core, "mutex " + std::to_string(number)) {
@@ -166,8 +166,8 @@ std::unique_ptr<Event> ScriptedThreading::makeEvent() {
     return std::make_unique<ScriptedEvent>(core_, ++events_, refused);
 }
 
-std::unique_ptr<Mutex> ScriptedThreading::makeMutex() {
-    core_.enter(Op::MakeMutex);
+std::unique_ptr<RecursiveMutex> ScriptedThreading::makeRecursiveMutex() {
+    core_.enter(Op::MakeRecursiveMutex);
     return std::make_unique<ScriptedMutex>(core_, *this, ++mutexes_);
 }
 

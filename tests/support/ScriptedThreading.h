@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/Sync.h"
+#include "platform/Threading.h"
 #include "support/ScriptedCore.h"
 
 namespace mova {
@@ -60,7 +60,7 @@ public:
     ~ScriptedThreading() override;
 
     std::unique_ptr<Event> makeEvent() override;
-    std::unique_ptr<Mutex> makeMutex() override;
+    std::unique_ptr<RecursiveMutex> makeRecursiveMutex() override;
     std::unique_ptr<NamedMutex> makeNamedMutex(const std::string& name) override;
     std::unique_ptr<Thread> start(std::function<void()> run) override;
     std::uint32_t currentThreadId() override;

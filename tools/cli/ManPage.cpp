@@ -7,6 +7,7 @@
 #include "cli/HelpFormatter.h"
 #include "cli/Numbers.h"
 #include "base/Text.h"
+#include "platform/Platform.h"
 
 namespace mova::cli {
 
@@ -18,7 +19,7 @@ struct Variable {
 };
 constexpr std::array kVariables{
     Variable{"MOVA_PORT", "the port, where --port is not given"},
-    Variable{"MOVA_DEVICE_DIR", "Linux: the folder of the COMn links, in place of /dev"},
+    Variable{kDeviceDirVariable, "Linux: the folder of the COMn links, in place of /dev"},
     Variable{"MOVA_HISTORY", "Linux: the shell's history file; empty: none"},
     Variable{"NO_COLOR", "when set, no colours unless --colour always"},
 };

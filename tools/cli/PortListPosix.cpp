@@ -2,18 +2,15 @@
 #include <filesystem>
 #include <fstream>
 
-#include "cli/Environment.h"
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
+#include "platform/posix/PosixFolders.h"
 
 namespace mova::cli {
 
 namespace fs = std::filesystem;
 
-std::string deviceFolder() {
-    const std::string folder = environment("MOVA_DEVICE_DIR").value_or("");
-    return folder.empty() ? "/dev" : folder;
-}
+std::string deviceFolder() { return deviceDir(); }
 
 namespace {
 

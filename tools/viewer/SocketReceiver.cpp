@@ -12,8 +12,9 @@
 #include <system_error>
 
 #include "logging/MyDebugMsg.h"
-#include "platform/posix/ChannelDir.h"
+#include "platform/Platform.h"
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/PosixFolders.h"
 
 namespace mova::viewer {
 
@@ -33,7 +34,8 @@ sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
-        throw ChannelError(path + " is too long for a socket's name; set XDG_RUNTIME_DIR to a shorter folder");
+        throw ChannelError(path + " is too long for a socket's name; set " + kRuntimeDirVariable +
+                           " to a shorter folder");
     }
     std::memcpy(address.sun_path, path.data(), path.size());
     return address;
@@ -103,7 +105,7 @@ std::unique_ptr<Receiver> listenIn(const std::string& folder) {
     return std::make_unique<SocketReceiver>(channelPath(folder, MyDebugMsg::kMailslotName, ".sock"));
 }
 
-std::unique_ptr<Receiver> listenOnDebugChannel() { return listenIn(defaultChannelDir()); }
+std::unique_ptr<Receiver> listenOnDebugChannel() { return listenIn(channelDir()); }
 
 void catchInterruption() {
     struct sigaction action {};

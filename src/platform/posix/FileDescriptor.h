@@ -1,7 +1,9 @@
-// Owns one file descriptor. -1 is none.
+// A FileDescriptor owns one file descriptor; -1 is none. Beside it stands what every user of descriptors needs.
 #pragma once
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <utility>
 
 namespace mova {
@@ -28,5 +30,17 @@ public:
 private:
     int descriptor_ = -1;
 };
+
+// The handles that the interfaces hand out are descriptors on Linux.
+constexpr int descriptorOf(std::intptr_t handle) { return static_cast<int>(handle); }
+
+// uninterrupted() repeats a system call while a signal handler interrupts it.
+template <class Call>
+auto uninterrupted(Call call) {
+    for (;;) {
+        const auto result = call();
+        if (result >= 0 || errno != EINTR) return result;
+    }
+}
 
 }  // namespace mova

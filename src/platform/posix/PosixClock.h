@@ -1,4 +1,4 @@
-// Time on Linux: the tick count and the pauses run on the monotonic clock.
+// PosixClock tells the time on Linux. The tick count and the pauses run on the monotonic clock.
 #pragma once
 #include "platform/Clock.h"
 

@@ -4,7 +4,6 @@
 #include <sys/file.h>
 
 #include "platform/posix/FileDescriptor.h"
-#include "platform/posix/PosixWait.h"
 
 namespace mova {
 
@@ -35,7 +34,7 @@ Files::Handle PosixFiles::open(const std::string& path, FileMode mode) {
 
 bool PosixFiles::write(Handle file, std::string_view text) {
     while (!text.empty()) {
-        const auto written = uninterrupted([&] { return ::write(static_cast<int>(file), text.data(), text.size()); });
+        const auto written = uninterrupted([&] { return ::write(descriptorOf(file), text.data(), text.size()); });
         if (written <= 0) return false;
         text.remove_prefix(static_cast<std::size_t>(written));
     }
@@ -43,7 +42,7 @@ bool PosixFiles::write(Handle file, std::string_view text) {
 }
 
 void PosixFiles::close(Handle file) {
-    const FileDescriptor closed(static_cast<int>(file));
+    const FileDescriptor closed(descriptorOf(file));
     flock(closed.get(), LOCK_UN);  // a child that was forked meanwhile would keep the lock
 }
 

@@ -1,4 +1,4 @@
-// The log and trace files on Linux. Writes go straight to the file; line ends stay as they are.
+// PosixFiles writes the log and trace files on Linux. Writes go straight to the file; line ends stay as they are.
 // LogAppend holds the file's lock while it is open and fails while another holds it.
 #pragma once
 #include "platform/Files.h"

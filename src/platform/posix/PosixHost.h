@@ -1,4 +1,5 @@
-// The Linux host. The version is the one under which port discovery takes the first match of the device tree.
+// PosixHost tells about a Linux system. The version is the one under which port discovery takes the first match of the
+// device tree.
 #pragma once
 #include "platform/Host.h"
 

@@ -1,22 +1,16 @@
 #include "platform/posix/PosixPlatform.h"
 
-#include <cstdlib>
-
-#include "platform/posix/ChannelDir.h"
-
 namespace mova {
 
 namespace {
 
 std::string channelDirOf(const PosixOptions& options) {
-    return options.channelDir.empty() ? defaultChannelDir() : options.channelDir;
+    return options.channelDir.empty() ? channelDir() : options.channelDir;
 }
 
 PosixOptions optionsOfEnvironment() {
     PosixOptions options;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* deviceDir = std::getenv("MOVA_DEVICE_DIR");
-    if (deviceDir != nullptr && *deviceDir != '\0') options.deviceDir = deviceDir;
+    options.deviceDir = deviceDir();
     return options;
 }
 

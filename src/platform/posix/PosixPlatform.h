@@ -1,10 +1,11 @@
-// Everything that Linux gives the component, composed.
+// PosixPlatform composes everything that Linux gives the component.
 #pragma once
 #include <string>
 
 #include "platform/Platform.h"
 #include "platform/posix/PosixClock.h"
 #include "platform/posix/PosixFiles.h"
+#include "platform/posix/PosixFolders.h"
 #include "platform/posix/PosixHost.h"
 #include "platform/posix/PosixSerialDriver.h"
 #include "platform/posix/PosixThreading.h"
@@ -14,13 +15,13 @@
 namespace mova {
 
 struct PosixOptions {
-    std::string deviceDir = "/dev";  // where port n is the link COMn
+    std::string deviceDir = kDefaultDeviceDir;  // where port n is the link COMn
     std::string sysDir = "/sys";
-    std::string channelDir;  // of datagram sockets and lock files; empty: $XDG_RUNTIME_DIR, or /tmp without it
+    std::string channelDir;  // of datagram sockets and lock files; empty: as channelDir() says
 };
 
-// nativePlatform() is one of these with the defaults, but the environment variable MOVA_DEVICE_DIR, when set, names the
-// folder of the COMn links: for tests, and for users who may not write to /dev.
+// nativePlatform() is one of these with the defaults, but its links are where deviceDir() says: for tests, and for
+// users who may not write to /dev.
 class PosixPlatform {
 public:
     explicit PosixPlatform(const PosixOptions& options = {});

@@ -16,12 +16,12 @@ namespace {
 constexpr std::uint32_t kDefaultInputQueue = 4096;
 constexpr std::uint32_t kDefaultOutputQueue = 4096;
 
-// Of a port nobody has set yet. The system raises both lines when it opens the device.
+// A port that nobody has set yet has these settings. The system raises both lines when it opens the device.
 constexpr std::uint32_t kFreshFlags = LineFlags::Binary | LineFlags::DtrOn | LineFlags::RtsOn;
 constexpr std::uint16_t kFreshXonLimit = 2048;
 constexpr std::uint16_t kFreshXoffLimit = 512;
 
-// Values of the properties record.
+// The properties record has these values.
 constexpr std::uint16_t kPropertiesVersion = 2;
 constexpr std::uint32_t kServiceSerial = 0x1;
 constexpr std::uint32_t kAnyBaud = 0x10000000;
@@ -37,9 +37,11 @@ struct ErrorRow {
     std::uint32_t bit;
 };
 constexpr std::array kErrorRows{
-    ErrorRow{&serial_icounter_struct::frame, 0x08},       ErrorRow{&serial_icounter_struct::overrun, 0x02},
-    ErrorRow{&serial_icounter_struct::parity, 0x04},      ErrorRow{&serial_icounter_struct::brk, 0x10},
-    ErrorRow{&serial_icounter_struct::buf_overrun, 0x01},
+    ErrorRow{&serial_icounter_struct::frame, LineError::Framing},
+    ErrorRow{&serial_icounter_struct::overrun, LineError::Overrun},
+    ErrorRow{&serial_icounter_struct::parity, LineError::Parity},
+    ErrorRow{&serial_icounter_struct::brk, LineError::Break},
+    ErrorRow{&serial_icounter_struct::buf_overrun, LineError::InputOverflow},
 };
 
 struct ModemRow {

@@ -1,5 +1,5 @@
-// One open terminal device and what is remembered of it because the device itself cannot: flags of the line settings
-// without a counterpart, time-outs, queue sizes, error counts.
+// A PosixPort is one open terminal device and what is remembered of it because the device itself cannot: flags of the
+// line settings without a counterpart, time-outs, queue sizes, error counts.
 //
 // Operations return errno, 0 for success. They may be called from several threads; the descriptor closes when the
 // last user lets go of the object, so that no number is reused under a call that is under way.
@@ -12,8 +12,7 @@
 
 #include "platform/SerialDriver.h"
 #include "platform/posix/FileDescriptor.h"
-#include "platform/posix/PosixEvent.h"
-#include "platform/posix/PosixWait.h"
+#include "platform/posix/PosixThreading.h"
 
 namespace mova {
 
@@ -21,9 +20,10 @@ enum class PortWait { Ready, Stopped, TimedOut, Closed, Failed };
 
 class PosixPort {
 public:
-    // Opens the device for this process alone (EBUSY while another has it) and makes it raw. Null: error says why.
+    // open() opens the device for this process alone (EBUSY while another has it) and makes it raw. When the result is
+    // null, error says why.
     static std::shared_ptr<PosixPort> open(const std::string& device, int& error);
-    // A terminal that somebody else opened and gave: used as it is set, without waiting in reads and writes.
+    // adopt() takes a terminal that somebody else opened: it is used as it is set, without waiting in reads and writes.
     static std::shared_ptr<PosixPort> adopt(int descriptor, int& error);
     ~PosixPort();
     PosixPort(const PosixPort&) = delete;
@@ -45,12 +45,12 @@ public:
     int control(LineControl function) const;
     int modemStatus(std::uint32_t& out) const;
 
-    // What is queued, at once; 0 bytes when nothing is.
+    // readQueued() takes what is queued, at once; these are 0 bytes when nothing is.
     int readQueued(void* buffer, std::uint32_t capacity, std::uint32_t& bytes) const;
-    // What the device takes at once, which may be nothing.
+    // writeSome() gives the device what it takes at once, which may be nothing.
     int writeSome(const void* data, std::uint32_t length, std::uint32_t& bytes) const;
-    // Until the device is ready for `events`, as poll names them (a hang-up counts as ready). The stop event, if given,
-    // goes before readiness.
+    // waitFor() waits until the device is ready for `events`, as poll names them (a hang-up counts as ready). The stop
+    // event, if given, goes before readiness.
     PortWait waitFor(short events, PosixEvent* stop, Deadline deadline);
 
 private:
@@ -63,7 +63,7 @@ private:
     bool owned_;
     bool countsErrors_;
     PosixEvent closing_;
-    mutable std::mutex mutex_;  // of all below
+    mutable std::mutex mutex_;  // guards what follows
     LineSettings remembered_;
     PortTimeouts timeouts_;
     std::uint32_t inputQueue_;

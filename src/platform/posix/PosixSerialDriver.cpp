@@ -22,7 +22,7 @@ bool fail(int error) {
 
 bool report(int error) { return error == 0 || fail(error); }
 
-// In sum, as the time-outs of a whole transfer are given; 0 is none.
+// The time-outs of a whole transfer are given as a sum; 0 is none.
 Deadline transferDeadline(std::uint32_t multiplier, std::uint32_t length, std::uint32_t constant) {
     const std::uint64_t total = std::uint64_t{multiplier} * length + constant;
     if (total == 0) return kNever;
@@ -45,7 +45,7 @@ ReadLimits readLimits(const PortTimeouts& timeouts, std::uint32_t capacity) {
 
 }  // namespace
 
-// Transfers under way, to be cancelled by port.
+// The transfers under way are listed here, to be cancelled by port.
 class PosixSerialDriver::PendingTransfers {
 public:
     void add(PosixTransfer& transfer) {
@@ -65,6 +65,9 @@ private:
 
 class PosixSerialDriver::PosixTransfer final : public Transfer {
 public:
+    // Every transfer that the driver is given is one that it made.
+    static PosixTransfer& of(Transfer& transfer) { return static_cast<PosixTransfer&>(transfer); }
+
     explicit PosixTransfer(std::shared_ptr<PendingTransfers> pending) : pending_(std::move(pending)) {}
     ~PosixTransfer() override { end(ECANCELED); }
 
@@ -75,7 +78,7 @@ public:
         state_ = State::Ended;
     }
 
-    // What the device takes at once goes out here. 0, or why nothing was begun.
+    // What the device takes at once goes out here. The result is 0, or why nothing was begun.
     int beginWrite(PortHandle handle, const std::shared_ptr<PosixPort>& port, const void* data, std::uint32_t length) {
         end(ECANCELED);
         const PortTimeouts timeouts = port->timeouts();
@@ -190,7 +193,7 @@ std::shared_ptr<PosixPort> PosixSerialDriver::find(PortHandle handle) {
     const auto known = ports_.find(handle);
     if (known != ports_.end()) return known->second;
     int error = 0;
-    auto port = PosixPort::adopt(static_cast<int>(handle), error);
+    auto port = PosixPort::adopt(descriptorOf(handle), error);
     if (report(error)) ports_[handle] = port;
     return port;
 }
@@ -258,23 +261,23 @@ BeginResult PosixSerialDriver::beginRead(PortHandle handle, Transfer& transfer, 
     if (!on(handle, [&](PosixPort& port) { return port.readQueued(buffer, capacity, bytes); })) {
         return BeginResult::Failed;
     }
-    static_cast<PosixTransfer&>(transfer).finishAtOnce(bytes);
+    PosixTransfer::of(transfer).finishAtOnce(bytes);
     return BeginResult::Complete;
 }
 
 BeginResult PosixSerialDriver::beginWrite(PortHandle handle, Transfer& transfer, const void* data,
                                           std::uint32_t length) {
     const auto port = find(handle);
-    auto& write = static_cast<PosixTransfer&>(transfer);
+    auto& write = PosixTransfer::of(transfer);
     if (!port || !report(write.beginWrite(handle, port, data, length))) return BeginResult::Failed;
     std::uint32_t bytes = 0;
     return write.result(bytes) == EINPROGRESS ? BeginResult::Pending : BeginResult::Complete;
 }
 
 WaitResult PosixSerialDriver::await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) {
-    auto& begun = static_cast<PosixTransfer&>(transfer);
-    auto* const stopEvent = dynamic_cast<PosixEvent*>(stop);
-    const bool usableStop = stop == nullptr || (stopEvent != nullptr && stopEvent->descriptor() >= 0);
+    auto& begun = PosixTransfer::of(transfer);
+    auto* const stopEvent = PosixEvent::of(stop);
+    const bool usableStop = stopEvent == nullptr || stopEvent->descriptor() >= 0;
     if (begun.isIdle() || !usableStop) {
         fail(EINVAL);
         return WaitResult::Failed;
@@ -285,10 +288,10 @@ WaitResult PosixSerialDriver::await(Transfer& transfer, Event* stop, std::uint32
 }
 
 bool PosixSerialDriver::finish(PortHandle, Transfer& transfer, std::uint32_t& bytes) {
-    return report(static_cast<PosixTransfer&>(transfer).result(bytes));
+    return report(PosixTransfer::of(transfer).result(bytes));
 }
 
-void PosixSerialDriver::cancel(PortHandle, Transfer& transfer) { static_cast<PosixTransfer&>(transfer).end(ECANCELED); }
+void PosixSerialDriver::cancel(PortHandle, Transfer& transfer) { PosixTransfer::of(transfer).end(ECANCELED); }
 
 void PosixSerialDriver::cancelAll(PortHandle handle) {
     for (PosixTransfer* transfer : pending_->ofThisThread(handle)) transfer->end(ECANCELED);

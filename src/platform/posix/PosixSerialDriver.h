@@ -1,4 +1,4 @@
-// The serial port driver on Linux terminals. Port n is deviceDir/COMn, a link to the real device; a port handle is the
+// PosixSerialDriver drives Linux terminals. Port n is deviceDir/COMn, a link to the real device; a port handle is the
 // device's descriptor. A handle of a terminal that somebody else opened is served as well, with that one's settings.
 //
 // Reads never pend. A write pends while the device's buffer is full; await() carries it on as room comes, and the
@@ -59,7 +59,7 @@ private:
 
     const std::string deviceDir_;
     const std::shared_ptr<PendingTransfers> pending_;
-    std::shared_mutex mutex_;  // of the map; every call on every port of the process looks into it
+    std::shared_mutex mutex_;  // guards the map; every call on every port of the process looks into it
     std::map<PortHandle, std::shared_ptr<PosixPort>> ports_;
 };
 

@@ -10,7 +10,6 @@
 #include <set>
 
 #include "platform/posix/FileDescriptor.h"
-#include "platform/posix/PosixWait.h"
 
 namespace mova {
 
@@ -75,7 +74,7 @@ bool isPseudoTerminal(const fs::path& device) {
            major(status.st_rdev) >= kFirstPseudoTerminalMajor && major(status.st_rdev) <= kLastPseudoTerminalMajor;
 }
 
-// First line of an attribute, without what no name should hold.
+// The text of an attribute is its first line, without what no name should hold.
 std::string attribute(const fs::path& file) {
     const FileDescriptor opened(uninterrupted([&] { return ::open(file.c_str(), O_RDONLY | O_CLOEXEC); }));
     if (!opened) return {};
@@ -86,7 +85,7 @@ std::string attribute(const fs::path& file) {
     return text;
 }
 
-// What the folders of a device and of those it hangs on say.
+// These facts are what the folders of a device and of those that it hangs on say.
 struct DeviceFacts {
     std::string driver;
     std::string product;

@@ -1,4 +1,4 @@
-// The serial devices of sysfs as a device tree in the shape that port discovery searches:
+// SysfsKeyTree shows the serial devices of sysfs as a device tree in the shape that port discovery searches:
 //   SYSTEM\CurrentControlSet\Enum \ bus \ driver \ COMn      for each deviceDir/COMn that leads to a device,
 // with the values "FriendlyName" ("name (COMn)") and "UpperFilters" ("serenum"), texts with a terminating zero.
 // bus is "USB" for what sits on USB, else "ROOT". The name is the one under which the driver's counterpart on Windows

@@ -16,7 +16,7 @@ struct ByteSizeRow {
 };
 constexpr std::array kByteSizes{ByteSizeRow{5, CS5}, ByteSizeRow{6, CS6}, ByteSizeRow{7, CS7}, ByteSizeRow{8, CS8}};
 
-// Indexed by the parity code: none, odd, even, mark, space.
+// The parity code is the index: none, odd, even, mark, space.
 constexpr tcflag_t kParityMask = PARENB | PARODD | CMSPAR;
 constexpr std::array<tcflag_t, 5> kParities{0, PARENB | PARODD, PARENB, PARENB | PARODD | CMSPAR, PARENB | CMSPAR};
 

@@ -5,9 +5,8 @@
 
 #include <cstring>
 
-#include "platform/posix/ChannelDir.h"
 #include "platform/posix/FileDescriptor.h"
-#include "platform/posix/PosixWait.h"
+#include "platform/posix/PosixFolders.h"
 
 namespace mova {
 
@@ -32,10 +31,10 @@ DatagramChannel::Handle UnixDatagramChannel::open(const std::string& name) {
 
 bool UnixDatagramChannel::write(Handle channel, std::string_view message) {
     const auto sent = uninterrupted(
-        [&] { return send(static_cast<int>(channel), message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL); });
+        [&] { return send(descriptorOf(channel), message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL); });
     return sent >= 0 || isDropped(errno);
 }
 
-void UnixDatagramChannel::close(Handle channel) { FileDescriptor(static_cast<int>(channel)).reset(); }
+void UnixDatagramChannel::close(Handle channel) { FileDescriptor(descriptorOf(channel)).reset(); }
 
 }  // namespace mova

@@ -1,4 +1,4 @@
-// The message channel as a local datagram socket: "\\.\mailslot\NAME" is folder/NAME.sock, bound by the listener.
+// The message channel is a local datagram socket: "\\.\mailslot\NAME" is folder/NAME.sock, which the listener binds.
 // Sending never waits: what a full listener cannot take is dropped and counts as sent.
 #pragma once
 #include "platform/DatagramChannel.h"

@@ -1,4 +1,4 @@
-// The module that this code is linked into: the component's DLL, or a program that has the core inside.
+// The own module is the one that this code is linked into: the component's DLL, or a program that has the core inside.
 #pragma once
 #include <utility>
 
@@ -8,7 +8,7 @@ namespace mova {
 
 HMODULE ownModule();  // without a reference; null when the system cannot tell
 
-// One reference to the own module: while it is held the module stays loaded. Empty when the system refused it.
+// While a ModuleReference is held the own module stays loaded. It is empty when the system refused it.
 class ModuleReference {
 public:
     static ModuleReference take();

@@ -1,4 +1,4 @@
-// Owns one kernel handle. Null is none; the invalid value of CreateFile is taken as none as well.
+// An OwnedHandle owns one kernel handle. Null is none; the invalid value of CreateFile is taken as none as well.
 #pragma once
 #include <utility>
 

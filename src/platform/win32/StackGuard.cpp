@@ -1,7 +1,7 @@
-// What the compiler's stack protector and checked copies call upon. The compiler's own library would ask the system's
-// cryptography for the guard value while the loader's lock is held, which a DLL must not; so it comes from what differs
-// from process to process. A smashed stack ends the process at once, in the system's own way: nothing of it can be
-// trusted.
+// The compiler's stack protector and checked copies call upon this file. The compiler's own library would ask the
+// system's cryptography for the guard value while the loader's lock is held, which a DLL must not; so it comes from
+// what differs from process to process. A smashed stack ends the process at once, in the system's own way: nothing of
+// it can be trusted.
 #include <cstdint>
 #include <initializer_list>
 
@@ -24,7 +24,7 @@ std::uintptr_t __stack_chk_guard = 0;  // NOLINT(bugprone-reserved-identifier): 
 namespace mova {
 namespace {
 
-// Before the constructors of static objects. Itself unguarded: the value changes under it.
+// This runs before the constructors of static objects. It is itself unguarded: the value changes under it.
 __attribute__((constructor(101), no_stack_protector)) void chooseGuard() {
     FILETIME time{};
     GetSystemTimeAsFileTime(&time);

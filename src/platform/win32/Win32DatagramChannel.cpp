@@ -11,7 +11,7 @@ namespace {
 
 constexpr DWORD kAttributes = FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OVERLAPPED;
 
-// What a DatagramChannel::Handle points to.
+// A DatagramChannel::Handle points to one of these.
 struct Channel {
     OwnedHandle slot;
     OwnedHandle written;  // event

@@ -1,4 +1,4 @@
-// Mailslots, written to as files.
+// The message channels are mailslots, which are written to as files.
 #pragma once
 #include "platform/DatagramChannel.h"
 

@@ -1,21 +1,29 @@
 #include "platform/win32/Win32Files.h"
 
 #include <cstdio>
+#include <limits>
 #include <memory>
 
-#include "platform/win32/FileWrite.h"
 #include "platform/win32/OwnedHandle.h"
 
 namespace mova {
 
 namespace {
 
-// What a Files::Handle points to.
+// A Files::Handle points to one of these.
 class OpenFile {
 public:
     virtual ~OpenFile() = default;
     virtual bool write(std::string_view text) = 0;
 };
+
+// One WriteFile writes one text. The result is false when it fails or takes less than all.
+bool writeWhole(HANDLE file, std::string_view bytes) {
+    if (bytes.size() > std::numeric_limits<DWORD>::max()) return false;
+    const auto length = static_cast<DWORD>(bytes.size());
+    DWORD written = 0;
+    return WriteFile(file, bytes.data(), length, &written, nullptr) && written == length;
+}
 
 class LogFile final : public OpenFile {
 public:

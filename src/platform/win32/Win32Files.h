@@ -1,5 +1,5 @@
-// The log and trace files on Windows. The text modes go through the C runtime, which writes "\r\n" for "\n"; each write
-// is flushed, so that a failure is that write's own.
+// Win32Files writes the log and trace files on Windows. The text modes go through the C runtime, which writes "\r\n"
+// for "\n"; each write is flushed, so that a failure is that write's own.
 #pragma once
 #include "platform/Files.h"
 

@@ -1,7 +1,6 @@
 #include "platform/win32/Win32Host.h"
 
 #include "platform/win32/OwnModule.h"
-#include "platform/win32/SystemVersionLimit.h"
 
 namespace mova {
 

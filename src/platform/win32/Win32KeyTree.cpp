@@ -11,7 +11,7 @@ namespace {
 
 constexpr DWORD kLongestName = 500;
 
-HKEY handleOf(KeyTree::Key key) { return reinterpret_cast<HKEY>(key); }
+HKEY keyOf(KeyTree::Key key) { return reinterpret_cast<HKEY>(key); }
 
 REGSAM rightsOf(KeyAccess access) { return access == KeyAccess::Query ? KEY_QUERY_VALUE : KEY_READ; }
 
@@ -26,7 +26,7 @@ KeyTree::Key Win32KeyTree::open(const std::string& path, KeyAccess access) {
 bool Win32KeyTree::subkey(Key key, std::uint32_t index, std::string& name) {
     char buffer[kLongestName + 1];
     DWORD length = sizeof buffer;  // in with the closing zero, out without
-    if (RegEnumKeyExA(handleOf(key), index, buffer, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+    if (RegEnumKeyExA(keyOf(key), index, buffer, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
         return false;
     }
     name.assign(buffer, length);
@@ -36,12 +36,12 @@ bool Win32KeyTree::subkey(Key key, std::uint32_t index, std::string& name) {
 bool Win32KeyTree::value(Key key, const std::string& name, void* buffer, std::size_t& size) {
     auto bytes = static_cast<DWORD>(std::min<std::size_t>(size, std::numeric_limits<DWORD>::max()));
     const LONG outcome =
-        RegQueryValueExA(handleOf(key), name.c_str(), nullptr, nullptr, static_cast<BYTE*>(buffer), &bytes);
+        RegQueryValueExA(keyOf(key), name.c_str(), nullptr, nullptr, static_cast<BYTE*>(buffer), &bytes);
     if (outcome != ERROR_SUCCESS) return false;
     size = bytes;
     return true;
 }
 
-void Win32KeyTree::close(Key key) { RegCloseKey(handleOf(key)); }
+void Win32KeyTree::close(Key key) { RegCloseKey(keyOf(key)); }
 
 }  // namespace mova

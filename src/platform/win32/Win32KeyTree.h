@@ -1,4 +1,5 @@
-// The registry below HKEY_LOCAL_MACHINE. A 32-bit process sees the same device tree: its branch is not redirected.
+// Win32KeyTree is the registry below HKEY_LOCAL_MACHINE. A 32-bit process sees the same device tree: its branch is not
+// redirected.
 #pragma once
 #include "platform/KeyTree.h"
 

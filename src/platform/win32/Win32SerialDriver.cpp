@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "platform/win32/OwnedHandle.h"
-#include "platform/win32/Win32Event.h"
+#include "platform/win32/Win32Threading.h"
 
 namespace mova {
 
@@ -27,8 +27,8 @@ static_assert(kInfinite == INFINITE);
 
 constexpr DWORD kOverlappedAttributes = FILE_FLAG_OVERLAPPED | FILE_ATTRIBUTE_NORMAL;
 
-// The thread's last failure. Not in the runtime's thread storage, which opens handles that stay behind with every host
-// thread when the module goes.
+// This is the thread's last failure. It is not in the runtime's thread storage, which opens handles that stay behind
+// with every host thread when the module goes.
 class LastFailure {
 public:
     LastFailure() noexcept = default;
@@ -62,15 +62,18 @@ bool reportTransfer(BOOL succeeded) { return succeeded || endedByTimeout() || fa
 
 }  // namespace
 
-// The system's transfer record and its completion event.
-class Win32SerialDriver::OverlappedTransfer final : public Transfer {
+// A Win32Transfer is the system's transfer record and its completion event.
+class Win32SerialDriver::Win32Transfer final : public Transfer {
 public:
-    OverlappedTransfer() = default;
-    ~OverlappedTransfer() override { cancel(); }
-    OverlappedTransfer(const OverlappedTransfer&) = delete;
-    OverlappedTransfer& operator=(const OverlappedTransfer&) = delete;
+    // Every transfer that the driver is given is one that it made.
+    static Win32Transfer& of(Transfer& transfer) { return static_cast<Win32Transfer&>(transfer); }
 
-    // Complete with nothing, without the system.
+    Win32Transfer() = default;
+    ~Win32Transfer() override { cancel(); }
+    Win32Transfer(const Win32Transfer&) = delete;
+    Win32Transfer& operator=(const Win32Transfer&) = delete;
+
+    // The transfer is complete with nothing, without the system.
     BeginResult answerEmpty() {
         prepare();
         state_ = State::Empty;
@@ -208,10 +211,10 @@ bool Win32SerialDriver::modemStatus(PortHandle port, std::uint32_t& out) {
     return true;
 }
 
-std::unique_ptr<Transfer> Win32SerialDriver::makeTransfer() { return std::make_unique<OverlappedTransfer>(); }
+std::unique_ptr<Transfer> Win32SerialDriver::makeTransfer() { return std::make_unique<Win32Transfer>(); }
 
 BeginResult Win32SerialDriver::beginRead(PortHandle port, Transfer& transfer, void* buffer, std::uint32_t capacity) {
-    auto& read = static_cast<OverlappedTransfer&>(transfer);
+    auto& read = Win32Transfer::of(transfer);
     // The port's time-outs ask for a read that ends at once, also with nothing queued. Not every system keeps to that:
     // where the empty read would stay pending until a byte comes, it is answered here. The error bits that this call
     // clears were reported just before the read. When it fails the read goes ahead and fails by itself.
@@ -224,20 +227,20 @@ BeginResult Win32SerialDriver::beginRead(PortHandle port, Transfer& transfer, vo
 }
 
 BeginResult Win32SerialDriver::beginWrite(PortHandle port, Transfer& transfer, const void* data, std::uint32_t length) {
-    return static_cast<OverlappedTransfer&>(transfer).begin(handleOf(port), [&](OVERLAPPED* record) {
+    return Win32Transfer::of(transfer).begin(handleOf(port), [&](OVERLAPPED* record) {
         return WriteFile(handleOf(port), data, length, nullptr, record) != FALSE;
     });
 }
 
 WaitResult Win32SerialDriver::await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) {
-    return static_cast<OverlappedTransfer&>(transfer).await(static_cast<Win32Event*>(stop), milliseconds);
+    return Win32Transfer::of(transfer).await(Win32Event::of(stop), milliseconds);
 }
 
 bool Win32SerialDriver::finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) {
-    return static_cast<OverlappedTransfer&>(transfer).finish(handleOf(port), bytes);
+    return Win32Transfer::of(transfer).finish(handleOf(port), bytes);
 }
 
-void Win32SerialDriver::cancel(PortHandle, Transfer& transfer) { static_cast<OverlappedTransfer&>(transfer).cancel(); }
+void Win32SerialDriver::cancel(PortHandle, Transfer& transfer) { Win32Transfer::of(transfer).cancel(); }
 
 void Win32SerialDriver::cancelAll(PortHandle port) { report(CancelIo(handleOf(port))); }
 

@@ -1,4 +1,5 @@
-// The serial port driver on Windows: every operation is the system's own call, its records handed through unchanged.
+// Win32SerialDriver drives serial ports on Windows: every operation is the system's own call, its records handed
+// through unchanged.
 //
 // The stop event of a wait is one made by Win32Threading. A transfer is begun, awaited and cancelled on one thread.
 // A transfer that the port's own time-out ended is not a failure but a short one.
@@ -37,7 +38,7 @@ public:
     std::string errorText(std::uint32_t error) override;  // empty when the system has no text for it
 
 private:
-    class OverlappedTransfer;
+    class Win32Transfer;
 };
 
 }  // namespace mova

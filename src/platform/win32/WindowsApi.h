@@ -1,4 +1,4 @@
-// The system's header, without its rarely used parts and without its min and max.
+// This is the system's header, without its rarely used parts and without its min and max.
 #pragma once
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN

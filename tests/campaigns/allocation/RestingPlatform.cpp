@@ -24,10 +24,10 @@ std::unique_ptr<Event> RestingPlatform::RestingThreading::makeEvent() {
     return std::make_unique<RestingEvent>(inner.makeEvent());
 }
 
-std::unique_ptr<Mutex> RestingPlatform::RestingThreading::makeMutex() {
+std::unique_ptr<RecursiveMutex> RestingPlatform::RestingThreading::makeRecursiveMutex() {
     memory::allocationPoint();
     const Rest rest;
-    return std::make_unique<RestingMutex>(inner.makeMutex());
+    return std::make_unique<RestingMutex>(inner.makeRecursiveMutex());
 }
 
 std::unique_ptr<NamedMutex> RestingPlatform::RestingThreading::makeNamedMutex(const std::string& name) {

@@ -40,9 +40,9 @@ private:
         std::unique_ptr<Event> inner_;
     };
 
-    class RestingMutex : public Mutex {
+    class RestingMutex : public RecursiveMutex {
     public:
-        explicit RestingMutex(std::unique_ptr<Mutex> inner) : inner_(std::move(inner)) {}
+        explicit RestingMutex(std::unique_ptr<RecursiveMutex> inner) : inner_(std::move(inner)) {}
         ~RestingMutex() override {
             const memory::Rest rest;
             inner_.reset();
@@ -57,7 +57,7 @@ private:
         }
 
     private:
-        std::unique_ptr<Mutex> inner_;
+        std::unique_ptr<RecursiveMutex> inner_;
     };
 
     class RestingNamedMutex : public NamedMutex {
@@ -108,7 +108,7 @@ private:
     struct RestingThreading : Threading {
         explicit RestingThreading(Threading& i) : inner(i) {}
         std::unique_ptr<Event> makeEvent() override;
-        std::unique_ptr<Mutex> makeMutex() override;
+        std::unique_ptr<RecursiveMutex> makeRecursiveMutex() override;
         std::unique_ptr<NamedMutex> makeNamedMutex(const std::string& name) override;
         std::unique_ptr<Thread> start(std::function<void()> run) override;
         std::uint32_t currentThreadId() override;

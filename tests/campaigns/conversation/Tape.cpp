@@ -100,9 +100,9 @@ private:
     std::unique_ptr<Event> inner_;
 };
 
-class PortLock : public Mutex {
+class PortLock : public RecursiveMutex {
 public:
-    PortLock(Tape& tape, std::unique_ptr<Mutex> inner) : tape_(tape), inner_(std::move(inner)) {}
+    PortLock(Tape& tape, std::unique_ptr<RecursiveMutex> inner) : tape_(tape), inner_(std::move(inner)) {}
     void lock() override {
         inner_->lock();
         tape_.lock();
@@ -114,7 +114,7 @@ public:
 
 private:
     Tape& tape_;
-    std::unique_ptr<Mutex> inner_;
+    std::unique_ptr<RecursiveMutex> inner_;
 };
 
 class TapedThreading : public Threading {
@@ -122,8 +122,8 @@ public:
     TapedThreading(Tape& tape, Threading& inner) : tape_(tape), inner_(inner) {}
     std::unique_ptr<Event> makeEvent() override { return std::make_unique<TapedEvent>(tape_, inner_.makeEvent()); }
     // The first lock that a component makes is its port's.
-    std::unique_ptr<Mutex> makeMutex() override {
-        auto mutex = inner_.makeMutex();
+    std::unique_ptr<RecursiveMutex> makeRecursiveMutex() override {
+        auto mutex = inner_.makeRecursiveMutex();
         if (mutexes_++ > 0) return mutex;
         return std::make_unique<PortLock>(tape_, std::move(mutex));
     }

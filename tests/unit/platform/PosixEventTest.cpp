@@ -6,7 +6,6 @@
 #include <thread>
 
 #include "PseudoTerminal.h"
-#include "platform/posix/PosixEvent.h"
 #include "platform/posix/PosixThreading.h"
 
 namespace mova {

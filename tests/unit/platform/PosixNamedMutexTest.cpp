@@ -10,8 +10,6 @@
 #include "ChildProcess.h"
 #include "PseudoTerminal.h"
 #include "TempFolder.h"
-#include "platform/posix/PosixEvent.h"
-#include "platform/posix/PosixNamedMutex.h"
 #include "platform/posix/PosixThreading.h"
 
 namespace mova {
@@ -183,9 +181,8 @@ TEST_F(PosixNamedMutexTest, AnotherUsersLockFileIsNeverWrittenAndAlwaysLocked) {
     ProcessGate taken;
     ChildProcess child([&] {
         if (setresuid(kNobody, kNobody, kNobody) != 0) return 1;
-        PosixThreading threading(folder_.path().string());
         started.go();
-        const auto same = std::make_unique<PosixNamedMutex>(folder_.file("./SUTLOG.lock"));
+        const auto same = PosixThreading(folder_.file(".")).makeNamedMutex("SUTLOG");
         same->acquire();
         taken.go();
         same->release();

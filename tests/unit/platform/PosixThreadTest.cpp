@@ -10,8 +10,6 @@
 
 #include "ChildProcess.h"
 #include "PseudoTerminal.h"
-#include "platform/posix/PosixEvent.h"
-#include "platform/posix/PosixThread.h"
 #include "platform/posix/PosixThreading.h"
 
 namespace mova {
@@ -147,7 +145,7 @@ TEST_F(PosixThreadTest, AThreadThatTheSystemRefusesIsNull) {
 }
 
 TEST_F(PosixThreadTest, AMutexIsRecursiveOnItsThreadAndKeepsOthersOut) {
-    const auto mutex = threading_.makeMutex();
+    const auto mutex = threading_.makeRecursiveMutex();
     int count = 0;
     const auto work = [&] {
         for (int i = 0; i < 1000; ++i) {

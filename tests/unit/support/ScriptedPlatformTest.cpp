@@ -249,7 +249,7 @@ TEST(ScriptedPlatform, AReaderThreadAndACallerShareAPortUnderALock) {
     ScriptedPort& port = platform.withPort(7);
     port.expect("AT\r").replyInChunks("OK\r\n", 1, 7ms, 2ms);
     Platform& system = platform;
-    const auto lock = system.threading.makeMutex();
+    const auto lock = system.threading.makeRecursiveMutex();
     const auto stop = system.threading.makeEvent();
     const PortHandle handle = system.serial.open(port.path(), true);
     const auto transfer = system.serial.makeTransfer();

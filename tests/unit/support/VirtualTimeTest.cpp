@@ -310,7 +310,7 @@ TEST(VirtualThreads, TheSameRunTwiceGivesTheSameOrder) {
         if (seed != 0) platform.interleave(seed);
         std::string seen;
         std::vector<std::unique_ptr<Thread>> threads;
-        const auto lock = platform.threading().makeMutex();
+        const auto lock = platform.threading().makeRecursiveMutex();
         for (char name = 'a'; name < 'f'; ++name) {
             threads.push_back(platform.spawn([&, name] {
                 for (int i = 0; i < 20; ++i) {
@@ -338,7 +338,7 @@ TEST(VirtualThreads, TheSameRunTwiceGivesTheSameOrder) {
 
 TEST(VirtualMutex, IsRecursiveOnItsThread) {
     ScriptedPlatform platform;
-    const auto mutex = platform.threading().makeMutex();
+    const auto mutex = platform.threading().makeRecursiveMutex();
     bool entered = false;
     const std::unique_ptr<Thread> thread = platform.spawn([&] {
         const std::lock_guard guard(*mutex);
@@ -357,7 +357,7 @@ TEST(VirtualMutex, IsRecursiveOnItsThread) {
 
 TEST(VirtualMutex, GoesToThoseWhoWaitInTheirOrderBeforeItsOwnerGetsItAgain) {
     ScriptedPlatform platform;
-    const auto mutex = platform.threading().makeMutex();
+    const auto mutex = platform.threading().makeRecursiveMutex();
     std::vector<std::string> seen;
     std::vector<std::unique_ptr<Thread>> threads;
     mutex->lock();
@@ -416,8 +416,8 @@ TEST(VirtualTimeDeath, ADeadlockIsToldWithWhoWaitsForWhat) {
     ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
     const auto deadlock = [] {
         ScriptedPlatform platform;
-        const auto first = platform.threading().makeMutex();
-        const auto second = platform.threading().makeMutex();
+        const auto first = platform.threading().makeRecursiveMutex();
+        const auto second = platform.threading().makeRecursiveMutex();
         first->lock();
         const auto thread = platform.spawn([&] {
             second->lock();

@@ -25,12 +25,12 @@ struct Win32Platform {
     Platform platform{serial, threading, clock, keys, datagrams, files, host};
 };
 
-alignas(Win32Platform) unsigned char place[sizeof(Win32Platform)];
+alignas(Win32Platform) unsigned char instanceStorage[sizeof(Win32Platform)];
 
-// Made with the module, so that no guard is needed on the way to it, and never destroyed: threads may outlive main and,
-// in a DLL, the last user.
+// The instance is made with the module, so that no guard is needed on the way to it. It is never destroyed: threads may
+// outlive main and, in a DLL, the last user.
 // NOLINTNEXTLINE(cert-err58-cpp): a module that cannot have it cannot be loaded
-Win32Platform& instance = *new (place) Win32Platform;
+Win32Platform& instance = *new (instanceStorage) Win32Platform;
 
 }  // namespace
 

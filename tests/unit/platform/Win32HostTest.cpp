@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/win32/SystemVersionLimit.h"
+#include "platform/win32/Win32Host.h"
 
 namespace mova {
 namespace {
