@@ -2,8 +2,6 @@
 // written, so that a call that runs out of memory has written nothing.
 #pragma once
 #include <cstdint>
-#include <optional>
-#include <string>
 
 #include "component/automation/Bstr.h"
 
@@ -13,6 +11,19 @@ template <class Out, class Value>
 HRESULT put(Out* out, Value value) {
     if (out) *out = static_cast<Out>(value);
     return S_OK;
+}
+
+// The only place where a code becomes the number that clients see.
+template <class Out>
+HRESULT putCode(Out* out, std::uint32_t code) {
+    return put(out, code);
+}
+
+// Deliberate: E2P and HCI calls tell a code other than 0 by their success value too.
+template <class Out>
+HRESULT putCodeAndStatus(Out* out, std::uint32_t code) {
+    putCode(out, code);
+    return code == 0 ? S_OK : S_FALSE;
 }
 
 // An out-text is written without looking at what was there: clients pass what they like.
@@ -25,13 +36,6 @@ inline void replaceText(BSTR* inOut, Bstr text) {
     if (!inOut) return;
     SysFreeString(*inOut);
     *inOut = text.release();
-}
-
-// Deliberate: E2P and HCI calls tell a code other than 0 by their success value too.
-template <class Out>
-HRESULT putCode(Out* out, std::uint32_t code) {
-    put(out, code);
-    return code == 0 ? S_OK : S_FALSE;
 }
 
 }  // namespace mova
