@@ -104,22 +104,22 @@ public:
 };
 
 // The method fills the array that the caller's VARIANT holds. A script's array of VARIANTs must not be filled with raw
-// bytes: a byte array of its size goes in its place.
+// bytes: a byte array of its size replaces it for the call.
 class VariantPointer final : public PassedArgument {
 public:
     // filled: tells how many bytes the method filled; null: it fills none.
     VariantPointer(VARIANT* given, const OutPointer* filled) : given_(given), filled_(filled) {}
 
     HRESULT prepare(VARIANT& passed) override {
-        setPointer(passed, VT_VARIANT, &inItsPlace_);
+        setPointer(passed, VT_VARIANT, &replacement_);
         if (!given_) return S_OK;
         VARIANT& argument = contentOf(*given_);
         if (const ScriptArray script(argument); script) return makeByteArray(script.elements().size());
         SAFEARRAY* const array = arrayIn(argument);
         if (array && isReference(argument)) {
-            V_VT(&withoutReference_) = valueType(argument);
-            V_ARRAY(&withoutReference_) = array;
-            setPointer(passed, VT_VARIANT, &withoutReference_);
+            V_VT(&callersArray_) = valueType(argument);
+            V_ARRAY(&callersArray_) = array;
+            setPointer(passed, VT_VARIANT, &callersArray_);
         } else {
             setPointer(passed, VT_VARIANT, &argument);
         }
@@ -133,9 +133,9 @@ public:
     }
 
     void giveBack() override {
-        if (!given_ || V_VT(&inItsPlace_) == VT_EMPTY) return;
+        if (!given_ || V_VT(&replacement_) == VT_EMPTY) return;
         const ScriptArray script(contentOf(*given_));
-        const ByteArray array(inItsPlace_);
+        const ByteArray array(replacement_);
         const std::size_t count = std::min({script.elements().size(), array.bytes().size(), bytesFilled_});
         for (std::size_t i = 0; i < count; ++i) {
             VARIANT& element = script.elements()[i];
@@ -149,15 +149,15 @@ private:
     HRESULT makeByteArray(std::size_t size) {
         SAFEARRAY* const array = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(size));
         if (!array) return E_OUTOFMEMORY;
-        V_VT(&inItsPlace_) = VT_ARRAY | VT_UI1;
-        V_ARRAY(&inItsPlace_) = array;
+        V_VT(&replacement_) = VT_ARRAY | VT_UI1;
+        V_ARRAY(&replacement_) = array;
         return S_OK;
     }
 
     VARIANT* const given_;
     const OutPointer* const filled_;
-    Variant inItsPlace_;          // of a script's array or a missing argument
-    VARIANT withoutReference_{};  // the caller's array, whose owner the caller stays
+    Variant replacement_;     // for a script's array or a missing argument
+    VARIANT callersArray_{};  // as a value; the caller stays its owner
     std::size_t bytesFilled_ = 0;
 };
 
