@@ -13,8 +13,8 @@ class BoundCall {
 public:
     explicit BoundCall(const FunctionDescription& function) : function_(function) {}
 
-    // Once only. The caller gets all results or, when something fails, does not fit or finds no memory, none; fails with
-    // the system's dispatch errors, and wrongArgument() then tells which of the caller's arguments it was.
+    // Once only. The caller gets all results or, when something fails, does not fit or finds no memory, none.
+    // Fails with the system's dispatch errors; wrongArgument() then tells which of the caller's arguments it was.
     HRESULT run(ITypeInfo& info, void* target, WORD flags, DISPPARAMS& given, VARIANT* result, EXCEPINFO* exception);
     UINT wrongArgument() const { return wrong_; }
 

@@ -10,35 +10,35 @@ namespace {
 
 struct TypeTraits {
     VARTYPE type;
-    std::size_t width;   // in bytes; 0: nothing that could be written through a reference
-    bool keepsBits;      // in a conversion from another such type of the same width
     VARTYPE signedTwin;  // VT_EMPTY: none
+    bool keepsBits;      // in a conversion from another such type of the same width
+    std::size_t width;   // in bytes; 0: nothing that could be written through a reference
 };
 
 constexpr TypeTraits kTypes[] = {
-    {VT_I1, 1, false, VT_EMPTY},
-    {VT_UI1, 1, false, VT_EMPTY},
-    {VT_I2, 2, true, VT_EMPTY},
-    {VT_UI2, 2, true, VT_I2},
-    {VT_BOOL, 2, false, VT_EMPTY},
-    {VT_I4, 4, true, VT_EMPTY},
-    {VT_UI4, 4, true, VT_I4},
-    {VT_INT, 4, true, VT_EMPTY},
-    {VT_UINT, 4, true, VT_INT},
-    {VT_R4, 4, false, VT_EMPTY},
-    {VT_ERROR, 4, false, VT_EMPTY},
-    {VT_I8, 8, false, VT_EMPTY},
-    {VT_UI8, 8, false, VT_EMPTY},
-    {VT_R8, 8, false, VT_EMPTY},
-    {VT_CY, 8, false, VT_EMPTY},
-    {VT_DATE, 8, false, VT_EMPTY},
-    {VT_BSTR, sizeof(BSTR), false, VT_EMPTY},
+    {VT_I1, VT_EMPTY, false, 1},
+    {VT_UI1, VT_EMPTY, false, 1},
+    {VT_I2, VT_EMPTY, true, 2},
+    {VT_UI2, VT_I2, true, 2},
+    {VT_BOOL, VT_EMPTY, false, 2},
+    {VT_I4, VT_EMPTY, true, 4},
+    {VT_UI4, VT_I4, true, 4},
+    {VT_INT, VT_EMPTY, true, 4},
+    {VT_UINT, VT_INT, true, 4},
+    {VT_R4, VT_EMPTY, false, 4},
+    {VT_ERROR, VT_EMPTY, false, 4},
+    {VT_I8, VT_EMPTY, false, 8},
+    {VT_UI8, VT_EMPTY, false, 8},
+    {VT_R8, VT_EMPTY, false, 8},
+    {VT_CY, VT_EMPTY, false, 8},
+    {VT_DATE, VT_EMPTY, false, 8},
+    {VT_BSTR, VT_EMPTY, false, sizeof(BSTR)},
 };
 
 TypeTraits traitsOf(VARTYPE type) {
     const auto found =
         std::find_if(std::begin(kTypes), std::end(kTypes), [type](const TypeTraits& row) { return row.type == type; });
-    return found == std::end(kTypes) ? TypeTraits{type, 0, false, VT_EMPTY} : *found;
+    return found == std::end(kTypes) ? TypeTraits{type, VT_EMPTY, false, 0} : *found;
 }
 
 HRESULT changeType(Variant& to, const VARIANT& from, VARTYPE type) {

@@ -1,5 +1,5 @@
-// Owns a VARIANT, which is empty until something is put into it. It adds nothing to it: an array of these is an array of
-// VARIANTs as the system takes it.
+// Owns a VARIANT, which is empty until something is put into it. It adds nothing to it: an array of these is an array
+// of VARIANTs as the system takes it.
 #pragma once
 #include <utility>
 
