@@ -21,10 +21,7 @@ AutomationObject::AutomationObject(IUnknown* outer)
       manager_(nativePlatform(), sinks_) {}
 
 AutomationObject::~AutomationObject() {
-    guarded([&] {
-        manager_.FinalRelease();
-        return S_OK;
-    });
+    guarded([&] { manager_.FinalRelease(); });
     sinks_->clear();
 }
 
@@ -54,8 +51,6 @@ STDMETHODIMP_(ULONG) AutomationObject::Inner::Release() {
     }
     return left;
 }
-
-// --- late binding
 
 STDMETHODIMP AutomationObject::GetTypeInfoCount(UINT* count) {
     if (!count) return E_POINTER;
@@ -88,8 +83,6 @@ STDMETHODIMP AutomationObject::Invoke(DISPID id, REFIID iid, LCID, WORD flags, D
                                    wrongArgument);
     });
 }
-
-// --- class information
 
 STDMETHODIMP AutomationObject::GetClassInfo(ITypeInfo** info) {
     if (!info) return E_POINTER;

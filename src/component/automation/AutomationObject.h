@@ -4,11 +4,11 @@
 #include <atomic>
 #include <memory>
 
-#include "mova/CVeCmdManager.h"
 #include "component/automation/ConnectionPoint.h"
 #include "component/automation/EventSinks.h"
 #include "component/automation/LateBinding.h"
 #include "component/automation/Module.h"
+#include "mova/CVeCmdManager.h"
 
 namespace mova {
 
@@ -30,7 +30,8 @@ public:
     STDMETHODIMP GetClassInfo(ITypeInfo** info) override;
     STDMETHODIMP GetGUID(DWORD kind, GUID* id) override;
 
-    // The interface's entries, in its order.
+    // The interface's entries, in its order. They stand by subject in PortEntries, AtEntries, RfEntries, ObjectEntries
+    // and DirectEntries.
     STDMETHODIMP get_BaudRate(LONG* pVal) override;
     STDMETHODIMP put_BaudRate(LONG value) override;
     STDMETHODIMP get_CommPortId(LONG* pVal) override;

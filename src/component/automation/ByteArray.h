@@ -3,16 +3,13 @@
 #include <cstdint>
 #include <span>
 
-#include "component/automation/Ole.h"
+#include "component/automation/SafeArray.h"
 
 namespace mova {
 
 class ByteArray {
 public:
     explicit ByteArray(const VARIANT& argument);
-    ByteArray(const ByteArray&) = delete;
-    ByteArray& operator=(const ByteArray&) = delete;
-    ~ByteArray();
 
     // One-dimensional, of 8-bit or 16-bit unsigned values, passed by value.
     bool holds(VARTYPE element) const { return type_ == (VT_ARRAY | element) && dimensions_ == 1; }
@@ -22,7 +19,7 @@ public:
 private:
     VARTYPE type_;
     UINT dimensions_ = 0;
-    SAFEARRAY* accessed_ = nullptr;
+    ArrayAccess access_;
     std::span<std::uint8_t> bytes_;
 };
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "component/automation/Bstr.h"
+#include "component/automation/Variant.h"
 #include "platform/win32/OwnedHandle.h"
 
 namespace mova {
@@ -15,27 +15,6 @@ constexpr DWORD kLetCallsInFor = 1;  // milliseconds
 
 // The system's proxies answer for their security; objects of clients do not.
 bool isProxy(IDispatch* sink) { return static_cast<bool>(ComPtr<IClientSecurity>::of(sink)); }
-
-struct Arguments {
-    VARIANT values[3]{};
-    Arguments() {
-        for (VARIANT& value : values) VariantInit(&value);
-    }
-    ~Arguments() {
-        for (VARIANT& value : values) VariantClear(&value);
-    }
-};
-
-void set(VARIANT& argument, std::int32_t value) {
-    V_VT(&argument) = VT_I4;
-    V_I4(&argument) = value;
-}
-
-void set(VARIANT& argument, Bstr text) {
-    VariantClear(&argument);
-    V_VT(&argument) = VT_BSTR;
-    V_BSTR(&argument) = text.release();
-}
 
 }  // namespace
 
@@ -62,74 +41,75 @@ HRESULT EventSinks::advise(IUnknown* subscriber, DWORD* cookie) {
     if (!cookie) return E_POINTER;
     *cookie = 0;
     if (!subscriber) return E_POINTER;
-    Place place;
+    Subscription entered;
     // An object may have more than one dispatch interface: this one is meant.
     IID iid{};
     for (const IID& asked : {__uuidof(_IVeCmdManagerEvents), __uuidof(IDispatch)}) {
-        if (place.sink) break;
+        if (entered.sink) break;
         iid = asked;
-        subscriber->QueryInterface(iid, reinterpret_cast<void**>(place.sink.receive()));
+        subscriber->QueryInterface(iid, reinterpret_cast<void**>(entered.sink.receive()));
     }
-    if (!place.sink) return CONNECT_E_CANNOTCONNECT;
-    if (isProxy(place.sink.get())) {
+    if (!entered.sink) return CONNECT_E_CANNOTCONNECT;
+    if (isProxy(entered.sink.get())) {
         const auto entry = std::make_shared<TableEntry>();
-        const HRESULT result = entry->enter(place.sink.get(), iid);
+        const HRESULT result = entry->enter(entered.sink.get(), iid);
         if (FAILED(result)) return result;
-        place.entry = entry;
+        entered.entry = entry;
     }
 
     const std::lock_guard guard(mutex_);
-    const auto free = std::find_if(places_.begin(), places_.end(), [](const Place& p) { return p.cookie == 0; });
-    Place& taken = free == places_.end() ? places_.emplace_back() : *free;
-    place.cookie = ++lastCookie_;
-    taken = std::move(place);
-    *cookie = taken.cookie;
+    const auto free =
+        std::find_if(subscriptions_.begin(), subscriptions_.end(), [](const Subscription& s) { return s.cookie == 0; });
+    Subscription& kept = free == subscriptions_.end() ? subscriptions_.emplace_back() : *free;
+    entered.cookie = ++lastCookie_;
+    kept = std::move(entered);
+    *cookie = kept.cookie;
     return S_OK;
 }
 
 HRESULT EventSinks::unadvise(DWORD cookie) {
-    Place left;
+    Subscription left;
     {
         const std::lock_guard guard(mutex_);
-        const auto place = std::find_if(places_.begin(), places_.end(),
-                                        [cookie](const Place& p) { return cookie != 0 && p.cookie == cookie; });
-        if (place == places_.end()) return CONNECT_E_NOCONNECTION;
-        std::swap(left, *place);
+        const auto found = std::find_if(subscriptions_.begin(), subscriptions_.end(),
+                                        [cookie](const Subscription& s) { return cookie != 0 && s.cookie == cookie; });
+        if (found == subscriptions_.end()) return CONNECT_E_NOCONNECTION;
+        std::swap(left, *found);
     }
     return S_OK;
 }
 
 void EventSinks::clear() {
     // cppcheck-suppress variableScope ; outlives the lock: sinks are released without it
-    std::vector<Place> left;
+    std::vector<Subscription> left;
     {
         const std::lock_guard guard(mutex_);
-        left.swap(places_);
+        left.swap(subscriptions_);
     }
 }
 
 std::vector<EventSinks::Subscriber> EventSinks::subscribers() const {
     std::vector<Subscriber> result;
     const std::lock_guard guard(mutex_);
-    for (const Place& place : places_) {
-        if (place.cookie != 0) result.push_back({place.cookie, place.sink});
+    for (const Subscription& subscription : subscriptions_) {
+        if (subscription.cookie != 0) result.push_back({subscription.cookie, subscription.sink});
     }
     return result;
 }
 
 std::size_t EventSinks::count() const {
     const std::lock_guard guard(mutex_);
-    return places_.size();
+    return subscriptions_.size();
 }
 
-ComPtr<IDispatch> EventSinks::reachable(std::size_t place) const {
+ComPtr<IDispatch> EventSinks::reachable(std::size_t index) const {
     ComPtr<IDispatch> sink;
     std::shared_ptr<const TableEntry> entry;
     {
         const std::lock_guard guard(mutex_);
-        if (place >= places_.size()) return sink;
-        sink = places_[place].sink;
-        entry = places_[place].entry;
+        if (index >= subscriptions_.size()) return sink;
+        sink = subscriptions_[index].sink;
+        entry = subscriptions_[index].entry;
     }
     ComPtr<IDispatch> own;
     if (entry) own = entry->fetch();
@@ -137,16 +117,13 @@ ComPtr<IDispatch> EventSinks::reachable(std::size_t place) const {
 }
 
 void EventSinks::OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const std::string& text) {
-    const std::size_t places = count();
-    for (std::size_t place = 0; place < places; ++place) {
-        const ComPtr<IDispatch> sink = reachable(place);
+    const std::size_t end = count();
+    for (std::size_t index = 0; index < end; ++index) {
+        const ComPtr<IDispatch> sink = reachable(index);
         if (!sink) continue;
         // Last argument first. Fresh for each sink: whatever one does to them, the next gets its own.
-        Arguments arguments;
-        set(arguments.values[0], wide(text));
-        set(arguments.values[1], lParam);
-        set(arguments.values[2], lType);
-        DISPPARAMS parameters{arguments.values, nullptr, static_cast<UINT>(std::size(arguments.values)), 0};
+        Variant arguments[]{Variant(wide(text)), Variant(lParam), Variant(lType)};
+        DISPPARAMS parameters{arguments, nullptr, static_cast<UINT>(std::size(arguments)), 0};
         sink->Invoke(kOnCpGetMovaCnf, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters, nullptr, nullptr,
                      nullptr);
     }

@@ -1,4 +1,4 @@
-// The clients' event sinks: a growable array of places, one for each subscriber. Events go to each in turn, on the
+// The clients' event sinks: a list of subscriptions, which grows as needed. Events go to each in turn, on the
 // thread that runs the receive engine, without a lock held; a sink may unsubscribe itself or others meanwhile.
 #pragma once
 #include <cstdint>
@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "mova/CVeCmdManager.h"
 #include "component/automation/ComPtr.h"
-#include "platform/Threading.h"
+#include "mova/CVeCmdManager.h"
+#include "platform/PlainMutex.h"
 
 namespace mova {
 
@@ -51,17 +51,17 @@ private:
         DWORD cookie_ = 0;  // 0: not entered
     };
 
-    struct Place {
+    struct Subscription {
         DWORD cookie = 0;                         // 0: nobody
         ComPtr<IDispatch> sink;                   // as it was subscribed
         std::shared_ptr<const TableEntry> entry;  // null: called directly
     };
 
     std::size_t count() const;
-    ComPtr<IDispatch> reachable(std::size_t place) const;
+    ComPtr<IDispatch> reachable(std::size_t index) const;
 
-    mutable Mutex mutex_;
-    std::vector<Place> places_;
+    mutable PlainMutex mutex_;
+    std::vector<Subscription> subscriptions_;
     std::vector<DWORD> comThreads_;  // that COM was initialised on, and is to be uninitialised
     DWORD lastCookie_ = 0;
 };

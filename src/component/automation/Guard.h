@@ -2,15 +2,22 @@
 #pragma once
 #include <new>
 #include <stdexcept>
+#include <type_traits>
 
 #include "component/automation/Ole.h"
 
 namespace mova {
 
+// An action without a result of its own succeeds.
 template <class Action>
 HRESULT guarded(Action action) noexcept {
     try {
-        return action();
+        if constexpr (std::is_void_v<decltype(action())>) {
+            action();
+            return S_OK;
+        } else {
+            return action();
+        }
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     } catch (const std::length_error&) {  // a length that no text or buffer can have

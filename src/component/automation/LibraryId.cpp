@@ -1,4 +1,5 @@
 // Defines the library's id, which the interface header only declares.
+// clang-format off
 #include "platform/win32/WindowsApi.h"
 
 #include <ole2.h>
@@ -7,3 +8,4 @@
 #include <initguid.h>
 
 #include "MovaCmdSvr.h"
+// clang-format on
