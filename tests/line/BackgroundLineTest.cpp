@@ -149,7 +149,7 @@ public:
         if (text.find("AT+CFUN=1") != text.npos) answered = true;
     }
     CVeCmdManager* manager = nullptr;
-    std::atomic<Code> sent{0xFFFFFFFF};
+    std::atomic<Code> sent{Code{0xFFFFFFFF}};
     std::atomic<bool> answered{false};
 };
 

@@ -167,7 +167,7 @@ class PulledWhileWaiting : public PulledCables, public testing::WithParamInterfa
 TEST_P(PulledWhileWaiting, EndsWithTheTimeoutAndTheWayBackIsTheSameForAll) {
     const auto send = [&] {
         const auto start = std::chrono::steady_clock::now();
-        const std::uint32_t result = GetParam().send(manager());
+        const Code result = GetParam().send(manager());
         EXPECT_LT(std::chrono::steady_clock::now() - start, kLongestCall);
         return result;
     };

@@ -8,7 +8,7 @@
 
 #include "component/automation/ComPtr.h"
 #include "mova/CVeCmdManager.h"
-#include "platform/PlainMutex.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
@@ -60,7 +60,7 @@ private:
     std::size_t count() const;
     ComPtr<IDispatch> reachable(std::size_t index) const;
 
-    mutable PlainMutex mutex_;
+    mutable Mutex mutex_;
     std::vector<Subscription> subscriptions_;
     std::vector<DWORD> comThreads_;  // that COM was initialised on, and is to be uninitialised
     DWORD lastCookie_ = 0;
