@@ -7,6 +7,8 @@ namespace mova::code {
 constexpr std::uint32_t Success = 0;
 constexpr std::uint32_t Stopped = 0x0010;  // the stop event ended a wait
 
+constexpr std::uint32_t NoTraceFile = 0x1002;  // no trace file could be opened
+
 constexpr std::uint32_t BadAtCommand = 0x2007;  // empty or longer than 4094 characters
 
 constexpr std::uint32_t UnknownProperty = 0x3001;        // unknown AT property id
@@ -43,6 +45,8 @@ constexpr std::uint32_t SignalsUnreadable = 0x4345;
 constexpr std::uint32_t AlreadyOpen = 0x4346;
 
 constexpr std::uint32_t OtpError = 0x6300;  // the handset answered the OTP query with "ERROR"
+
+constexpr std::uint32_t E2pStatusOther = 0x820C;  // an E2P status without a code of its own: 1, 21 to 255
 
 constexpr std::uint32_t FlashChecksum = 0xB340;
 constexpr std::uint32_t FlashCounterAtLimit = 0xB341;

@@ -1,9 +1,10 @@
 #include "services/E2pRequests.h"
 
 #include <algorithm>
-#include <array>
 
+#include "base/CodeTexts.h"
 #include "base/HexText.h"
+#include "base/Text.h"
 #include "logging/LogWriter.h"
 
 namespace mova {
@@ -49,11 +50,6 @@ bool echoesData(E2pCommand command) {
            command == E2pCommand::SerialNumber;
 }
 
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
-}
-
 std::uint32_t check(const Reply& reply, E2pCommand command, std::uint16_t object, std::uint16_t record,
                     std::string_view sent) {
     if (reply.command != static_cast<std::uint8_t>(command)) return code::WrongCommandEcho;
@@ -76,18 +72,6 @@ Range clampRange(std::size_t size, std::int32_t start, std::int32_t length) {
 }
 
 }  // namespace
-
-std::uint32_t e2pStatusCode(std::uint8_t status) {
-    // From status 2 on. Deliberate: 13 to 17 are not in order.
-    constexpr std::array<std::uint16_t, 19> kCodes{0x8201, 0x8202, 0x8203, 0x8204, 0x8205, 0x8206, 0x8207,
-                                                   0x8208, 0x8209, 0x820A, 0x820B, 0x8313, 0x8314, 0x8310,
-                                                   0x8311, 0x8312, 0x8315, 0x8316, 0x8317};
-    constexpr std::uint32_t kOther = 0x820C;
-    constexpr std::uint8_t kFirst = 2;
-    if (status == 0) return code::Success;
-    if (status < kFirst || status - kFirst >= static_cast<int>(kCodes.size())) return kOther;
-    return kCodes[static_cast<std::size_t>(status - kFirst)];
-}
 
 TextReply E2pRequests::request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data) {
     const auto objectId = static_cast<std::uint16_t>(object);

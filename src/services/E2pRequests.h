@@ -32,9 +32,6 @@ enum class E2pCommand : std::uint8_t {
     LockOtp = 0x87,
 };
 
-// The handset's status byte as a code; 0 is success.
-std::uint32_t e2pStatusCode(std::uint8_t status);
-
 class E2pRequests {
 public:
     struct RangeReply {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/Environment.h"
 #include "cli/PortList.h"
 
 namespace mova::cli {
@@ -25,7 +26,7 @@ std::string onlyPort() {
     if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
     if (ports.size() > 1) {
         failUsage("there are several ports and none is named",
-                  "\"mova ports\" lists them; choose with --port or MOVA_PORT");
+                  "\"mova ports\" lists them; choose with --port or " + std::string(variable::kPort));
     }
     return ports[0].number ? std::to_string(*ports[0].number) : ports[0].device;
 }

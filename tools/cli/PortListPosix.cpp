@@ -2,18 +2,15 @@
 #include <filesystem>
 #include <fstream>
 
-#include "cli/Environment.h"
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
+#include "platform/posix/PosixPlatform.h"
 
 namespace mova::cli {
 
 namespace fs = std::filesystem;
 
-std::string deviceFolder() {
-    const std::string folder = environment("MOVA_DEVICE_DIR").value_or("");
-    return folder.empty() ? "/dev" : folder;
-}
+std::string deviceFolder() { return nativeOptions().deviceDir; }
 
 namespace {
 
@@ -29,9 +26,10 @@ bool hasHardware(const fs::path& entry) {
 std::vector<std::string> serialDevices() {
     std::vector<std::string> devices;
     std::error_code failed;
-    for (fs::directory_iterator entry("/sys/class/tty", failed), end; !failed && entry != end;
+    const PosixOptions usual;  // where the kernel's own names are, whatever the user's folder of links
+    for (fs::directory_iterator entry(usual.sysDir + "/class/tty", failed), end; !failed && entry != end;
          entry.increment(failed)) {
-        const std::string device = "/dev/" + entry->path().filename().string();
+        const std::string device = usual.deviceDir + "/" + entry->path().filename().string();
         if (hasHardware(entry->path()) && fs::exists(device, failed)) devices.push_back(device);
     }
     std::sort(devices.begin(), devices.end());

@@ -1,9 +1,8 @@
 #include <CLI/CLI.hpp>
 
+#include "base/HexText.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
-#include "cli/Numbers.h"
-#include "base/HexText.h"
 
 namespace mova::cli {
 

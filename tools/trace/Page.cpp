@@ -5,7 +5,8 @@
 #include <set>
 #include <string_view>
 
-#include "text/Text.h"
+#include "base/CodeTexts.h"
+#include "base/Printable.h"
 #include "trace/PageParts.h"
 #include "trace/Report.h"
 #include "trace/Verdict.h"
@@ -15,7 +16,6 @@ namespace mova::trace {
 namespace {
 
 using nlohmann::json;
-using text::asUtf8;
 
 // Inside a script element "<" could end it.
 void writeJson(std::ostream& out, const json& value) {

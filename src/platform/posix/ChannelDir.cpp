@@ -1,14 +1,10 @@
 #include "platform/posix/ChannelDir.h"
 
-#include <cstdlib>
+#include "base/Environment.h"
 
 namespace mova {
 
-std::string defaultChannelDir() {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* runtimeDir = std::getenv("XDG_RUNTIME_DIR");
-    return runtimeDir != nullptr && *runtimeDir != '\0' ? runtimeDir : "/tmp";
-}
+std::string defaultChannelDir() { return environmentOr(variable::kRuntimeDir, "/tmp"); }
 
 std::string channelPath(const std::string& folder, std::string_view name, std::string_view suffix) {
     const auto lastSeparator = name.find_last_of("\\/");

@@ -1,7 +1,6 @@
 #include "platform/posix/PosixPlatform.h"
 
-#include <cstdlib>
-
+#include "base/Environment.h"
 #include "platform/posix/ChannelDir.h"
 
 namespace mova {
@@ -12,15 +11,13 @@ std::string channelDirOf(const PosixOptions& options) {
     return options.channelDir.empty() ? defaultChannelDir() : options.channelDir;
 }
 
-PosixOptions optionsOfEnvironment() {
+}  // namespace
+
+PosixOptions nativeOptions() {
     PosixOptions options;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    const char* deviceDir = std::getenv("MOVA_DEVICE_DIR");
-    if (deviceDir != nullptr && *deviceDir != '\0') options.deviceDir = deviceDir;
+    options.deviceDir = environmentOr(variable::kDeviceDir, options.deviceDir);
     return options;
 }
-
-}  // namespace
 
 PosixPlatform::PosixPlatform(const PosixOptions& options)
     : serial_(options.deviceDir),
@@ -30,7 +27,7 @@ PosixPlatform::PosixPlatform(const PosixOptions& options)
       platform_{serial_, threading_, clock_, keys_, datagrams_, files_, host_} {}
 
 Platform& nativePlatform() {
-    static PosixPlatform& instance = *new PosixPlatform(optionsOfEnvironment());  // threads may outlive main
+    static PosixPlatform& instance = *new PosixPlatform(nativeOptions());  // threads may outlive main
     return instance.platform();
 }
 

@@ -19,8 +19,10 @@ struct PosixOptions {
     std::string channelDir;  // of datagram sockets and lock files; empty: $XDG_RUNTIME_DIR, or /tmp without it
 };
 
-// nativePlatform() is one of these with the defaults, but the environment variable MOVA_DEVICE_DIR, when set, names the
-// folder of the COMn links: for tests, and for users who may not write to /dev.
+// The defaults, but the environment variable MOVA_DEVICE_DIR, when set, names the folder of the COMn links: for tests,
+// and for users who may not write to /dev. nativePlatform() has these.
+PosixOptions nativeOptions();
+
 class PosixPlatform {
 public:
     explicit PosixPlatform(const PosixOptions& options = {});

@@ -1,7 +1,7 @@
-#include "services/E2pRequests.h"
-
 #include <vector>
 
+#include "base/CodeTexts.h"
+#include "services/E2pRequests.h"
 #include "unit/services/ServicesFixture.h"
 
 namespace mova {
