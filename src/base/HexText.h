@@ -15,6 +15,7 @@ void encodeHexTo(std::span<const std::uint8_t> bytes, char* out);  // twice as m
 void appendHexByte(std::string& text, std::uint8_t value);
 void appendHexWord(std::string& text, std::uint16_t value);  // least significant byte first
 
+constexpr bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
 std::uint8_t hexDigit(char c);
 // A number of any length, wrapping in 32 bits; the empty text is 0.
 std::uint32_t hexNumber(std::string_view text);

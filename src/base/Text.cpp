@@ -1,5 +1,6 @@
 #include "base/Text.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace mova {
@@ -39,6 +40,17 @@ std::string_view trimRight(std::string_view text) {
 std::string_view trim(std::string_view text) {
     const auto first = text.find_first_not_of(kWhiteSpace);
     return first == text.npos ? std::string_view{} : trimRight(text.substr(first));
+}
+
+std::string upperCase(std::string_view text) {
+    std::string upper(text);
+    for (char& c : upper) c = upperCase(c);
+    return upper;
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return lowerCase(x) == lowerCase(y); });
 }
 
 std::string tildeLines(std::string_view text) {

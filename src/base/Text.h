@@ -1,4 +1,4 @@
-// Small text tools that every room needs.
+// Small text tools for every layer and every program.
 #pragma once
 #include <cstdarg>
 #include <string>
@@ -18,6 +18,12 @@ MOVA_PRINTF(1, 0) std::string formatList(const char* pattern, va_list arguments)
 // White space is space, tab, carriage return, line feed, vertical tab and form feed.
 std::string_view trimRight(std::string_view text);
 std::string_view trim(std::string_view text);
+
+// Letters of other alphabets than ASCII stay as they are, whatever the locale.
+constexpr char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+constexpr char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
+std::string upperCase(std::string_view text);
+bool equalIgnoringCase(std::string_view a, std::string_view b);
 
 // "\r\n" becomes "~", then every run of "~" becomes one: a multi-line answer on one line.
 std::string foldLines(std::string_view text);

@@ -74,21 +74,11 @@ bool readValue(KeyTree& keys, KeyTree::Key key, const char* name, std::string& t
     return true;
 }
 
-void toUpper(std::string& text) {
-    for (char& c : text) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    }
-}
-
 }  // namespace
 
-int matchText(std::string text, std::string pattern, bool ignoreCase) {
-    if (ignoreCase) {
-        toUpper(text);
-        toUpper(pattern);
-    }
-    const auto position = text.find(pattern);
-    return position == std::string::npos ? -1 : static_cast<int>(position);
+int matchText(std::string_view text, std::string_view pattern, bool ignoreCase) {
+    const auto position = ignoreCase ? upperCase(text).find(upperCase(pattern)) : text.find(pattern);
+    return position == text.npos ? -1 : static_cast<int>(position);
 }
 
 CardType classifyDriver(const std::string& driverName) {

@@ -3,6 +3,7 @@
 #pragma once
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "platform/Platform.h"
 
@@ -51,6 +52,6 @@ private:
 };
 
 // Position of the pattern in the text, -1 when absent.
-int matchText(std::string text, std::string pattern, bool ignoreCase);
+int matchText(std::string_view text, std::string_view pattern, bool ignoreCase);
 
 }  // namespace mova

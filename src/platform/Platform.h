@@ -25,7 +25,5 @@ Platform& nativePlatform();
 
 // nativePlatform() heeds these variables of the environment on Linux: the folder of the COMn links, and the folder of
 // the datagram sockets and lock files.
-constexpr const char* kDeviceDirVariable = "MOVA_DEVICE_DIR";
-constexpr const char* kRuntimeDirVariable = "XDG_RUNTIME_DIR";
 
 }  // namespace mova

@@ -4,6 +4,7 @@
 
 #include "base/E2pStatus.h"
 #include "base/HexText.h"
+#include "base/Text.h"
 
 namespace mova {
 
@@ -46,11 +47,6 @@ Reply parseReply(std::string_view text) {
 bool echoesData(E2pCommand command) {
     return command == E2pCommand::Write || command == E2pCommand::Password || command == E2pCommand::AuthenticationKey ||
            command == E2pCommand::SerialNumber;
-}
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 Code check(const Reply& reply, E2pCommand command, std::uint16_t object, std::uint16_t record,

@@ -1,9 +1,8 @@
 #include <CLI/CLI.hpp>
 
+#include "base/Printable.h"
 #include "cli/AtExchange.h"
-#include "cli/CodeTable.h"
 #include "cli/Commands.h"
-#include "cli/Numbers.h"
 #include "mova/Codes.h"
 
 namespace mova::cli {

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <array>
 
-#include "cli/Numbers.h"
+#include "base/Printable.h"
 #include "base/Text.h"
+#include "cli/SplitText.h"
 
 namespace mova::cli {
 

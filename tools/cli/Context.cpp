@@ -2,9 +2,10 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/Interrupt.h"
-#include "cli/Numbers.h"
 #include "base/Text.h"
+#include "cli/Interrupt.h"
+#include "cli/ParseBytes.h"
+#include "cli/ParseNumber.h"
 
 namespace mova::cli {
 
@@ -56,6 +57,12 @@ CLI::Option* addHex(CLI::App& command, const std::string& name, std::string& val
         description);
     option->type_name("HEX");
     return option;
+}
+
+std::vector<NumberRange> rangesOf(const std::string& text, const char* option, const std::string& hint) {
+    const auto ranges = parseRanges(text, kLargestWord);
+    if (!ranges) failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535", hint);
+    return *ranges;
 }
 
 void checkInterrupt(const std::string& hint) {

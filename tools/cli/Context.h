@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "cli/Failure.h"
 #include "cli/HandsetSession.h"
 #include "cli/Output.h"
+#include "cli/ParseNumber.h"
 
 namespace CLI {
 class App;
@@ -38,6 +40,8 @@ CLI::Option* addNumber(CLI::App& command, const std::string& name, std::uint32_t
                        const std::string& description);
 // Hexadecimal data, several words joined.
 CLI::Option* addHex(CLI::App& command, const std::string& name, std::string& value, const std::string& description);
+// The ranges that an option was given; throws Failure when they are none.
+std::vector<NumberRange> rangesOf(const std::string& text, const char* option, const std::string& hint = {});
 
 // Looks for Ctrl-C; throws Failure.
 void checkInterrupt(const std::string& hint = {});

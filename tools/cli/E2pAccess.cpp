@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "cli/AtExchange.h"
-#include "cli/CodeTable.h"
-#include "cli/Numbers.h"
-#include "mova/Codes.h"
+#include "base/CodeTexts.h"
+#include "base/Printable.h"
 #include "base/Text.h"
+#include "cli/AtExchange.h"
+#include "mova/Codes.h"
 
 namespace mova::cli {
 

@@ -1,11 +1,10 @@
 #include <CLI/CLI.hpp>
 
+#include "base/HexText.h"
+#include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
-#include "cli/Numbers.h"
-#include "base/HexText.h"
-#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -2,11 +2,13 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "cli/CodeTable.h"
+#include "base/CodeTexts.h"
+#include "cli/CodeHints.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
-#include "cli/Numbers.h"
+#include "cli/ParseNumber.h"
 #include "cli/Progress.h"
+#include "cli/SplitText.h"
 #include "cli/TextFile.h"
 #include "mova/Codes.h"
 
@@ -14,9 +16,11 @@ namespace mova::cli {
 
 namespace {
 
+constexpr const char* kUsualObjects = "0x1000-0x10FF,0x901F";
+
 struct DumpOptions {
     std::string path;
-    std::string objects = "0x1000-0x10FF,0x901F";
+    std::string objects = kUsualObjects;
     std::string records = "1-8";
     std::uint32_t retries = 2;
     bool everyRecord = false;
@@ -24,13 +28,7 @@ struct DumpOptions {
     bool restart = false;
 };
 
-std::vector<NumberRange> rangesOf(const std::string& text, const char* option) {
-    const auto ranges = parseRanges(text, kLargestWord);
-    if (!ranges)
-        failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535",
-                  "for instance 0x1000-0x10FF,0x901F");
-    return *ranges;
-}
+std::string rangesHint() { return std::string("for instance ") + kUsualObjects; }
 
 // The objects and records of the ranges, in order. An object whose first record is refused can be passed over.
 class Walk {
@@ -111,8 +109,8 @@ public:
         : context_(context),
           options_(options),
           part_(options.path + ".part"),
-          objects_(rangesOf(options.objects, "--objects")),
-          records_(rangesOf(options.records, "--records")),
+          objects_(rangesOf(options.objects, "--objects", rangesHint())),
+          records_(rangesOf(options.records, "--records", rangesHint())),
           walk_(objects_, records_),
           access_(context, options.retries) {}
 
@@ -233,7 +231,7 @@ private:
     std::uint64_t stored_ = 0;
     std::uint64_t resumedWith_ = 0;
     std::uint64_t bytes_ = 0;
-    std::map<std::uint32_t, std::uint64_t> refusals_;
+    std::map<Code, std::uint64_t> refusals_;
 };
 
 }  // namespace

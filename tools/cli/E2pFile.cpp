@@ -2,10 +2,12 @@
 
 #include <algorithm>
 
-#include "cli/Failure.h"
-#include "cli/Numbers.h"
-#include "cli/TextFile.h"
 #include "base/Text.h"
+#include "cli/Failure.h"
+#include "cli/ParseBytes.h"
+#include "cli/ParseNumber.h"
+#include "cli/SplitText.h"
+#include "cli/TextFile.h"
 
 namespace mova::cli {
 

@@ -2,7 +2,7 @@
 
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
-#include "cli/Numbers.h"
+#include "cli/ParseNumber.h"
 #include "cli/Progress.h"
 #include "mova/Codes.h"
 
@@ -21,16 +21,16 @@ void addSelection(CLI::App& command, Selection& s) {
     command.add_option("--records", s.records, "only these records of them")->type_name("RANGES");
 }
 
-bool holds(const std::string& text, const char* option, std::uint32_t number) {
-    const auto ranges = parseRanges(text, kLargestWord);
-    if (!ranges) failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535");
-    return std::any_of(ranges->begin(), ranges->end(),
-                       [&](const auto& r) { return number >= r.first && number <= r.last; });
+bool holds(const std::vector<NumberRange>& ranges, std::uint32_t number) {
+    return std::any_of(ranges.begin(), ranges.end(),
+                       [&](const NumberRange& r) { return number >= r.first && number <= r.last; });
 }
 
 E2pFile selected(E2pFile file, const Selection& s) {
+    const auto objects = rangesOf(s.objects, "--objects");
+    const auto records = rangesOf(s.records, "--records");
     std::erase_if(file.objects, [&](const auto& entry) {
-        return !holds(s.objects, "--objects", entry.first.first) || !holds(s.records, "--records", entry.first.second);
+        return !holds(objects, entry.first.first) || !holds(records, entry.first.second);
     });
     return file;
 }
@@ -185,7 +185,7 @@ private:
         }
     }
 
-    static bool isRefused(std::uint32_t code) {
+    static bool isRefused(Code code) {
         return code != Code::Success && failureOf(code, {}).status == ExitStatus::Refused;
     }
 

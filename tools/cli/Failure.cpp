@@ -1,11 +1,11 @@
 #include "cli/Failure.h"
 
-#include "cli/CodeTable.h"
+#include "cli/CodeHints.h"
 
 namespace mova::cli {
 
-Failure failureOf(std::uint32_t code, std::string message) {
-    const CodeText text = describeCode(code);
+Failure failureOf(Code code, std::string message) {
+    const CodeDescription text = describeCode(code);
     return {text.status, std::move(message), text.hint, code};
 }
 

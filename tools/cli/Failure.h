@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cli/ExitStatus.h"
+#include "mova/Codes.h"
 
 namespace mova::cli {
 
@@ -12,15 +13,15 @@ struct Failure {
     ExitStatus status = ExitStatus::Refused;
     std::string message;     // what was not done
     std::string hint;        // what to do about it; may be empty
-    std::uint32_t code = 0;  // the component's, 0 when it is not one of those
+    Code code = Code::Success;  // the component's, 0 when it is not one of those
 };
 
 // A failure of the component's code: status and hint come from the table of codes.
-Failure failureOf(std::uint32_t code, std::string message);
+Failure failureOf(Code code, std::string message);
 
 // Throws failureOf unless the code is a success.
-inline void check(std::uint32_t code, std::string message) {
-    if (code != 0) throw failureOf(code, std::move(message));
+inline void check(Code code, std::string message) {
+    if (code != Code::Success) throw failureOf(code, std::move(message));
 }
 
 [[noreturn]] inline void failUsage(std::string message, std::string hint = {}) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/Environment.h"
 #include "cli/PortList.h"
 
 namespace mova::cli {
@@ -25,7 +26,7 @@ std::string onlyPort() {
     if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
     if (ports.size() > 1) {
         failUsage("there are several ports and none is named",
-                  "\"mova ports\" lists them; choose with --port or MOVA_PORT");
+                  "\"mova ports\" lists them; choose with --port or " + std::string(variable::kPort));
     }
     return ports[0].number ? std::to_string(*ports[0].number) : ports[0].device;
 }
@@ -82,7 +83,8 @@ void HandsetSession::open() {
     if (!options_.logFile.empty()) handset->Set_Log_File_Path(options_.logFile);
     handset->put_CommPortId(target->number());
     handset->put_BaudRate(options_.baudRate);
-    if (const std::uint32_t code = handset->InitCmdManager(0)) throw target->whyNotOpened(code);
+    const Code opened = handset->InitCmdManager(0);
+    if (opened != Code::Success) throw target->whyNotOpened(opened);
     target_ = std::move(target);
     handset_ = std::move(handset);
     applyTimeouts();

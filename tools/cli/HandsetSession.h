@@ -58,11 +58,13 @@ private:
 // An operating mode for the time of a command; then the plain synchronous one again.
 class ModeForNow {
 public:
-    static constexpr std::uint32_t kEvents = 1;
-    static constexpr std::uint32_t kUntilOk = 3;
+    static constexpr std::uint32_t kEvents = number(Mode::Events);
+    static constexpr std::uint32_t kUntilOk = number(Mode::SynchronousOk);
 
-    ModeForNow(CVeCmdManager& handset, std::uint32_t mode) : handset_(handset) { handset_.SwitchOperateMode(mode, 0); }
-    ~ModeForNow() { handset_.SwitchOperateMode(0, 0); }
+    ModeForNow(CVeCmdManager& handset, std::uint32_t mode) : handset_(handset) {
+        static_cast<void>(handset_.SwitchOperateMode(mode, 0));  // is always a success
+    }
+    ~ModeForNow() { static_cast<void>(handset_.SwitchOperateMode(number(Mode::Synchronous), 0)); }
     ModeForNow(const ModeForNow&) = delete;
     ModeForNow& operator=(const ModeForNow&) = delete;
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "cli/Numbers.h"
+#include "cli/SplitText.h"
 
 namespace mova::cli {
 

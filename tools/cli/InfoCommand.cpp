@@ -1,14 +1,15 @@
 #include <CLI/CLI.hpp>
 #include <array>
 
+#include "base/CodeTexts.h"
+#include "base/Printable.h"
+#include "base/Text.h"
 #include "cli/AtExchange.h"
-#include "cli/CodeTable.h"
+#include "cli/CodeHints.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
-#include "cli/Numbers.h"
 #include "cli/Table.h"
 #include "mova/Codes.h"
-#include "base/Text.h"
 
 namespace mova::cli {
 

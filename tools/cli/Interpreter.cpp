@@ -5,11 +5,13 @@
 #include <new>
 #include <sstream>
 
-#include "cli/CodeTable.h"
+#include "base/CodeTexts.h"
+#include "base/Environment.h"
+#include "base/Text.h"
+#include "cli/CodeHints.h"
 #include "cli/Commands.h"
 #include "cli/HelpFormatter.h"
 #include "cli/ManPage.h"
-#include "base/Text.h"
 
 namespace mova::cli {
 
@@ -28,7 +30,7 @@ void describeGlobals(CLI::App& app, Context& context) {
                    "port there is")
 #endif
         ->type_name("PORT")
-        ->envname("MOVA_PORT");
+        ->envname(variable::kPort);
     app.add_option("-b,--baud", options.baudRate, "baud rate")
         ->type_name("RATE")
         ->check(CLI::Range(1, 12'000'000).description(""))
@@ -41,8 +43,9 @@ void describeGlobals(CLI::App& app, Context& context) {
         ->type_name("FILE");
     app.add_option("--log", options.logFile, "append commands, answers and errors to this file")->type_name("FILE");
     app.add_flag("--json", context.json, "results as JSON, one object a line");
-    app.add_option("--colour,--color", context.colour,
-                   "colours: auto (on a terminal, unless NO_COLOR is set), always or never")
+    app.add_option(
+           "--colour,--color", context.colour,
+           "colours: auto (on a terminal, unless " + std::string(variable::kNoColour) + " is set), always or never")
         ->type_name("WHEN")
         ->check(CLI::IsMember({"auto", "always", "never"}))
         ->capture_default_str();
@@ -72,8 +75,8 @@ void tell(Context& context, const Failure& failure) {
     if (failure.message.empty()) return;             // told already
     if (out.isJson() && !out.isCapturing()) return;  // the result says it
     out.trouble(out.paintRemark(Style::Bad, "mova: ") + failure.message);
-    if (failure.code != 0) {
-        const CodeText text = describeCode(failure.code);
+    if (failure.code != Code::Success) {
+        const CodeDescription text = describeCode(failure.code);
         out.trouble("  " + hexCode(failure.code) + " " + text.name + ": " + text.meaning);
     }
     if (!failure.hint.empty()) out.trouble("  hint: " + failure.hint);
@@ -82,8 +85,8 @@ void tell(Context& context, const Failure& failure) {
 Json errorObject(const Failure& failure) {
     Json error = Json::object();
     error["message"] = failure.message;
-    if (failure.code != 0) {
-        const CodeText text = describeCode(failure.code);
+    if (failure.code != Code::Success) {
+        const CodeDescription text = describeCode(failure.code);
         error["code"] = failure.code;
         error["hex"] = hexCode(failure.code);
         error["name"] = text.name;

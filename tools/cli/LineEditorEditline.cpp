@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "cli/Environment.h"
+#include "base/Environment.h"
 #include "cli/Interrupt.h"
 #include "cli/LineEditor.h"
 
@@ -80,11 +80,10 @@ std::optional<std::string> LineEditor::readLine(const std::string& prompt) {
 }
 
 std::string defaultHistoryFile() {
-    if (const auto chosen = environment("MOVA_HISTORY")) return *chosen;
-    const std::string state = environment("XDG_STATE_HOME").value_or("");
-    if (!state.empty()) return state + "/mova/history";
-    const std::string home = environment("HOME").value_or("");
-    return home.empty() ? home : home + "/.local/state/mova/history";
+    if (const auto chosen = environment(variable::kHistory)) return *chosen;
+    const std::string home = environmentOr(variable::kHome, "");
+    const std::string state = environmentOr(variable::kStateHome, home.empty() ? "" : home + "/.local/state");
+    return state.empty() ? state : state + "/mova/history";
 }
 
 }  // namespace mova::cli

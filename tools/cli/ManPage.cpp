@@ -3,65 +3,59 @@
 #include <CLI/CLI.hpp>
 #include <array>
 
+#include "base/Environment.h"
+#include "base/Text.h"
 #include "cli/ExitStatus.h"
 #include "cli/HelpFormatter.h"
-#include "cli/Numbers.h"
-#include "base/Text.h"
-#include "platform/Platform.h"
+#include "cli/SplitText.h"
 
 namespace mova::cli {
 
 namespace {
 
-struct Variable {
-    const char* name;
-    const char* meaning;
-};
-constexpr std::array kVariables{
-    Variable{"MOVA_PORT", "the port, where --port is not given"},
-    Variable{kDeviceDirVariable, "Linux: the folder of the COMn links, in place of /dev"},
-    Variable{"MOVA_HISTORY", "Linux: the shell's history file; empty: none"},
-    Variable{"NO_COLOR", "when set, no colours unless --colour always"},
+// What a section explains, and how.
+struct Explained {
+    const char* term;
+    const char* text;
 };
 
-struct Example {
-    const char* command;
-    const char* purpose;
+constexpr std::array kVariables{
+    Explained{variable::kPort, "the port, where --port is not given"},
+    Explained{variable::kDeviceDir, "Linux: the folder of the COMn links, in place of /dev"},
+    Explained{variable::kHistory, "Linux: the shell's history file; empty: none"},
+    Explained{variable::kNoColour, "when set, no colours unless --colour always"},
 };
+
 constexpr std::array kExamples{
-    Example{"mova ports", "what is there"},
-    Example{"mova --port 7 at AT+CGMI AT+CSQ", "two AT commands on COM7"},
-    Example{"mova --port /dev/ttyUSB0 info", "who the handset is; Linux, without a number"},
-    Example{"mova --port 7 e2p dump handset.e2p", "its store in a file"},
-    Example{"mova --port 7 e2p diff handset.e2p", "what has changed since"},
-    Example{"mova --port 7 --trace trace.log run station.mova", "a test sequence, with a record of the traffic"},
-    Example{"mova --port 7 shell", "one command after the other"},
+    Explained{"mova ports", "what is there"},
+    Explained{"mova --port 7 at AT+CGMI AT+CSQ", "two AT commands on COM7"},
+    Explained{"mova --port /dev/ttyUSB0 info", "who the handset is; Linux, without a number"},
+    Explained{"mova --port 7 e2p dump handset.e2p", "its store in a file"},
+    Explained{"mova --port 7 e2p diff handset.e2p", "what has changed since"},
+    Explained{"mova --port 7 --trace trace.log run station.mova", "a test sequence, with a record of the traffic"},
+    Explained{"mova --port 7 shell", "one command after the other"},
 };
 
 // The fields of each command's JSON object.
-struct Fields {
-    const char* command;
-    const char* fields;
-};
 constexpr std::array kFields{
-    Fields{"ports", "ports: list of number (null without one), device, driver, cardType, usb"},
-    Fields{"at", "answers: list of sent, lines, result (null when none came), milliseconds"},
-    Fields{"info",
-           "component, port, version, imei, otp, identity1, identity3, identity5, identity6, identity7, identity8, "
-           "flashStatus, flashFailures; null where the handset does not tell"},
-    Fields{"rf", "confirmations: list of hexadecimal data"},
-    Fields{"e2p read", "object, record, offset, bytes, data"},
-    Fields{"e2p write", "object, record, offset, bytes, verified"},
-    Fields{"e2p dump", "file, objects, resumedWith, bytesRead, refused (codes and how often)"},
-    Fields{"e2p restore", "file, objects, written, equal, refused"},
-    Fields{"e2p diff", "differences: list of object, record, texts; compared, different"},
-    Fields{"e2p password, auth-request, auth-key, serial-number, hash-request, lock-otp", "data"},
-    Fields{"hci, wifi", "reply"},
-    Fields{"monitor", "an object a confirmation, with time and text; at the end count"},
-    Fields{"raw write", "written; with --read also bytes, hex, text"},
-    Fields{"raw read", "bytes, hex, text"},
-    Fields{"signals", "cts, dsr, ring, carrier"},
-    Fields{"run", "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds"},
+    Explained{"ports", "ports: list of number (null without one), device, driver, cardType, usb"},
+    Explained{"at", "answers: list of sent, lines, result (null when none came), milliseconds"},
+    Explained{"info",
+              "component, port, version, imei, otp, identity1, identity3, identity5, identity6, identity7, identity8, "
+              "flashStatus, flashFailures; null where the handset does not tell"},
+    Explained{"rf", "confirmations: list of hexadecimal data"},
+    Explained{"e2p read", "object, record, offset, bytes, data"},
+    Explained{"e2p write", "object, record, offset, bytes, verified"},
+    Explained{"e2p dump", "file, objects, resumedWith, bytesRead, refused (codes and how often)"},
+    Explained{"e2p restore", "file, objects, written, equal, refused"},
+    Explained{"e2p diff", "differences: list of object, record, texts; compared, different"},
+    Explained{"e2p password, auth-request, auth-key, serial-number, hash-request, lock-otp", "data"},
+    Explained{"hci, wifi", "reply"},
+    Explained{"monitor", "an object a confirmation, with time and text; at the end count"},
+    Explained{"raw write", "written; with --read also bytes, hex, text"},
+    Explained{"raw read", "bytes, hex, text"},
+    Explained{"signals", "cts, dsr, ring, carrier"},
+    Explained{"run", "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds"},
 };
 
 // --- the man macros
@@ -149,9 +143,9 @@ std::string exitCodes() {
 
 std::string helpFooter() {
     std::string text = "Exit codes:\n" + exitCodes() + "Environment:\n";
-    for (const Variable& v : kVariables) text += format("  %-16s %s\n", v.name, v.meaning);
+    for (const Explained& v : kVariables) text += format("  %-16s %s\n", v.term, v.text);
     text += "Examples:\n";
-    for (const Example& e : kExamples) text += format("  %s\n      %s\n", e.command, e.purpose);
+    for (const Explained& e : kExamples) text += format("  %s\n      %s\n", e.term, e.text);
     return text +
            "\"mova COMMAND --help\" tells about a command, \"mova --help-all\" about all of them. Numbers are decimal, "
            "or\n"
@@ -174,14 +168,14 @@ std::string manPage(CLI::App& app) {
         "and where ok is false an object error with message, hint and status (the exit code), and for a code of the "
         "component "
         "code, hex, name and meaning. Bytes are hexadecimal text.\n";
-    for (const Fields& row : kFields) text += entry(row.command, row.fields);
+    for (const Explained& row : kFields) text += entry(row.term, row.text);
     text += ".SH \"EXIT STATUS\"\n";
     for (const ExitMeaning& row : kExitMeanings)
         text += entry(std::to_string(static_cast<int>(row.status)), row.meaning);
     text += ".SH ENVIRONMENT\n";
-    for (const Variable& v : kVariables) text += entry(v.name, v.meaning);
+    for (const Explained& v : kVariables) text += entry(v.term, v.text);
     text += ".SH EXAMPLES\n";
-    for (const Example& e : kExamples) text += entry(e.command, e.purpose);
+    for (const Explained& e : kExamples) text += entry(e.term, e.text);
     return text;
 }
 

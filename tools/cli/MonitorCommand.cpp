@@ -1,10 +1,10 @@
 #include <CLI/CLI.hpp>
 
+#include "base/Printable.h"
+#include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
-#include "cli/Numbers.h"
-#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "cli/Environment.h"
+#include "base/Environment.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -36,7 +36,7 @@ void write(std::FILE* file, std::string_view text) {
 
 bool coloursFor(const std::string& mode, Stream stream) {
     if (mode == "always") return true;
-    const bool wanted = mode == "auto" && environment("NO_COLOR").value_or("").empty();
+    const bool wanted = mode == "auto" && environmentOr(variable::kNoColour, "").empty();
     return wanted && isTerminal(stream) && terminalTakesColours();
 }
 

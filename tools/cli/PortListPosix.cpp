@@ -5,6 +5,7 @@
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
 #include "platform/posix/PosixFolders.h"
+#include "platform/posix/PosixPlatform.h"
 
 namespace mova::cli {
 
@@ -26,9 +27,10 @@ bool hasHardware(const fs::path& entry) {
 std::vector<std::string> serialDevices() {
     std::vector<std::string> devices;
     std::error_code failed;
-    for (fs::directory_iterator entry("/sys/class/tty", failed), end; !failed && entry != end;
+    const PosixOptions usual;  // where the kernel's own names are, whatever the user's folder of links
+    for (fs::directory_iterator entry(usual.sysDir + "/class/tty", failed), end; !failed && entry != end;
          entry.increment(failed)) {
-        const std::string device = "/dev/" + entry->path().filename().string();
+        const std::string device = usual.deviceDir + "/" + entry->path().filename().string();
         if (hasHardware(entry->path()) && fs::exists(device, failed)) devices.push_back(device);
     }
     std::sort(devices.begin(), devices.end());

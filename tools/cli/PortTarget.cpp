@@ -1,6 +1,6 @@
 #include "cli/PortTarget.h"
 
-#include "cli/Numbers.h"
+#include "cli/ParseNumber.h"
 
 namespace mova::cli {
 

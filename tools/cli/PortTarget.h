@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cli/Failure.h"
+#include "mova/Codes.h"
 #include "platform/Platform.h"
 
 namespace mova::cli {
@@ -22,7 +23,7 @@ public:
     Platform& platform() { return *platform_; }
 
     // Why the port did not open, as far as the system tells.
-    Failure whyNotOpened(std::uint32_t code);
+    Failure whyNotOpened(Code code);
 
 private:
     struct Links;

@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "cli/CodeTable.h"
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
+#include "mova/Codes.h"
 #include "platform/posix/PosixPlatform.h"
 
 namespace mova::cli {
@@ -21,7 +21,9 @@ struct PortTarget::Links {
         folder = pattern;
         fs::create_symlink(device, folder / "COM1");
         // Not freed: threads that use it may outlive main.
-        platform = new PosixPlatform({folder.string(), "/sys", {}});
+        PosixOptions options;
+        options.deviceDir = folder.string();
+        platform = new PosixPlatform(options);
     }
     ~Links() {
         std::error_code ignored;
@@ -58,9 +60,9 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
 
 PortTarget::~PortTarget() = default;
 
-Failure PortTarget::whyNotOpened(std::uint32_t code) {
+Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");
-    if (code != 0x4000) return failure;
+    if (code != Code::NotOpen) return failure;
     const std::string device = links_ ? name_ : deviceFolder() + "/" + name_;
     std::error_code failed;
     const fs::path real = fs::canonical(device, failed);

@@ -1,5 +1,6 @@
 #include "cli/PortTarget.h"
 #include "device/PortDiscovery.h"
+#include "mova/Codes.h"
 
 namespace mova::cli {
 
@@ -12,9 +13,9 @@ PortTarget::PortTarget(const std::string& name) : number_(portNumberOf(name)), p
 
 PortTarget::~PortTarget() = default;
 
-Failure PortTarget::whyNotOpened(std::uint32_t code) {
+Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");
-    if (code != 0x4000) return failure;
+    if (code != Code::NotOpen) return failure;
     std::string driver;
     if (PortDiscovery(*platform_).lookUp(static_cast<std::uint32_t>(number_), driver) == kCardNotFound) {
         failure.message = "there is no port " + name_ + " in the device tree";

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "cli/Terminal.h"
 #include "base/Text.h"
+#include "cli/Terminal.h"
 
 namespace mova::cli {
 

@@ -1,9 +1,10 @@
 #include <CLI/CLI.hpp>
 
+#include "base/HexText.h"
+#include "base/Printable.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
-#include "cli/Numbers.h"
-#include "base/HexText.h"
+#include "cli/ParseBytes.h"
 
 namespace mova::cli {
 

@@ -1,9 +1,8 @@
 #include <CLI/CLI.hpp>
 
+#include "base/HexText.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
-#include "cli/Numbers.h"
-#include "base/HexText.h"
 
 namespace mova::cli {
 
@@ -19,7 +18,7 @@ struct RfOptions {
     std::string parameter;
 };
 
-using Request = std::function<std::uint32_t(CVeCmdManager&)>;
+using Request = std::function<Code(CVeCmdManager&)>;
 
 // Sends in the mode that waits for the handset's OK, and takes the confirmations that came with it.
 void send(Context& context, const Request& request) {

@@ -2,11 +2,11 @@
 #include <iostream>
 #include <iterator>
 
+#include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Interpreter.h"
 #include "cli/RunReport.h"
 #include "cli/TextFile.h"
-#include "base/Text.h"
 
 namespace mova::cli {
 

@@ -4,10 +4,12 @@
 #include <array>
 #include <regex>
 
-#include "cli/CodeTable.h"
-#include "cli/Failure.h"
-#include "cli/Numbers.h"
+#include "base/CodeTexts.h"
 #include "base/Text.h"
+#include "cli/CodeHints.h"
+#include "cli/Failure.h"
+#include "cli/ParseNumber.h"
+#include "cli/SplitText.h"
 
 namespace mova::cli {
 
@@ -68,7 +70,7 @@ private:
             failAt(path_, line_,
                    std::string(directive.word) + (directive.takesText ? " needs a text" : " takes no text"));
         }
-        if (directive.kind == Expectation::Kind::Code && codeByName(rest) == 0)
+        if (directive.kind == Expectation::Kind::Code && parseCode(rest) == Code::Success)
             failAt(path_, line_, "no code is called " + rest);
         if (directive.kind == Expectation::Kind::Regex) checkRegex(rest);
         steps_.back().expectations.push_back({directive.kind, rest, line_});
@@ -101,9 +103,31 @@ private:
     std::vector<ScriptStep> steps_;
 };
 
+// "*" stands for any text, "?" for one character; the whole text must match.
+bool matchesWildcard(std::string_view text, std::string_view pattern) {
+    std::size_t at = 0, in = 0;
+    std::size_t star = pattern.npos, resume = 0;  // where to go on when a star takes one character more
+    while (at < text.size()) {
+        if (in < pattern.size() && pattern[in] == '*') {
+            star = in++;
+            resume = at;
+        } else if (in < pattern.size() && (pattern[in] == '?' || pattern[in] == text[at])) {
+            ++in;
+            ++at;
+        } else if (star != pattern.npos) {
+            in = star + 1;
+            at = ++resume;
+        } else {
+            return false;
+        }
+    }
+    while (in < pattern.size() && pattern[in] == '*') ++in;
+    return in == pattern.size();
+}
+
 // Empty when it is met.
 std::string unmet(const Expectation& expected, const std::vector<std::string>& output, bool failed,
-                  std::uint32_t code) {
+                  Code code) {
     const auto matching = [&](auto matches) { return std::find_if(output.begin(), output.end(), matches); };
     const auto wildcard = [&](const std::string& line) { return matchesWildcard(line, expected.text); };
     switch (expected.kind) {
@@ -123,9 +147,9 @@ std::string unmet(const Expectation& expected, const std::vector<std::string>& o
             return failed ? "" : "it did not fail";
         case Expectation::Kind::Code: {
             if (!failed) return "it did not fail";
-            if (code == codeByName(expected.text)) return "";
+            if (code == parseCode(expected.text)) return "";
             return "it failed with " +
-                   (code == 0 ? std::string("no code") : hexCode(code) + " " + describeCode(code).name) +
+                   (code == Code::Success ? std::string("no code") : hexCode(code) + " " + describeCode(code).name) +
                    ", not with " + expected.text;
         }
     }
@@ -145,7 +169,7 @@ std::vector<ScriptStep> parseScript(const std::string& text, const std::string& 
 }
 
 std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed,
-                             std::uint32_t code) {
+                             Code code) {
     for (const Expectation& expected : step.expectations) {
         const std::string problem = unmet(expected, output, failed, code);
         if (!problem.empty()) return "line " + std::to_string(expected.line) + ": " + problem;

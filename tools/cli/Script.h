@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "mova/Codes.h"
+
 namespace mova::cli {
 
 struct Expectation {
@@ -36,6 +38,6 @@ std::vector<ScriptStep> parseScript(const std::string& text, const std::string& 
 
 // What of the outcome is not as expected; empty when all is. output: the lines, failed and code: how it ended.
 std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed,
-                             std::uint32_t code);
+                             Code code);
 
 }  // namespace mova::cli

@@ -1,11 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "base/Environment.h"
 #include "cli/Commands.h"
 #include "cli/Interpreter.h"
 #include "cli/Interrupt.h"
 #include "cli/LineEditor.h"
-#include "cli/Numbers.h"
+#include "cli/SplitText.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -121,7 +122,9 @@ void describeShell(CLI::App& command, Context& context) {
         "command, not "
         "the session. Words with blanks stand in quotes, single or double. From a pipe the exit code is the last "
         "command's.\n"
-        "Linux: Tab completes, the arrow keys go through the history (~/.local/state/mova/history, or MOVA_HISTORY).\n"
+        "Linux: Tab completes, the arrow keys go through the history (~/.local/state/mova/history, or " +
+        std::string(variable::kHistory) +
+        ").\n"
         "Windows: the console itself edits lines and remembers them (arrow keys, F7); there is no completion.");
     whenRun(command, context, [&context] { runShell(context); });
 }

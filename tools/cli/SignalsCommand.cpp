@@ -3,7 +3,7 @@
 
 #include "cli/Commands.h"
 #include "cli/Context.h"
-#include "cli/Numbers.h"
+#include "platform/SerialDriver.h"
 
 namespace mova::cli {
 
@@ -12,10 +12,10 @@ namespace {
 struct Input {
     const char* name;
     const char* key;
-    std::int32_t bit;  // of the status word
+    std::uint32_t bit;
 };
-constexpr std::array kInputs{Input{"CTS", "cts", 0x10}, Input{"DSR", "dsr", 0x20}, Input{"RING", "ring", 0x40},
-                             Input{"CARRIER", "carrier", 0x80}};
+constexpr std::array kInputs{Input{"CTS", "cts", ModemStatus::Cts}, Input{"DSR", "dsr", ModemStatus::Dsr},
+                             Input{"RING", "ring", ModemStatus::Ring}, Input{"CARRIER", "carrier", ModemStatus::Rlsd}};
 constexpr std::int32_t kWholeWord = -1;
 
 struct Wish {
@@ -50,7 +50,7 @@ void setAndShow(Context& context, const std::vector<std::string>& words) {
     for (const Wish& wish : wishes) {
         check(handset.SetCommSignal(wish.index, wish.raise ? 1 : 0), wish.name + " could not be set");
     }
-    const std::int32_t lines = handset.DetectCommSignal(kWholeWord);
+    const auto lines = static_cast<std::uint32_t>(handset.DetectCommSignal(kWholeWord));
     std::string text;
     for (const Input& input : kInputs) {
         const bool up = (lines & input.bit) != 0;

@@ -1,7 +1,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "cli/Environment.h"
+#include "base/Environment.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -18,7 +18,7 @@ int terminalWidth() {
 }
 
 bool terminalTakesColours() {
-    const std::string kind = environment("TERM").value_or("");
+    const std::string kind = environmentOr(variable::kTerminal, "");
     return !kind.empty() && kind != "dumb";
 }
 

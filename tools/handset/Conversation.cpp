@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <sstream>
+
+#include "base/Text.h"
 
 namespace mova::handset {
 
@@ -24,9 +25,7 @@ std::string escaped(std::string_view text) {
         } else if (c == '\\') {
             shown += "\\\\";
         } else if (byte < 0x20 || byte >= 0x7F) {
-            char hex[8];
-            std::snprintf(hex, sizeof hex, "\\x%02X", byte);
-            shown += hex;
+            shown += format("\\x%02X", static_cast<unsigned>(byte));
         } else {
             shown += c;
         }
@@ -93,9 +92,8 @@ const char* readEvent(std::string_view line, Event& event) {
 }  // namespace
 
 std::string conversationLine(std::uint64_t microseconds, LogKind kind, std::string_view text) {
-    char time[32];
-    std::snprintf(time, sizeof time, "%12.3f ", static_cast<double>(microseconds) / kMillisecond);
-    return time + std::string(kArrows[static_cast<std::size_t>(kind)]) + " " + escaped(text);
+    return format("%12.3f ", static_cast<double>(microseconds) / kMillisecond) +
+           std::string(kArrows[static_cast<std::size_t>(kind)]) + " " + escaped(text);
 }
 
 std::optional<Conversation> Conversation::fromText(const std::string& text, std::string& error) {

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdlib>
 
+#include "base/Text.h"
+
 namespace mova::handset {
 
 namespace {
@@ -11,14 +13,6 @@ namespace {
 constexpr std::string_view kRequest = "AT*MOVA=";
 constexpr std::string_view kWakeFrame("AT*\x02\x00\x03\x01\x00\x00\x0A\x0D", 11);
 constexpr std::size_t kLongestLine = 8192;
-
-std::string upperCase(std::string_view text) {
-    std::string upper(text);
-    for (char& c : upper) {
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    }
-    return upper;
-}
 
 // Settings that only take a value; which ones, and what the handset does with it.
 constexpr std::array<std::string_view, 10> kSettings{"AT%CNF",      "AT*SLEEPMODE", "AT*BYPASS", "AT*BOARDTEST",

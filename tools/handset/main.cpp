@@ -19,15 +19,15 @@ void makeReadyFile(const std::string& path) {
 namespace {
 
 #ifdef _WIN32
-constexpr const char* kPlaces = "--port";
+constexpr const char* kLineOption = "--port";
 #else
-constexpr const char* kPlaces = "--link";
+constexpr const char* kLineOption = "--link";
 #endif
 
 // What the command line says; what it leaves out is as the profile has it.
 struct Settings {
     std::vector<std::string> profiles;
-    std::vector<std::string> places;  // links or ports
+    std::vector<std::string> lines;  // links or ports
     std::string readyFile;
     std::optional<unsigned> baudRate;
     std::optional<double> delayMilliseconds;
@@ -64,10 +64,11 @@ void addFault(Faults& faults, const std::string& text) {
 void describe(CLI::App& app, Settings& s) {
     app.add_option("profile", s.profiles, "profile files, one for each handset; see --print-profile");
 #ifdef _WIN32
-    app.add_option(kPlaces, s.places, "the COM port to answer on, for instance COM8; again for each further handset")
+    app.add_option(kLineOption, s.lines, "the COM port to answer on, for instance COM8; again for each further handset")
         ->allow_extra_args(false);
 #else
-    app.add_option(kPlaces, s.places, "keep this symbolic link to the pseudo-terminal; again for each further handset")
+    app.add_option(kLineOption, s.lines,
+                   "keep this symbolic link to the pseudo-terminal; again for each further handset")
         ->allow_extra_args(false);
     app.add_option("--cable", s.cable,
                    "the file CABLE.out pulls the cable, CABLE.in puts it back, and after CABLE.stall nothing is taken "
@@ -110,11 +111,11 @@ void override(HandsetSetup& setup, const Settings& s) {
     for (const std::string& fault : s.faults) addFault(faults, fault);
 }
 
-// One for each handset, in the order of the profiles and places. Empty with an error when they do not fit together.
+// One for each handset, in the order of the profiles and lines. Empty with an error when they do not fit together.
 std::vector<HandsetSetup> setups(const Settings& s, std::string& error) {
-    const std::size_t count = std::max<std::size_t>({1, s.profiles.size(), s.places.size()});
-    if (s.profiles.size() > 1 && s.places.size() > 1 && s.profiles.size() != s.places.size()) {
-        error = std::string(kPlaces) + " is given " + std::to_string(s.places.size()) + " times for " +
+    const std::size_t count = std::max<std::size_t>({1, s.profiles.size(), s.lines.size()});
+    if (s.profiles.size() > 1 && s.lines.size() > 1 && s.profiles.size() != s.lines.size()) {
+        error = std::string(kLineOption) + " is given " + std::to_string(s.lines.size()) + " times for " +
                 std::to_string(s.profiles.size()) + " profiles";
         return {};
     }
@@ -182,7 +183,7 @@ int run(const Settings& s) {
         const std::string prefix = handsets.size() > 1 ? setup.name + " " + std::to_string(i + 1) + " " : "";
         Line line;
         line.profile = setup.profile;
-        if (i < s.places.size()) line.link = line.port = s.places[i];
+        if (i < s.lines.size()) line.link = line.port = s.lines[i];
         line.cable = s.cable;
         line.prepare = [&setup, &log, prefix](Handset& handset, std::uint64_t now) {
             if (log.isWanted()) {

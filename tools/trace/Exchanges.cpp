@@ -1,8 +1,6 @@
 #include "trace/Exchanges.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 
 #include "trace/Verdict.h"
@@ -14,41 +12,27 @@ namespace {
 // RF requests without an answer that are kept in case it still comes.
 constexpr std::size_t kMostWaiting = 64;
 
-// Positions in the layouts of first segments.
-enum RfField : std::size_t { kRfService = 1, kRfIndex = 3, kRfSegment = 5, kRfSegments = 6 };
 enum RfReplyField : std::size_t { kReplyService = 0, kReplyIndex = 2 };
-enum TextField : std::size_t { kSegments = 2, kSegment = 3 };
-enum E2pField : std::size_t { kE2pCommand = 5, kE2pObject = 7, kE2pRecord = 8 };
-enum HciField : std::size_t { kHciOption = 5 };
-enum WifiField : std::size_t { kWifiCommand = 4 };
+enum TextField : std::size_t { kSegment = 3 };
 
-std::string hexNumber(std::uint32_t value, int digits) {
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "0x%0*X", digits, value);
-    return text.data();
+Family textFamilyOf(RecordKind kind) {
+    switch (kind) {
+        case RecordKind::HciLaterSent:
+        case RecordKind::HciReply:
+            return Family::Hci;
+        case RecordKind::WifiLaterSent:
+        case RecordKind::WifiReply:
+            return Family::Wifi;
+        default:
+            return Family::E2p;
+    }
 }
 
-std::string e2pName(std::uint32_t command) {
-    switch (command) {
-        case 0x80:
-            return "E2P read";
-        case 0x81:
-            return "E2P write";
-        case 0x82:
-            return "E2P password";
-        case 0x83:
-            return "E2P authentication request";
-        case 0x84:
-            return "E2P authentication key";
-        case 0x85:
-            return "E2P serial number";
-        case 0x86:
-            return "E2P hash request";
-        case 0x87:
-            return "E2P lock OTP";
-        default:
-            return "E2P command " + hexNumber(command, 2);
-    }
+// Of a confirmation, by the byte behind its length.
+Family familyOfFrame(std::string_view digits) {
+    constexpr std::size_t kFamilyAt = 4;
+    const std::string_view family = digits.substr(std::min(kFamilyAt, digits.size()), 2);
+    return family == "80" ? Family::E2p : family == "A0" ? Family::Hci : family == "B0" ? Family::Wifi : Family::Rf;
 }
 
 bool isText(Family family) { return family == Family::E2p || family == Family::Hci || family == Family::Wifi; }
@@ -67,31 +51,7 @@ bool hasLine(std::string_view text, std::string_view wanted) {
 
 bool containsAck(std::string_view text) { return text.find("*MOVA=ACK") != text.npos; }
 
-std::string shortened(std::string_view text) {
-    constexpr std::size_t kMost = 40;
-    std::string out(text.substr(0, kMost));
-    if (text.size() > kMost) out += "…";
-    return out;
-}
-
 }  // namespace
-
-std::string_view nameOf(Family family) {
-    static constexpr std::array<std::string_view, kFamilies> kNames{"RF", "E2P", "HCI", "WiFi", "AT", "port"};
-    return kNames[static_cast<std::size_t>(family)];
-}
-
-std::string_view nameOf(Role role) {
-    static constexpr std::array<std::string_view, kRoles> kNames{
-        "request",        "later segment", "acknowledgement", "OK",          "answer",
-        "damaged answer", "text",          "thrown away",     "unsolicited", "note"};
-    return kNames[static_cast<std::size_t>(role)];
-}
-
-std::string_view nameOf(Outcome outcome) {
-    static constexpr std::array<std::string_view, kOutcomes> kNames{"good", "failed", "not collected", "unfinished"};
-    return kNames[static_cast<std::size_t>(outcome)];
-}
 
 void Exchanges::take(const Record& record, const Decoded& decoded) {
     switch (decoded.kind) {
@@ -105,13 +65,9 @@ void Exchanges::take(const Record& record, const Decoded& decoded) {
             takeFirst(record, decoded);
             break;
         case RecordKind::E2pLaterSent:
-            takeLater(record, decoded, Family::E2p);
-            break;
         case RecordKind::HciLaterSent:
-            takeLater(record, decoded, Family::Hci);
-            break;
         case RecordKind::WifiLaterSent:
-            takeLater(record, decoded, Family::Wifi);
+            takeLater(record, decoded);
             break;
         case RecordKind::AckSeen:
             takeAcknowledgement(record);
@@ -123,13 +79,9 @@ void Exchanges::take(const Record& record, const Decoded& decoded) {
             takeRfReply(record, decoded);
             break;
         case RecordKind::E2pReply:
-            takeReply(record, decoded, Family::E2p);
-            break;
         case RecordKind::HciReply:
-            takeReply(record, decoded, Family::Hci);
-            break;
         case RecordKind::WifiReply:
-            takeReply(record, decoded, Family::Wifi);
+            takeReply(record, decoded);
             break;
         case RecordKind::ReplyInError:
             takeErrorReply(record);
@@ -174,75 +126,29 @@ void Exchanges::begin(const Record& record, Open open) {
     current_ = std::move(open);
 }
 
-// The first segment of a text request, or an AT command.
+// The first segment of a request, or an AT command.
 void Exchanges::takeFirst(const Record& record, const Decoded& decoded) {
-    Open open;
-    Exchange& exchange = open.exchange;
-    open.key = record.text;
-    open.data = dataOf(record, decoded);
-    exchange.bytesSent = open.data.size() / 2;
-    open.segments = std::max(1U, decoded.field(kSegments));
-    open.segment = std::max(1U, decoded.field(kSegment));
-    switch (decoded.kind) {
-        case RecordKind::E2pFirstSent:
-            exchange.family = Family::E2p;
-            open.command = decoded.field(kE2pCommand);
-            open.object = decoded.field(kE2pObject);
-            open.record = decoded.field(kE2pRecord);
-            exchange.name = e2pName(open.command);
-            exchange.title = exchange.name + " " + hexNumber(open.object, 4) + "/" + std::to_string(open.record);
-            break;
-        case RecordKind::HciFirstSent:
-            exchange.family = Family::Hci;
-            open.command = decoded.field(kHciOption);
-            exchange.name = "HCI";
-            exchange.title = "HCI option " + std::to_string(open.command);
-            break;
-        case RecordKind::WifiFirstSent:
-            exchange.family = Family::Wifi;
-            open.command = decoded.field(kWifiCommand);
-            exchange.name = "WiFi";
-            exchange.title = "WiFi command " + hexNumber(open.command, 2);
-            break;
-        default:
-            exchange.family = Family::At;
-            open.segments = open.segment = 1;
-            exchange.name = "AT";
-            exchange.title = shortened(open.data);
-            exchange.bytesSent = open.data.size();
-            break;
-    }
-    begin(record, std::move(open));
-    if (!decoded.problem.empty()) stray(record, Role::Note, true, "damaged frame: " + decoded.problem);
-    if (current_->segment != 1) current_->outOfStep = true;
+    begin(record, openRequest(record, decoded));
+    complainOfFrame(record, decoded);
 }
 
 void Exchanges::takeRf(const Record& record, const Decoded& decoded) {
-    const std::uint32_t segments = std::max(1U, decoded.field(kRfSegments));
-    const std::uint32_t segment = std::max(1U, decoded.field(kRfSegment));
-    const bool follows = segment > 1 && current_ && current_->exchange.family == Family::Rf &&
-                         current_->command == decoded.field(kRfService) && current_->segments == segments;
+    const Open asked = openRequest(record, decoded);
+    const bool follows = asked.segment > 1 && current_ && current_->exchange.family == Family::Rf &&
+                         current_->command == asked.command && current_->segments == asked.segments;
     if (follows) {
-        addSegment(record, decoded, segment);
-        return;
+        addSegment(record, decoded, asked.segment);
+    } else {
+        takeFirst(record, decoded);
     }
-    Open open;
-    open.exchange.family = Family::Rf;
-    open.exchange.name = "RF";
-    open.key = record.text;
-    open.command = decoded.field(kRfService);
-    open.object = decoded.field(kRfIndex);
-    open.segments = segments;
-    open.segment = segment;
-    open.outOfStep = segment > 1;
-    open.exchange.title = "RF service " + hexNumber(open.command, 2) + ", index " + std::to_string(open.object);
-    open.exchange.bytesSent = dataOf(record, decoded).size() / 2;
-    begin(record, std::move(open));
+}
+
+void Exchanges::complainOfFrame(const Record& record, const Decoded& decoded) {
     if (!decoded.problem.empty()) stray(record, Role::Note, true, "damaged frame: " + decoded.problem);
 }
 
-void Exchanges::takeLater(const Record& record, const Decoded& decoded, Family family) {
-    if (current_ && current_->exchange.family == family) {
+void Exchanges::takeLater(const Record& record, const Decoded& decoded) {
+    if (current_ && current_->exchange.family == textFamilyOf(decoded.kind)) {
         addSegment(record, decoded, decoded.field(kSegment));
         return;
     }
@@ -258,7 +164,7 @@ void Exchanges::addSegment(const Record& record, const Decoded& decoded, std::ui
     open.exchange.bytesSent += dataOf(record, decoded).size() / 2;
     open.exchange.acknowledged.reset();
     part(open.exchange, Role::LaterSegment);
-    if (!decoded.problem.empty()) stray(record, Role::Note, true, "damaged frame: " + decoded.problem);
+    complainOfFrame(record, decoded);
 }
 
 void Exchanges::takeAcknowledgement(const Record& record) {
@@ -282,7 +188,8 @@ void Exchanges::takeOk(const Record& record) {
     part(open.exchange, Role::Ok);
 }
 
-void Exchanges::takeReply(const Record& record, const Decoded& decoded, Family family) {
+void Exchanges::takeReply(const Record& record, const Decoded& decoded) {
+    const Family family = textFamilyOf(decoded.kind);
     if (!current_ || current_->exchange.family != family || current_->exchange.answered) {
         stray(record, Role::Unsolicited, false, "an answer that no request waits for");
         return;
@@ -339,18 +246,15 @@ void Exchanges::takeErrorReply(const Record& record) {
         const bool isEcho = at >= 2 && text.substr(at - 2, 2) == "AT";
         if (!isEcho && !containsAck(text.substr(at, 9))) frame = text.substr(at + kFrame.size());
     }
-    Family family = Family::Rf;
-    if (frame.substr(std::min<std::size_t>(4, frame.size()), 2) == "80") family = Family::E2p;
-    if (frame.substr(std::min<std::size_t>(4, frame.size()), 2) == "A0") family = Family::Hci;
-    if (frame.substr(std::min<std::size_t>(4, frame.size()), 2) == "B0") family = Family::Wifi;
-    const std::string meaning = meaningOf(static_cast<std::uint32_t>(code));
+    const Family family = familyOfFrame(frame);
+    const std::string meaning = meaningOf(static_cast<Code>(code));
     const std::string finding = "damaged answer" + (meaning.empty() ? "" : ": " + meaning);
     if (!current_ || current_->exchange.family != family || current_->exchange.answered) {
         stray(record, Role::BadAnswer, true, finding);
         return;
     }
     Exchange& exchange = current_->exchange;
-    exchange.code = static_cast<std::uint32_t>(code);
+    exchange.code = static_cast<Code>(code);
     exchange.finding = finding;
     exchange.answered = record.time;
     if (family == Family::Rf || current_->segmentOk) exchange.done = record.time;

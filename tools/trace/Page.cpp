@@ -5,7 +5,8 @@
 #include <set>
 #include <string_view>
 
-#include "text/Text.h"
+#include "base/CodeTexts.h"
+#include "base/Printable.h"
 #include "trace/PageParts.h"
 #include "trace/Report.h"
 #include "trace/Verdict.h"
@@ -15,7 +16,6 @@ namespace mova::trace {
 namespace {
 
 using nlohmann::json;
-using text::asUtf8;
 
 // Inside a script element "<" could end it.
 void writeJson(std::ostream& out, const json& value) {
@@ -100,7 +100,7 @@ void Page::take(const Exchange& exchange) {
 void Page::writeData(std::ostream& out, const Summary& summary, const std::string& name) const {
     json meanings = json::object();
     for (const Exchange& exchange : exchanges_) {
-        if (exchange.code != 0) meanings[std::to_string(exchange.code)] = meaningOf(exchange.code);
+        if (exchange.code != Code::Success) meanings[std::to_string(number(exchange.code))] = meaningOf(exchange.code);
     }
     out << "{\"summary\":";
     writeJson(out, reportJson(summary, name));

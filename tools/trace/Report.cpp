@@ -4,25 +4,19 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
-#include "text/Text.h"
+#include "base/CodeTexts.h"
+#include "base/Printable.h"
+#include "base/Text.h"
 
 namespace mova::trace {
 
 namespace {
 
 using nlohmann::json;
-using text::asUtf8;
-using text::printable;
 
 constexpr std::size_t kMostShown = 50;  // of errors and remarks on the terminal
 
-template <class... Values>
-std::string print(const char* format, Values... values) {
-    const int size = std::snprintf(nullptr, 0, format, values...);
-    std::string text(static_cast<std::size_t>(size), '\0');
-    std::snprintf(text.data(), text.size() + 1, format, values...);
-    return text;
-}
+std::string shown(std::string_view text) { return printable(asUtf8(text), Tabs::Escaped); }
 
 std::string orDash(std::optional<std::int64_t> value) { return value ? std::to_string(*value) : "-"; }
 
@@ -30,11 +24,11 @@ long long wide(std::uint64_t value) { return static_cast<long long>(value); }
 
 std::string row(const std::string& name, const KindFigures& f) {
     const std::uint64_t other = f.of(Outcome::NotCollected) + f.of(Outcome::Unfinished);
-    return print("%-28s %8lld %8lld %7lld %6lld %8lld  %6s %6s %6s %6s %6s\n", name.c_str(), wide(f.count),
-                 wide(f.of(Outcome::Good)), wide(f.of(Outcome::Failed)), wide(other), wide(f.retries),
-                 orDash(f.latency.least()).c_str(), orDash(f.latency.percentile(50)).c_str(),
-                 orDash(f.latency.percentile(90)).c_str(), orDash(f.latency.percentile(99)).c_str(),
-                 orDash(f.latency.most()).c_str());
+    return format("%-28s %8lld %8lld %7lld %6lld %8lld  %6s %6s %6s %6s %6s\n", name.c_str(), wide(f.count),
+                  wide(f.of(Outcome::Good)), wide(f.of(Outcome::Failed)), wide(other), wide(f.retries),
+                  orDash(f.latency.least()).c_str(), orDash(f.latency.percentile(50)).c_str(),
+                  orDash(f.latency.percentile(90)).c_str(), orDash(f.latency.percentile(99)).c_str(),
+                  orDash(f.latency.most()).c_str());
 }
 
 // "1 error", "2 errors"
@@ -42,16 +36,16 @@ std::string counted(std::uint64_t count, const char* thing) {
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
 }
 
-std::string codeText(std::uint32_t code) { return code == 0 ? "" : print(" (0x%04X)", code); }
+std::string codeText(Code code) { return code == Code::Success ? "" : " (" + hexCode(code) + ")"; }
 
 double perSecond(std::uint64_t count, std::int64_t milliseconds) {
     return milliseconds <= 0 ? 0 : static_cast<double>(count) * 1000 / static_cast<double>(milliseconds);
 }
 
 std::string problemText(const Problem& problem) {
-    return print("  line %-8lld %10s s  ", wide(problem.line), seconds(problem.time).c_str()) +
-           (problem.title.empty() ? "" : printable(problem.title) + ": ") + printable(problem.text) +
-           codeText(problem.code) + (problem.retry ? " [retry]" : "") + "\n";
+    return format("  line %-8lld %10s s  ", wide(problem.line), seconds(problem.time).c_str()) +
+           (problem.title.empty() ? "" : shown(problem.title) + ": ") + shown(problem.text) + codeText(problem.code) +
+           (problem.retry ? " [retry]" : "") + "\n";
 }
 
 // Says what it leaves out.
@@ -96,15 +90,15 @@ json figuresJson(const KindFigures& f) {
 
 std::string seconds(std::int64_t milliseconds) {
     const std::int64_t size = milliseconds < 0 ? -milliseconds : milliseconds;
-    return print("%s%lld.%03lld", milliseconds < 0 ? "-" : "", static_cast<long long>(size / 1000),
-                 static_cast<long long>(size % 1000));
+    return format("%s%lld.%03lld", milliseconds < 0 ? "-" : "", static_cast<long long>(size / 1000),
+                  static_cast<long long>(size % 1000));
 }
 
 std::string reportText(const Summary& s, const std::string& name) {
     std::string text = name + ": " + counted(s.records, "record") + ", " + counted(s.all.count, "exchange") + " in " +
                        seconds(s.duration) + " s\n\n";
-    text += print("%-28s %8s %8s %7s %6s %8s  %6s %6s %6s %6s %6s\n", "exchanges by kind", "count", "good", "failed",
-                  "other", "retries", "min", "median", "p90", "p99", "max ms");
+    text += format("%-28s %8s %8s %7s %6s %8s  %6s %6s %6s %6s %6s\n", "exchanges by kind", "count", "good", "failed",
+                   "other", "retries", "min", "median", "p90", "p99", "max ms");
     for (const auto& [kind, figures] : s.kinds) text += row(kind, figures);
     if (s.all.count > 0) text += row("all requests", s.all);
     if (s.all.acknowledged.count() > 0) {
@@ -113,17 +107,17 @@ std::string reportText(const Summary& s, const std::string& name) {
                 ", p90 " + orDash(a.percentile(90)) + ", p99 " + orDash(a.percentile(99)) + ", max " +
                 orDash(a.most()) + "\n";
     }
-    text += print("\ndata: %lld bytes sent, %lld received", wide(s.all.bytesSent), wide(s.all.bytesReceived));
+    text += format("\ndata: %lld bytes sent, %lld received", wide(s.all.bytesSent), wide(s.all.bytesReceived));
     if (s.duration > 0) {
         text +=
-            print("; %.1f exchanges, %.1f bytes sent and %.1f received a second", perSecond(s.all.count, s.duration),
-                  perSecond(s.all.bytesSent, s.duration), perSecond(s.all.bytesReceived, s.duration));
+            format("; %.1f exchanges, %.1f bytes sent and %.1f received a second", perSecond(s.all.count, s.duration),
+                   perSecond(s.all.bytesSent, s.duration), perSecond(s.all.bytesReceived, s.duration));
     }
     text += "\n" + counted(s.errors, "error") + ", " + counted(s.checksumErrors, "damaged frame") + " received, " +
             counted(s.all.retries, "repeated request") + ", " + counted(s.unsolicited, "unsolicited record") + "\n";
     text += listText("errors", s.errors, s.problems, problemText);
     text += listText("remarks on the file", s.remarks, s.listedRemarks, [](const Remark& remark) {
-        return print("  line %-8lld ", wide(remark.line)) + remark.text + "\n";
+        return format("  line %-8lld ", wide(remark.line)) + remark.text + "\n";
     });
     return text;
 }
@@ -165,10 +159,10 @@ json reportJson(const Summary& s, const std::string& name) {
 }
 
 std::string exchangeText(const Exchange& e) {
-    return print("%8lld %12s s %8s  %-13s ", wide(e.line), seconds(e.sent).c_str(),
-                 e.latency() ? (std::to_string(*e.latency()) + " ms").c_str() : "-",
-                 std::string(nameOf(e.outcome)).c_str()) +
-           printable(e.title) + (e.finding.empty() ? "" : ": " + printable(e.finding)) + codeText(e.code) +
+    return format("%8lld %12s s %8s  %-13s ", wide(e.line), seconds(e.sent).c_str(),
+                  e.latency() ? (std::to_string(*e.latency()) + " ms").c_str() : "-",
+                  std::string(nameOf(e.outcome)).c_str()) +
+           shown(e.title) + (e.finding.empty() ? "" : ": " + shown(e.finding)) + codeText(e.code) +
            (e.retry ? " [retry]" : "") + "\n";
 }
 
@@ -178,7 +172,7 @@ json exchangeJson(const Exchange& e) {
                 {"retry", e.retry}, {"bytes_sent", e.bytesSent}, {"bytes_received", e.bytesReceived}};
     if (e.acknowledged) object["acknowledged_ms"] = *e.acknowledged - e.sent;
     if (e.latency()) object["latency_ms"] = *e.latency();
-    if (e.code != 0) object["code"] = e.code;
+    if (e.code != Code::Success) object["code"] = e.code;
     if (!e.finding.empty()) object["finding"] = asUtf8(e.finding);
     return object;
 }

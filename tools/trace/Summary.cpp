@@ -62,7 +62,7 @@ void Summary::add(const Exchange& exchange) {
 
 void Summary::add(const Stray& stray) {
     if (stray.role == Role::Unsolicited) ++unsolicited;
-    if (stray.error) list({stray.line, stray.time, {}, stray.text, 0, false});
+    if (stray.error) list({stray.line, stray.time, {}, stray.text, Code::Success, false});
 }
 
 void Summary::add(const std::vector<Remark>& more) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "mova/Codes.h"
 #include "trace/Exchanges.h"
 #include "trace/TraceReader.h"
 
@@ -33,7 +34,7 @@ struct Problem {
     std::int64_t time;
     std::string title;  // of the exchange; empty for what stands outside
     std::string text;
-    std::uint32_t code;
+    Code code;
     bool retry;
 };
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/HexText.h"
+
 namespace mova::trace {
 
 namespace {
@@ -34,6 +36,8 @@ struct Layout {
 };
 
 const std::vector<Layout>& layouts() {
+    static const std::vector<FieldLayout> laterSegment{
+        {"frame length", Word, 0}, {"family", Byte, '#'}, {"segments", Byte, 0}, {"segment", Byte, 0}};
     static const std::vector<Layout> all{
         {RecordKind::RfSent,
          {{"frame length", Word, 0},
@@ -54,8 +58,7 @@ const std::vector<Layout>& layouts() {
           {"flag", Byte, '-'},
           {"object", Word, '-'},
           {"record", Word, '-'}}},
-        {RecordKind::E2pLaterSent,
-         {{"frame length", Word, 0}, {"family", Byte, '#'}, {"segments", Byte, 0}, {"segment", Byte, 0}}},
+        {RecordKind::E2pLaterSent, laterSegment},
         {RecordKind::E2pReply,
          {{"message length", Word, 0},
           {"command", Byte, '-'},
@@ -69,8 +72,7 @@ const std::vector<Layout>& layouts() {
           {"segment", Byte, 0},
           {"data length", Word, '-'},
           {"option", Byte, '-'}}},
-        {RecordKind::HciLaterSent,
-         {{"frame length", Word, 0}, {"family", Byte, '#'}, {"segments", Byte, 0}, {"segment", Byte, 0}}},
+        {RecordKind::HciLaterSent, laterSegment},
         {RecordKind::HciReply, {{"data length", Word, 0}, {"option", Byte, '-'}}},
         {RecordKind::WifiFirstSent,
          {{"frame length", Word, 0},
@@ -80,25 +82,16 @@ const std::vector<Layout>& layouts() {
           {"command", Byte, '-'},
           {"spare", Byte, '-'},
           {"data length", Word, '-'}}},
-        {RecordKind::WifiLaterSent,
-         {{"frame length", Word, 0}, {"family", Byte, '#'}, {"segments", Byte, 0}, {"segment", Byte, 0}}},
+        {RecordKind::WifiLaterSent, laterSegment},
         {RecordKind::WifiReply, {{"command", Byte, 0}, {"status", Byte, '-'}, {"data length", Word, '-'}}},
     };
     return all;
 }
 
-int digit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    return -1;
-}
-
 // The byte at a position; -1 where there is none.
 int byteAt(std::string_view text, std::size_t at) {
-    if (at + 1 >= text.size()) return -1;
-    const int high = digit(text[at]), low = digit(text[at + 1]);
-    return high < 0 || low < 0 ? -1 : high * 16 + low;
+    if (at + 1 >= text.size() || !isHexDigit(text[at]) || !isHexDigit(text[at + 1])) return -1;
+    return hexByteAt(text, at);
 }
 
 bool isSent(RecordKind kind) {
@@ -145,10 +138,9 @@ void checkFrame(std::string_view text, std::size_t from, Decoded& decoded) {
     std::string digits;
     std::copy_if(text.begin() + static_cast<std::ptrdiff_t>(from),
                  text.begin() + static_cast<std::ptrdiff_t>(decoded.dataTo + 2), std::back_inserter(digits),
-                 [](char c) { return digit(c) >= 0; });
-    int sum = 0;
-    for (std::size_t at = 0; at + 1 < digits.size(); at += 2) sum ^= byteAt(digits, at);
-    if (sum != 0) decoded.problem = "the checksum does not fit the frame";
+                 isHexDigit);
+    if (digits.size() % 2 != 0) digits.pop_back();
+    if (hexChecksum(digits) != 0) decoded.problem = "the checksum does not fit the frame";
     // The length counts the payload and the checksum, not itself.
     const std::size_t counted = digits.size() / 2 - 2;
     if (decoded.field(0) != counted) {

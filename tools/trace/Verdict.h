@@ -1,5 +1,6 @@
 // What an exchange came to: the checks that the component itself makes on a reply, and what is missing.
 #pragma once
+#include "mova/Codes.h"
 #include "trace/Exchanges.h"
 
 namespace mova::trace {
@@ -8,6 +9,6 @@ namespace mova::trace {
 void judge(Open& open, bool traceEnds);
 
 // What a finding's number means; empty for a number without a meaning here.
-std::string meaningOf(std::uint32_t code);
+std::string meaningOf(Code code);
 
 }  // namespace mova::trace

@@ -3,18 +3,9 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "base/Text.h"
+
 namespace mova::viewer {
-
-namespace {
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool sameText(std::string_view a, std::string_view b, bool ignoreCase) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [&](char x, char y) { return ignoreCase ? lower(x) == lower(y) : x == y; });
-}
-
-}  // namespace
 
 Filter::Filter(FilterOptions options) : options_(std::move(options)) {
     auto flags = std::regex::ECMAScript | std::regex::optimize;
@@ -30,7 +21,8 @@ Filter::Filter(FilterOptions options) : options_(std::move(options)) {
 
 bool Filter::passes(const Message& message) const {
     const auto isObject = [&](const std::string& wanted) {
-        return sameText(wanted, kNoObject, true) ? message.object.empty() : sameText(wanted, message.object, true);
+        return equalIgnoringCase(wanted, kNoObject) ? message.object.empty()
+                                                    : equalIgnoringCase(wanted, message.object);
     };
     const auto isIn = [&](const std::string& text) { return contains(message, text); };
     const auto isMatched = [&](const std::regex& expression) { return matches(message, expression); };
@@ -43,7 +35,7 @@ bool Filter::passes(const Message& message) const {
 }
 
 bool Filter::contains(const Message& message, const std::string& text) const {
-    const auto same = [&](char a, char b) { return options_.ignoreCase ? lower(a) == lower(b) : a == b; };
+    const auto same = [&](char a, char b) { return options_.ignoreCase ? lowerCase(a) == lowerCase(b) : a == b; };
     return std::search(message.text.begin(), message.text.end(), text.begin(), text.end(), same) !=
                message.text.end() ||
            text.empty();

@@ -22,9 +22,9 @@ public:
         if (slot_ != INVALID_HANDLE_VALUE) return;
         const DWORD error = GetLastError();
         if (error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED) {
-            throw ChannelError("another viewer is already listening on " + place() + "; end it first");
+            throw ChannelError("another viewer is already listening on " + channelName() + "; end it first");
         }
-        throw ChannelError(place() + " cannot be listened on: error " + std::to_string(error));
+        throw ChannelError(channelName() + " cannot be listened on: error " + std::to_string(error));
     }
     ~MailslotReceiver() override { CloseHandle(slot_); }
 
@@ -33,14 +33,14 @@ public:
         for (int waited = 0;; waited += kPause) {
             DWORD size = MAILSLOT_NO_MESSAGE;
             if (!GetMailslotInfo(slot_, nullptr, &size, nullptr, nullptr)) {
-                throw ChannelError(place() + " is lost: error " + std::to_string(GetLastError()));
+                throw ChannelError(channelName() + " is lost: error " + std::to_string(GetLastError()));
             }
             if (size != MAILSLOT_NO_MESSAGE) return read(size);
             if (waited >= milliseconds || interruption) return std::nullopt;
             Sleep(kPause);
         }
     }
-    std::string place() const override { return MyDebugMsg::kMailslotName; }
+    std::string channelName() const override { return MyDebugMsg::kMailslotName; }
 
 private:
     std::optional<std::string> read(DWORD size) {

@@ -1,11 +1,11 @@
 #include "viewer/Message.h"
 
 #include <array>
-#include <cstdio>
 #include <ctime>
 #include <nlohmann/json.hpp>
 
-#include "text/Text.h"
+#include "base/Printable.h"
+#include "base/Text.h"
 
 namespace mova::viewer {
 
@@ -15,17 +15,16 @@ constexpr std::string_view kComponent = "MovaCmdSvr:";
 
 bool isLineEnd(char c) { return c == '\r' || c == '\n'; }
 
-std::string timeText(Time time, const char* format, std::tm* (*split)(const std::time_t*)) {
+std::string timeText(Time time, const char* pattern, std::tm* (*split)(const std::time_t*)) {
     using std::chrono::duration_cast, std::chrono::milliseconds, std::chrono::seconds;
     const auto whole = std::chrono::floor<seconds>(time);
     const std::time_t clock = std::chrono::system_clock::to_time_t(whole);
     std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), format, split(&clock));
-    std::array<char, 8> fraction{};
-    std::snprintf(fraction.data(), fraction.size(), ".%03d",
-                  static_cast<int>(duration_cast<milliseconds>(time - whole).count()));
-    return std::string(text.data()) + fraction.data();
+    std::strftime(text.data(), text.size(), pattern, split(&clock));
+    return text.data() + format(".%03d", static_cast<int>(duration_cast<milliseconds>(time - whole).count()));
 }
+
+std::string shown(std::string_view text) { return printable(asUtf8(text), Tabs::Escaped); }
 
 }  // namespace
 
@@ -61,18 +60,17 @@ Message parseMessage(std::string_view bytes, Time time) {
 }
 
 std::string asText(const Message& message) {
-    const std::string head =
-        timeText(message.time, "%Y-%m-%d %H:%M:%S", std::localtime) + " " + text::printable(message.prefix);
+    const std::string head = timeText(message.time, "%Y-%m-%d %H:%M:%S", std::localtime) + " " + shown(message.prefix);
     std::string all;
-    for (const std::string_view line : message.lines()) all.append(head).append(text::printable(line)).append("\n");
+    for (const std::string_view line : message.lines()) all.append(head).append(shown(line)).append("\n");
     return all;
 }
 
 std::string asJson(const Message& message) {
     const nlohmann::ordered_json object{{"time", timeText(message.time, "%Y-%m-%dT%H:%M:%S", std::gmtime) + "Z"},
-                                        {"object", text::asUtf8(message.object)},
-                                        {"prefix", text::asUtf8(message.prefix)},
-                                        {"text", text::asUtf8(message.text)}};
+                                        {"object", asUtf8(message.object)},
+                                        {"prefix", asUtf8(message.prefix)},
+                                        {"text", asUtf8(message.text)}};
     return object.dump() + "\n";
 }
 

@@ -21,7 +21,7 @@ public:
     // when the channel is lost.
     virtual std::optional<std::string> next(int milliseconds) = 0;
 
-    virtual std::string place() const = 0;  // "\\.\mailslot\KSDW_DEBUG", "/run/user/1000/KSDW_DEBUG.sock"
+    virtual std::string channelName() const = 0;  // "\\.\mailslot\KSDW_DEBUG", "/run/user/1000/KSDW_DEBUG.sock"
 };
 
 // Where the component of this system posts to. Throws ChannelError.

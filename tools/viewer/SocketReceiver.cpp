@@ -11,6 +11,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "base/Environment.h"
 #include "logging/MyDebugMsg.h"
 #include "platform/Platform.h"
 #include "platform/posix/FileDescriptor.h"
@@ -34,7 +35,7 @@ sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
-        throw ChannelError(path + " is too long for a socket's name; set " + kRuntimeDirVariable +
+        throw ChannelError(path + " is too long for a socket's name; set " + variable::kRuntimeDir +
                            " to a shorter folder");
     }
     std::memcpy(address.sun_path, path.data(), path.size());
@@ -91,7 +92,7 @@ public:
         recv(socket_.get(), message.data(), message.size(), 0);
         return message;
     }
-    std::string place() const override { return path_; }
+    std::string channelName() const override { return path_; }
 
 private:
     std::string path_;

@@ -35,7 +35,7 @@ int run(Settings& s) {
     catchInterruption();
     Viewer viewer(s.options, stdout);
     const auto receiver = listenOnDebugChannel();
-    std::fprintf(stderr, "mova-viewer: listening on %s; Ctrl-C ends\n", receiver->place().c_str());
+    std::fprintf(stderr, "mova-viewer: listening on %s; Ctrl-C ends\n", receiver->channelName().c_str());
     std::fflush(stderr);
     viewer.run(*receiver, interrupted);
     return 0;

@@ -7,10 +7,10 @@ namespace mova {
 
 constexpr const char* kDefaultDeviceDir = "/dev";
 
-// The links COMn are in the folder that kDeviceDirVariable names, or in kDefaultDeviceDir without it.
+// The links COMn are in the folder that MOVA_DEVICE_DIR names, or in kDefaultDeviceDir without it.
 std::string deviceDir();
 
-// The datagram sockets and lock files are in the folder that kRuntimeDirVariable names, or in /tmp without it.
+// The datagram sockets and lock files are in the folder that XDG_RUNTIME_DIR names, or in /tmp without it.
 std::string channelDir();
 
 // "\\.\mailslot\NAME", "Global\NAME" and "NAME" all give folder/NAME and the suffix.

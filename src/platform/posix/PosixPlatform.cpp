@@ -8,13 +8,13 @@ std::string channelDirOf(const PosixOptions& options) {
     return options.channelDir.empty() ? channelDir() : options.channelDir;
 }
 
-PosixOptions optionsOfEnvironment() {
+}  // namespace
+
+PosixOptions nativeOptions() {
     PosixOptions options;
     options.deviceDir = deviceDir();
     return options;
 }
-
-}  // namespace
 
 PosixPlatform::PosixPlatform(const PosixOptions& options)
     : serial_(options.deviceDir),
@@ -24,7 +24,7 @@ PosixPlatform::PosixPlatform(const PosixOptions& options)
       platform_{serial_, threading_, clock_, keys_, datagrams_, files_, host_} {}
 
 Platform& nativePlatform() {
-    static PosixPlatform& instance = *new PosixPlatform(optionsOfEnvironment());  // threads may outlive main
+    static PosixPlatform& instance = *new PosixPlatform(nativeOptions());  // threads may outlive main
     return instance.platform();
 }
 

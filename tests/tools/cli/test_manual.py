@@ -56,7 +56,7 @@ class ManualTest(BenchTest):
     def test_every_code_of_the_component_has_a_name_and_a_meaning(self):
         with open(os.path.join(SOURCE, "include", "mova", "Codes.h")) as file:
             codes = re.findall(r"constexpr std::uint32_t (\w+) = (0x[0-9A-F]+)", file.read())
-        with open(os.path.join(SOURCE, "tools", "cli", "CodeTable.cpp")) as file:
+        with open(os.path.join(SOURCE, "src", "base", "CodeTexts.cpp")) as file:
             named = set(re.findall(r"code::(\w+),\s*\"(\w+)\"", file.read()))
         second_names = {"MalformedConfirmation", "WrongArrayType"}  # of 0x3001
         self.assertGreater(len(codes), 30)

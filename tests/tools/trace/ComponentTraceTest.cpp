@@ -88,7 +88,7 @@ TEST_F(ComponentTrace, FailuresAreFoundAsTheComponentReportedThem) {
     station.manager.SendNormalAtCmd(0, "AT");  // ends what was under way
     std::vector<std::uint32_t> found;
     for (const Exchange& exchange : exchanges()) {
-        if (exchange.family == Family::E2p) found.push_back(exchange.code);
+        if (exchange.family == Family::E2p) found.push_back(number(exchange.code));
     }
     EXPECT_EQ(found, codes);
 }

@@ -78,7 +78,7 @@ Verdict verdictOf(std::vector<Entry> entries) {
     entries.push_back(kNext);
     const Paired reading = readAll(entries);
     const Exchange& exchange = reading.exchanges.at(0);
-    return {exchange.outcome, exchange.code, exchange.finding};
+    return {exchange.outcome, number(exchange.code), exchange.finding};
 }
 
 // --- the way it should be
@@ -407,12 +407,12 @@ TEST(OtherExchanges, ADamagedRequestIsAnError) {
 }
 
 TEST(Meanings, OfTheCodes) {
-    EXPECT_EQ(meaningOf(0x4004), "no (accepted) answer within the time");
-    EXPECT_EQ(meaningOf(0x8203), "E2P status 4");
-    EXPECT_EQ(meaningOf(0x8310), "E2P status 15");
-    EXPECT_EQ(meaningOf(0x8317), "E2P status 20");
-    EXPECT_EQ(meaningOf(0x820C), "E2P status 1, or 21 to 255");
-    EXPECT_EQ(meaningOf(0x1234), "");
+    EXPECT_EQ(meaningOf(Code{0x4004}), "no (accepted) answer within the time");
+    EXPECT_EQ(meaningOf(Code{0x8203}), "E2P status 4");
+    EXPECT_EQ(meaningOf(Code{0x8310}), "E2P status 15");
+    EXPECT_EQ(meaningOf(Code{0x8317}), "E2P status 20");
+    EXPECT_EQ(meaningOf(Code{0x820C}), "E2P status 1, or 21 to 255");
+    EXPECT_EQ(meaningOf(Code{0x1234}), "");
 }
 
 }  // namespace

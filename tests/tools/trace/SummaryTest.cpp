@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "text/Text.h"
+#include "base/Printable.h"
 #include "trace/Report.h"
 
 namespace mova::trace {
@@ -14,8 +14,6 @@ namespace {
 using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::Not;
-using text::asUtf8;
-using text::printable;
 
 Latencies latenciesOf(const std::vector<int>& values) {
     Latencies latencies;
@@ -132,7 +130,11 @@ TEST(ReportForMachines, TextsOfOtherCodePagesAreBorne) {
 }
 
 TEST(ReportOnTheTerminal, KeepsControlCharactersFromTheTerminal) {
-    EXPECT_EQ(printable("a\r\n\x1B[2J\x7F"), "a\\r\\n\\x1B[2J\\x7F");
+    const Summary summary = summaryOf(
+        "AT-S a\x1B[2J\tb\x7F"
+        "caf\xE9\t\t\t\t[T:1]\nAT-R ERROR\t\t\t\t[T:1]\n");
+    EXPECT_THAT(reportText(summary, "t.log"), HasSubstr("a\\x1B[2J\\x09b\\x7F"
+                                                        "caf\xC3\xA9: "));
 }
 
 TEST(Memory, ALongTraceLeavesOnlyItsFigures) {

@@ -51,7 +51,7 @@ private:
 
 TEST_F(DebugChannel, WhatTheComponentSaysArrivesWhole) {
     const auto receiver = listen();
-    EXPECT_EQ(receiver->place(), socketPath());
+    EXPECT_EQ(receiver->channelName(), socketPath());
     MyDebugMsg debug(platform());
     debug.setPrefix("MovaCmdSvr:(COM7) ");
     postUntilHeard(debug, *receiver, "hello");

@@ -39,6 +39,14 @@ TEST(HexTextTest, AppendsBytesAndWordsLowByteFirst) {
     EXPECT_EQ(text, "x0AFE12");
 }
 
+TEST(HexTextTest, DigitsAreTwentyTwoCharacters) {
+    const std::string_view digits = "0123456789ABCDEFabcdef";
+    for (int value = 0; value < 256; ++value) {
+        const char c = static_cast<char>(value);
+        EXPECT_EQ(isHexDigit(c), digits.find(c) != digits.npos) << value;
+    }
+}
+
 struct DecodeCase {
     const char* text;
     std::string bytes;

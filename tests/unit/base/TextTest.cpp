@@ -30,6 +30,19 @@ TEST(TextTest, TrimTakesBothEnds) {
     EXPECT_EQ(trim(""), "");
 }
 
+TEST(TextTest, FoldsTheCaseOfAsciiLettersOnly) {
+    EXPECT_EQ(upperCase("at+Cgmr @[`{ \xE4\xC4"), "AT+CGMR @[`{ \xE4\xC4");
+    EXPECT_EQ(lowerCase('Z'), 'z');
+    EXPECT_EQ(lowerCase('['), '[');
+    EXPECT_EQ(upperCase('a'), 'A');
+    EXPECT_EQ(upperCase('{'), '{');
+    EXPECT_TRUE(equalIgnoringCase("com7@", "COM7@"));
+    EXPECT_TRUE(equalIgnoringCase("", ""));
+    EXPECT_FALSE(equalIgnoringCase("com7", "com70"));
+    EXPECT_FALSE(equalIgnoringCase("@", "`"));
+    EXPECT_FALSE(equalIgnoringCase("\xE4", "\xC4"));
+}
+
 TEST(TextTest, TildeLinesReplacesWholeLineEndsOnly) {
     EXPECT_EQ(tildeLines("A\r\n\r\nB"), "A~~B");
     EXPECT_EQ(tildeLines("A\rB\nC\n\rD\r"), "A\rB\nC\n\rD\r");

@@ -1,6 +1,8 @@
-#include "text/Text.h"
+#include "base/Printable.h"
 
-namespace mova::text {
+#include "base/HexText.h"
+
+namespace mova {
 
 namespace {
 
@@ -44,22 +46,23 @@ std::string asUtf8(std::string_view bytes) {
     return text;
 }
 
-std::string printable(std::string_view bytes) {
-    std::string text;
-    for (const char c : asUtf8(bytes)) {
+std::string printable(std::string_view text, Tabs tabs) {
+    std::string shown;
+    for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
+        const bool controls = byte < 0x20 || byte == 0x7F;
         if (c == '\r') {
-            text += "\\r";
+            shown += "\\r";
         } else if (c == '\n') {
-            text += "\\n";
-        } else if (byte < 0x20 || byte == 0x7F) {
-            constexpr std::string_view kDigits = "0123456789ABCDEF";
-            text.append("\\x").append({kDigits[byte >> 4U], kDigits[byte & 0xFU]});
+            shown += "\\n";
+        } else if (controls && (c != '\t' || tabs == Tabs::Escaped)) {
+            shown += "\\x";
+            appendHexByte(shown, byte);
         } else {
-            text += c;
+            shown += c;
         }
     }
-    return text;
+    return shown;
 }
 
-}  // namespace mova::text
+}  // namespace mova

@@ -1,8 +1,8 @@
-#include "cli/Environment.h"
+#include "base/Environment.h"
 
 #include <cstdlib>
 
-namespace mova::cli {
+namespace mova {
 
 std::optional<std::string> environment(const char* name) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
@@ -10,4 +10,9 @@ std::optional<std::string> environment(const char* name) {
     return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-}  // namespace mova::cli
+std::string environmentOr(const char* name, const std::string& otherwise) {
+    const std::string value = environment(name).value_or("");
+    return value.empty() ? otherwise : value;
+}
+
+}  // namespace mova

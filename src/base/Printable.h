@@ -3,12 +3,14 @@
 #include <string>
 #include <string_view>
 
-namespace mova::text {
+namespace mova {
 
 // UTF-8 stays what it is, anything else is taken for Latin-1.
 std::string asUtf8(std::string_view bytes);
 
-// For a terminal: UTF-8 with control characters as "\r", "\n", "\x1B".
-std::string printable(std::string_view bytes);
+enum class Tabs { Kept, Escaped };
 
-}  // namespace mova::text
+// Control characters become "\r", "\n", "\x1B", so that no text can drive the terminal.
+std::string printable(std::string_view text, Tabs tabs = Tabs::Kept);
+
+}  // namespace mova

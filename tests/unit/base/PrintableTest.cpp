@@ -1,0 +1,33 @@
+#include <gtest/gtest.h>
+
+#include "base/Printable.h"
+
+namespace mova {
+namespace {
+
+TEST(PrintableTest, WritesControlCharactersAsEscapes) {
+    EXPECT_EQ(printable("a\r\n\x1B[2J\x7F"), "a\\r\\n\\x1B[2J\\x7F");
+    EXPECT_EQ(printable(std::string_view("\0\x1F ~", 4)), "\\x00\\x1F ~");
+    EXPECT_EQ(printable("back\\slash"), "back\\slash");
+    EXPECT_EQ(printable("caf\xC3\xA9\xFF"), "caf\xC3\xA9\xFF");
+    EXPECT_EQ(printable(""), "");
+}
+
+TEST(PrintableTest, KeepsTabsOrNot) {
+    EXPECT_EQ(printable("a\tb"), "a\tb");
+    EXPECT_EQ(printable("a\tb", Tabs::Escaped),
+              "a\\x09"
+              "b");
+}
+
+TEST(AsUtf8Test, KeepsUtf8AndTakesTheRestForLatin1) {
+    EXPECT_EQ(asUtf8("caf\xC3\xA9"), "caf\xC3\xA9");
+    EXPECT_EQ(asUtf8("caf\xE9"), "caf\xC3\xA9");
+    EXPECT_EQ(asUtf8("\xF0\x9F\x98\x80"), "\xF0\x9F\x98\x80");
+    EXPECT_EQ(asUtf8("\xED\xA0\x80"), "\xC3\xAD\xC2\xA0\xC2\x80");  // a surrogate is no text
+    EXPECT_EQ(asUtf8("\xC0\x80"), "\xC3\x80\xC2\x80");              // nor is an overlong form
+    EXPECT_EQ(asUtf8("\xC3"), "\xC3\x83");
+}
+
+}  // namespace
+}  // namespace mova
