@@ -2,7 +2,7 @@
 # hunt.sh SECONDS|keep: runs what ./fuzz has built. What a hunt finds stays in build/fuzz/<target>/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-programs=build/linux-fuzz/tests/fuzz
+programs=build/linux-fuzz/tests
 targets=()
 for source in tests/campaigns/fuzz/targets/*.cpp; do
     targets+=("$(basename "$source" .cpp)")
