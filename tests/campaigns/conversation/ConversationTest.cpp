@@ -14,18 +14,11 @@
 #include <string_view>
 
 #include "campaigns/conversation/Conversation.h"
+#include "support/Effort.h"
 
 namespace mova::conversation {
 
 namespace {
-
-#if defined(__SANITIZE_THREAD__)
-constexpr std::uint64_t kUsualSeeds = 300;
-#elif defined(__SANITIZE_ADDRESS__)
-constexpr std::uint64_t kUsualSeeds = 700;
-#else
-constexpr std::uint64_t kUsualSeeds = 3000;
-#endif
 
 // Kept for good, under the name of what it found: a mistake of the component, one that was planted, or one of the
 // model.
@@ -47,7 +40,7 @@ constexpr KeptSeed kKept[] = {
 void PrintTo(const KeptSeed& kept, std::ostream* out) { *out << kept.seed; }
 
 std::uint64_t firstSeed = 1;
-std::uint64_t lastSeed = kUsualSeeds;
+std::uint64_t lastSeed = 3000 / everyNthRun({.address = 4, .thread = 10});
 Settings settings;
 volatile std::uint64_t runningSeed = 0;
 

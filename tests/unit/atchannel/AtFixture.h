@@ -7,7 +7,7 @@
 
 namespace mova {
 
-class AtRoomTest : public ServicesTest {
+class AtLayerTest : public ServicesTest {
 protected:
     AtChannel at{platform, port, answers, session, debug, trace};
     AtProperties properties{platform, port, at, session, trace};

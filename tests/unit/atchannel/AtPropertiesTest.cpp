@@ -9,7 +9,7 @@ namespace {
 
 using ::testing::ElementsAre;
 
-using AtPropertiesTest = AtRoomTest;
+using AtPropertiesTest = AtLayerTest;
 
 const std::string kWakeFrame("AT*\x02\x00\x03\x01\x00\x00\x0A\x0D", 11);
 constexpr const char* kWakeTrace = "9 AT*0200030100000A0D";

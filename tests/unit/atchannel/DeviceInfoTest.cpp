@@ -5,7 +5,7 @@
 namespace mova {
 namespace {
 
-class DeviceInfoTest : public AtRoomTest {
+class DeviceInfoTest : public AtLayerTest {
 protected:
     void expectAt(const std::string& command, const std::string& answer) {
         comm.expect(command + "\r").reply(command + "\r" + answer, 5ms);
