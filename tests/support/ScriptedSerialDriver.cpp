@@ -35,7 +35,8 @@ std::string_view viewOf(const void* data, std::uint32_t length) {
     return length == 0 ? std::string_view() : std::string_view(static_cast<const char*>(data), length);
 }
 
-std::string withBytes(const char* name, const void* data, std::uint32_t length) {
+std::string withBytes(const ScriptedCore& core, const char* name, const void* data, std::uint32_t length) {
+    if (!core.isRead()) return {};
     const std::string bytes = hexBytes(viewOf(data, length));
     return bytes.empty() ? name : std::string(name) + " " + bytes;
 }
@@ -123,7 +124,7 @@ bool ScriptedSerialDriver::fail(std::uint32_t error) {
     return false;
 }
 
-ScriptedSerialDriver::Call ScriptedSerialDriver::begin(Op op, PortHandle handle, std::string text,
+ScriptedSerialDriver::Call ScriptedSerialDriver::begin(Op op, PortHandle handle, std::string_view text,
                                                        std::string_view outcome) {
     const auto failure = core_.enter(op, text);
     const auto found = handles_.find(handle);
@@ -136,16 +137,16 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::begin(Op op, PortHandle handle,
         error = failure->error;
     const std::string path = found == handles_.end() ? std::string() : found->second.port->path_;
     if (error != 0) {
-        core_.note(op, path, std::move(text), "error " + std::to_string(error));
+        core_.note(op, path, text, "error " + std::to_string(error));
         fail(error);
         return {};
     }
-    core_.note(op, path, std::move(text), outcome.empty() && failure ? nameOf(failure->kind) : outcome);
+    core_.note(op, path, text, outcome.empty() && failure ? nameOf(failure->kind) : outcome);
     return {found->second.port, failure};
 }
 
-bool ScriptedSerialDriver::simple(Op op, PortHandle handle, std::string text, ScriptedPort*& out) {
-    out = begin(op, handle, std::move(text)).port;
+bool ScriptedSerialDriver::simple(Op op, PortHandle handle, std::string_view text, ScriptedPort*& out) {
+    out = begin(op, handle, text).port;
     return out != nullptr;
 }
 
@@ -192,7 +193,7 @@ bool ScriptedSerialDriver::close(PortHandle handle) {
 
 bool ScriptedSerialDriver::setQueueSizes(PortHandle handle, std::uint32_t input, std::uint32_t output) {
     ScriptedPort* port;
-    if (!simple(Op::SetQueueSizes, handle, printed("setQueueSizes %u %u", input, output), port)) return false;
+    if (!simple(Op::SetQueueSizes, handle, core_.call("setQueueSizes %u %u", input, output), port)) return false;
     port->inputQueue = input;
     port->outputQueue = output;
     return true;
@@ -201,8 +202,8 @@ bool ScriptedSerialDriver::setQueueSizes(PortHandle handle, std::uint32_t input,
 bool ScriptedSerialDriver::setTimeouts(PortHandle handle, const PortTimeouts& t) {
     ScriptedPort* port;
     if (!simple(Op::SetTimeouts, handle,
-                printed("setTimeouts %u %u %u %u %u", t.readInterval, t.readMultiplier, t.readConstant,
-                        t.writeMultiplier, t.writeConstant),
+                core_.call("setTimeouts %u %u %u %u %u", t.readInterval, t.readMultiplier, t.readConstant,
+                           t.writeMultiplier, t.writeConstant),
                 port))
         return false;
     port->timeouts = t;
@@ -226,8 +227,8 @@ bool ScriptedSerialDriver::lineSettings(PortHandle handle, LineSettings& out) {
 bool ScriptedSerialDriver::setLineSettings(PortHandle handle, const LineSettings& s) {
     ScriptedPort* port;
     if (!simple(Op::SetLineSettings, handle,
-                printed("setLineSettings flags=0x%04X baud=%u size=%d parity=%d stop=%d", s.flags, s.baudRate,
-                        s.byteSize, s.parity, s.stopBits),
+                core_.call("setLineSettings flags=0x%04X baud=%u size=%d parity=%d stop=%d", s.flags, s.baudRate,
+                           s.byteSize, s.parity, s.stopBits),
                 port))
         return false;
     port->lineSettings = s;
@@ -237,7 +238,7 @@ bool ScriptedSerialDriver::setLineSettings(PortHandle handle, const LineSettings
 
 bool ScriptedSerialDriver::setEventMask(PortHandle handle, std::uint32_t mask) {
     ScriptedPort* port;
-    if (!simple(Op::SetEventMask, handle, printed("setEventMask %u", mask), port)) return false;
+    if (!simple(Op::SetEventMask, handle, core_.call("setEventMask %u", mask), port)) return false;
     port->eventMask = mask;
     return true;
 }
@@ -256,7 +257,7 @@ bool ScriptedSerialDriver::clearErrors(PortHandle handle, std::uint32_t& errorBi
 
 bool ScriptedSerialDriver::purge(PortHandle handle, std::uint32_t what) {
     ScriptedPort* port;
-    if (!simple(Op::Purge, handle, printed("purge 0x%X", what), port)) return false;
+    if (!simple(Op::Purge, handle, core_.call("purge 0x%X", what), port)) return false;
     if (what & kPurgeRxClear) {
         port->pullPeer();
         port->incoming_.clear();
@@ -286,7 +287,7 @@ std::unique_ptr<Transfer> ScriptedSerialDriver::makeTransfer() {
 }
 
 ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle handle, ScriptedTransfer& transfer,
-                                                               std::string text) {
+                                                               std::string_view text) {
     if (transfer.state == ScriptedTransfer::State::Pending) core_.complain("a transfer is begun while it is pending");
     transfer.done.reset();
     transfer.state = ScriptedTransfer::State::Idle;
@@ -306,7 +307,7 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
         const bool timed = transfer.isRead ? port.readTime_.has_value() : port.writeTimeEach_.has_value();
         if (timed || (transfer.isRead && port.emptyReadsPend_ && port.incoming_.empty())) outcome = "pending";
     }
-    Call call = begin(op, handle, std::move(text), outcome);
+    Call call = begin(op, handle, text, outcome);
     if (call.port && transfer.refused) {
         fail(kInvalidHandle);
         call.port = nullptr;
@@ -323,7 +324,7 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
 
 BeginResult ScriptedSerialDriver::beginRead(PortHandle handle, Transfer& record, void* buffer, std::uint32_t capacity) {
     ScriptedTransfer& transfer = scripted(record);
-    const Call call = beginTransfer(Op::BeginRead, handle, transfer, printed("beginRead %u", capacity));
+    const Call call = beginTransfer(Op::BeginRead, handle, transfer, core_.call("beginRead %u", capacity));
     if (!call.port) return BeginResult::Failed;
     transfer.buffer = buffer;
     transfer.length =
@@ -345,7 +346,7 @@ BeginResult ScriptedSerialDriver::beginRead(PortHandle handle, Transfer& record,
 BeginResult ScriptedSerialDriver::beginWrite(PortHandle handle, Transfer& record, const void* data,
                                              std::uint32_t length) {
     ScriptedTransfer& transfer = scripted(record);
-    const Call call = beginTransfer(Op::BeginWrite, handle, transfer, withBytes("beginWrite", data, length));
+    const Call call = beginTransfer(Op::BeginWrite, handle, transfer, withBytes(core_, "beginWrite", data, length));
     if (!call.port) return BeginResult::Failed;
     transfer.data = data;
     transfer.length =
@@ -417,7 +418,7 @@ WaitResult ScriptedSerialDriver::await(Transfer& record, Event* stop, std::uint3
     auto* const event = static_cast<ScriptedEvent*>(stop);
     const std::string limit = milliseconds == kInfinite ? "infinite" : std::to_string(milliseconds);
     core_.note(Op::Await, transfer.port ? transfer.port->path_ : "",
-               std::string("await ") + (transfer.isRead ? "read " : "write ") + limit,
+               core_.call("await %s %s", transfer.isRead ? "read" : "write", limit.c_str()),
                failure && failure->kind != FailureKind::ShortCount ? nameOf(failure->kind) : "");
     if (transfer.state == ScriptedTransfer::State::Idle) {
         core_.complain("a transfer is awaited that was not begun");
@@ -490,7 +491,7 @@ bool ScriptedSerialDriver::passBlocking(PortHandle handle, ScriptedPort& port, s
 
 bool ScriptedSerialDriver::read(PortHandle handle, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) {
     bytes = 0;
-    const Call call = begin(Op::Read, handle, printed("read %u", capacity));
+    const Call call = begin(Op::Read, handle, core_.call("read %u", capacity));
     if (!call.port) return false;
     if (handles_.at(handle).overlapped) core_.complain("a blocking read on a port that was opened overlapped");
     if (!passBlocking(handle, *call.port, call.port->readTime_)) return false;
@@ -500,7 +501,7 @@ bool ScriptedSerialDriver::read(PortHandle handle, void* buffer, std::uint32_t c
 
 bool ScriptedSerialDriver::write(PortHandle handle, const void* data, std::uint32_t length, std::uint32_t& bytes) {
     bytes = 0;
-    const Call call = begin(Op::Write, handle, withBytes("write", data, length));
+    const Call call = begin(Op::Write, handle, withBytes(core_, "write", data, length));
     if (!call.port) return false;
     if (handles_.at(handle).overlapped) core_.complain("a blocking write on a port that was opened overlapped");
     const std::uint32_t count = call.failure ? call.failure->shortOf(length) : length;
