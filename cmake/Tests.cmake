@@ -25,16 +25,19 @@ function(mova_test_code target)
   endif()
 endfunction()
 
-# mova_test(NAME [SHARDS n] [REAL_TIME] [BUSY] [SOURCES file...] [LIBRARIES library...]): the folder's test program,
-# test-NAME, of all its files and SOURCES. SHARDS: it has much waiting and is dealt out to so many processes.
+# mova_test(NAME [SHARDS n] [UNITY n] [REAL_TIME] [BUSY] [SOURCES file...] [LIBRARIES library...]): the folder's test program,
+# test-NAME, of all its files and SOURCES, compiled as one (UNITY: as ones of so many). SHARDS: it has much waiting and is dealt out to so many processes.
 # REAL_TIME: it waits in real time and gets the processors before the others. BUSY: one beside those that wait.
 function(mova_test name)
-  cmake_parse_arguments(TEST "REAL_TIME;BUSY" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(TEST "REAL_TIME;BUSY" "SHARDS;UNITY" "SOURCES;LIBRARIES" ${ARGN})
+  if(NOT TEST_UNITY)
+    set(TEST_UNITY 0)  # no limit: GoogleTest's own templates are instantiated once a program
+  endif()
   file(GLOB sources CONFIGURE_DEPENDS *.cpp)
   add_executable(test-${name} ${sources} ${TEST_SOURCES})
   target_link_libraries(test-${name} PRIVATE mova-test-support mova-handset GTest::gmock_main ${TEST_LIBRARIES})
   mova_test_code(test-${name})
-  set_target_properties(test-${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
+  set_target_properties(test-${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${TEST_UNITY})
   set(shards 1)
   if(TEST_SHARDS)
     set(shards ${TEST_SHARDS})

@@ -2,7 +2,7 @@
 # hunt.sh SECONDS|keep: runs what ./fuzz has built. What a hunt finds stays in build/fuzz/<target>/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-programs=build/linux-fuzz/tests/fuzz
+programs=build/linux-fuzz/tests
 targets=()
 for source in tests/campaigns/fuzz/targets/*.cpp; do
     targets+=("$(basename "$source" .cpp)")
@@ -31,8 +31,11 @@ export programs
 if [ "$1" = keep ]; then
     for target in "${targets[@]}"; do
         [ -d "build/fuzz/$target/found" ] || continue
-        "$programs/fuzz-$target" -set_cover_merge=1 -use_counters=0 "tests/campaigns/fuzz/corpus/$target" "build/fuzz/$target/found" 2>&1 |
+        corpus=tests/campaigns/fuzz/corpus/$target
+        "$programs/fuzz-$target" -set_cover_merge=1 -use_counters=0 "$corpus" "build/fuzz/$target/found" 2>&1 |
             sed -n "s/^MERGE-OUTER: \([0-9]* new files.*\)/$target: \1/p"
+        mkdir -p "$corpus/merged"
+        find "$corpus" -maxdepth 1 -type f -exec mv -t "$corpus/merged" {} +
     done
     exit
 fi

@@ -42,7 +42,7 @@ TEST_F(DirectLine, NothingQueuedIsNoData) {
     EXPECT_EQ(read.data, std::nullopt);
 }
 
-TEST_F(DirectLine, ArraysOutAndIn) {
+TEST_F(DirectLine, ArraysAreWrittenAndReadAsTheyAre) {
     const std::array<std::uint8_t, 8> command{'A', 'T', '+', 'C', 'G', 'M', 'M', '\r'};
     EXPECT_EQ(manager_.DirectWriteAsciiData(command, 8).count, 8);
     ASSERT_TRUE(waiting(14));
@@ -54,7 +54,7 @@ TEST_F(DirectLine, ArraysOutAndIn) {
     EXPECT_EQ(answer[14], 0);
 }
 
-TEST_F(DirectLine, BytesFromMemory) {
+TEST_F(DirectLine, BytesFromMemoryReachTheHandset) {
     const std::uint8_t command[] = {'A', 'T', '\r'};
     const CountResult written = manager_.DirectWriteByteData(command, 3);
     EXPECT_EQ(written.code, 0U);

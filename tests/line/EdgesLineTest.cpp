@@ -12,8 +12,6 @@
 namespace mova::line {
 namespace {
 
-constexpr std::uint32_t kNotOpen = 0x4000;
-
 // --- two objects on one port
 
 TEST(TwoObjects, TheSecondDoesNotGetThePortAndTheFirstDoesNotNotice) {

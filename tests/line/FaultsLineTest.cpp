@@ -34,7 +34,7 @@ protected:
     CVeCmdManager& manager_ = station_.manager;
 };
 
-TEST_F(FaultsLine, Silence) {
+TEST_F(FaultsLine, SilenceIsNoAnswer) {
     patience(kShort);
     EXPECT_EQ(readCode(Fault::Silence), 0x4004U);
     station_.fault(Fault::Silence);
@@ -43,7 +43,7 @@ TEST_F(FaultsLine, Silence) {
     EXPECT_EQ(manager_.WiFiAction(1, "").code, 0x4004U);
 }
 
-TEST_F(FaultsLine, SilenceInTheMiddleOfSegments) {
+TEST_F(FaultsLine, SilenceInTheMiddleOfSegmentsEndsTheRequest) {
     patience(kShort);
     int heard = 0;
     station_.handset.with([&](Handset& h) {
@@ -57,14 +57,14 @@ TEST_F(FaultsLine, SilenceInTheMiddleOfSegments) {
     EXPECT_EQ(heard, 3);  // nothing is sent after the segment that was not acknowledged, and nothing again
 }
 
-TEST_F(FaultsLine, WrongChecksum) {
+TEST_F(FaultsLine, AWrongChecksumIsNoReply) {
     EXPECT_EQ(readCode(Fault::WrongChecksum), 0x4203U);
     station_.fault(Fault::WrongChecksum);
     EXPECT_EQ(manager_.RfGeneralTestReq(5, 0x0102), 0U);  // acknowledged; its confirmation is of no use
     EXPECT_EQ(manager_.FetchQueuedCnfTextItem().data, "");
 }
 
-TEST_F(FaultsLine, MissingAck) {
+TEST_F(FaultsLine, AMissingAckFailsWhatWaitsForIt) {
     patience(kShort);
     EXPECT_EQ(readCode(Fault::MissingAck), 0x4004U);
     patience(LineStation::kPatience);
@@ -73,14 +73,14 @@ TEST_F(FaultsLine, MissingAck) {
     EXPECT_EQ(manager_.FetchQueuedCnfTextItem().data, "05000201");
 }
 
-TEST_F(FaultsLine, MissingOk) {
+TEST_F(FaultsLine, AMissingOkIsNoAnswer) {
     patience(kShort);
     EXPECT_EQ(readCode(Fault::MissingOk), 0x4004U);
     station_.fault(Fault::MissingOk);
     EXPECT_EQ(manager_.RfGeneralTestReq(5, 0x0102), 0x4004U);
 }
 
-TEST_F(FaultsLine, WrongEcho) {
+TEST_F(FaultsLine, AWrongEchoIsAnotherCommandsReply) {
     EXPECT_EQ(readCode(Fault::WrongEcho), 0x4203U);
     station_.fault(Fault::WrongEcho);
     EXPECT_EQ(manager_.HciAction(1, "").code, 0x4203U);
@@ -88,9 +88,9 @@ TEST_F(FaultsLine, WrongEcho) {
     EXPECT_EQ(manager_.WiFiAction(0x21, "AABB").code, 0x4203U);
 }
 
-TEST_F(FaultsLine, WrongRecord) { EXPECT_EQ(readCode(Fault::WrongRecord), 0x4205U); }
+TEST_F(FaultsLine, AWrongRecordHasItsCode) { EXPECT_EQ(readCode(Fault::WrongRecord), 0x4205U); }
 
-TEST_F(FaultsLine, WrongData) {
+TEST_F(FaultsLine, WrongDataInTheEchoOfAWriteHasItsCode) {
     station_.fault(Fault::WrongData);
     EXPECT_EQ(manager_.WriteE2PObject(0x1234, 2, "FFFF").code, 0x4206U);
 }
@@ -103,7 +103,7 @@ TEST_F(FaultsLine, DuplicateSegmentIsTakenOnce) {
 }
 
 // Deliberate: only the segment behind the gap is left out, the ones after it are taken again.
-TEST_F(FaultsLine, SkippedSegment) {
+TEST_F(FaultsLine, ASkippedSegmentLeavesOutTheOneBehindIt) {
     station_.handset.with([](Handset& h) {
         h.store().put(0x3000, 1, "0123456789ABCDEFGHIJKLMN");
         h.protocol().setSegmentSize(8);

@@ -24,6 +24,8 @@ using handset::Handset;
 using handset::Profile;
 using handset::PtyHandset;
 
+constexpr std::uint32_t kNotOpen = 0x4000;
+
 // A test that takes longer is ended with its process.
 class Hangs {
 public:

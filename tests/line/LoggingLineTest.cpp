@@ -354,7 +354,7 @@ TEST_F(ViewerLine, StallsAndCostsOnlyItsMessages) {
     EXPECT_EQ(countNow().threads, found.threads);
     EXPECT_EQ(countNow().descriptors, found.descriptors);
     EXPECT_TRUE(hears("AT-S AT"));
-    EXPECT_TRUE(isFound());  // it goes on where there is room again
+    EXPECT_TRUE(isFound());  // it goes on where there is space again
 }
 
 TEST_F(ViewerLine, StallsUnderABackgroundReaderThatStillDelivers) {

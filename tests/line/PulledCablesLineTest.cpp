@@ -17,7 +17,6 @@ constexpr std::int32_t kWait = 600;  // milliseconds, for the answers that never
 constexpr auto kLongestCall = std::chrono::seconds(20);
 
 constexpr std::uint32_t kNoAnswer = 0x4004;
-constexpr std::uint32_t kNotOpen = 0x4000;
 constexpr std::uint32_t kReadFailed = 0x4340;
 constexpr std::uint32_t kWriteFailed = 0x4341;
 

@@ -182,7 +182,7 @@ TEST(HciLine, AStatusIsAFailureOfTwoOptions) {
     EXPECT_EQ(station.manager.HciAction(3, "").text, "0C");
 }
 
-TEST(WifiLine, CommandAndStatus) {
+TEST(WifiLine, TheStatusOfAReplyIsTheCode) {
     LineStation station;
     ASSERT_EQ(station.open(), 0U);
     EXPECT_EQ(station.manager.WiFiAction(0x21, "AABB").text, "AABB");

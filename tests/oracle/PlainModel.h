@@ -13,9 +13,14 @@
 #include <string_view>
 #include <vector>
 
-#include "campaigns/conversation/Tape.h"
+#include "oracle/Engine.h"
+#include "oracle/Tape.h"
 
-namespace mova::conversation {
+namespace mova::oracle {
+
+constexpr std::uint32_t kNoAnswer = 0x4004;
+constexpr std::uint32_t kStopped = 0x10;
+constexpr std::uint32_t kWaitFailed = 0x3006;
 
 struct Mismatch : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -23,20 +28,13 @@ struct Mismatch : std::runtime_error {
 
 class PlainModel {
 public:
-    struct Record {
-        unsigned kind = 0;  // 0 AT text, 1 general, 2 echo, 3 E2P, 4 acknowledgement, 5 HCI, 6 WiFi
-        std::string first;
-        std::string second;
-        std::string hex;
-        std::uint32_t error = 0;
-        bool valid = false;
-    };
     enum class Stop { Down, Up, Unknown };
     enum class Reader { None, Runs, Ending, Unknown };
 
     PlainModel(Tape& tape, bool usb) : tape_(tape), usb_(usb) {}
 
-    // Each takes the call's tenures from the tape and gives the result that the call must have, as text.
+    // Each takes the call's holds of the port's lock from the tape and gives the result that the call must have, as
+    // text.
     std::string init();
     std::string openPort();
     std::string closePort();
@@ -62,9 +60,9 @@ public:
     std::string collect(int duration);
     std::string finalRelease();
 
-    void otherThreads();                             // what the reader thread has done meanwhile
-    void checkEvents();                              // after all tenures: what was raised is what was to be raised
-    void nothingOutstanding();                       // every thread has come to rest: nothing is left to be raised
+    void otherThreads();        // what the reader thread has done meanwhile
+    void checkEvents();         // after all that was done: what was raised is what was to be raised
+    void nothingOutstanding();  // every thread has come to rest: nothing is left to be raised
     void readerIsGone() { reader_ = Reader::None; }  // seen from outside
 
     void startTicksAt(std::uint32_t ticks) { firstTick_ = ticks; }
@@ -109,12 +107,13 @@ private:
 
     // answers
     std::uint32_t run(std::uint32_t milliseconds, const std::string& terminators);
-    void finish(const std::vector<std::string>& lines, const std::string& terminator);
+    void finish(Record record);
     void file(const Record& record);
     void trace(std::string text) { traced_.push_back(std::move(text)); }
     void clearQueue(bool purge);
     void discardInput();
     void clearQueueAndPort();
+    bool isQueued(unsigned kind) const;
     Record fetchKind(unsigned kind);
 
     // requests
@@ -129,9 +128,8 @@ private:
 
     Tape& tape_;
     const bool usb_;
-    PortLock tenure_;
+    LockHold hold_;
     std::size_t next_ = 0;
-    bool inTenure_ = false;
     bool onReader_ = false;
     std::uint64_t now_ = 0;
     std::vector<std::string> traced_;
@@ -152,7 +150,7 @@ private:
     std::string terminator_;
     std::uint32_t timeouts_[7] = {0, 1000, 1000, 1000, 4000, 1500, 10000};
 
-    std::string pending_;
+    Engine engine_;
     std::vector<Record> queue_;
     std::uint64_t exchanges_ = 0;
     std::uint64_t recordsMade_ = 0;
@@ -165,4 +163,4 @@ std::string resultText(std::uint32_t code);
 std::string resultText(std::uint32_t code, const std::optional<std::string>& text);
 std::string resultText(std::uint32_t code, std::int64_t count, const std::optional<std::string>& text);
 
-}  // namespace mova::conversation
+}  // namespace mova::oracle

@@ -129,6 +129,10 @@ bool FailureRule::hits(std::string_view argument) {
     return true;
 }
 
+bool FailurePlan::looksAtArguments() const {
+    return std::any_of(rules_.begin(), rules_.end(), [](const FailureRule& rule) { return rule.looksAtArguments(); });
+}
+
 std::optional<Failure> FailurePlan::onCall(Op op, std::string_view argument) {
     ++calls_[static_cast<std::size_t>(op)];
     std::optional<Failure> failure;

@@ -134,6 +134,7 @@ public:
 private:
     friend class FailurePlan;
     bool hits(std::string_view argument);
+    bool looksAtArguments() const { return !matching_.empty(); }
 
     Op op_;
     unsigned first_ = 1;
@@ -154,6 +155,7 @@ public:
     void resetCalls() { calls_.fill(0); }
 
     // For the scripted interfaces: counts the call and says how it is to fail.
+    bool looksAtArguments() const;
     std::optional<Failure> onCall(Op op, std::string_view argument);
     std::string describe() const;
 

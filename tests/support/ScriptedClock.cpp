@@ -44,7 +44,7 @@ LocalTime ScriptedClock::localTime() {
 
 void ScriptedClock::sleep(std::uint32_t time) {
     core_.enter(Op::Sleep);
-    core_.note(Op::Sleep, {}, printed("sleep %u", time));
+    core_.note(Op::Sleep, {}, core_.call("sleep %u", time));
     core_.scheduler.wait(nullptr, nullptr, time);
 }
 

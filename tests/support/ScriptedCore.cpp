@@ -8,8 +8,20 @@
 namespace mova {
 
 namespace {
+
 constexpr std::size_t kCallsShown = 20;
+
+std::string printedList(const char* form, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, form, arguments);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0U, '\0');
+    if (length > 0) std::vsnprintf(text.data(), text.size() + 1, form, again);
+    va_end(again);
+    return text;
 }
+
+}  // namespace
 
 ScriptedCore::ScriptedCore() {
     scheduler.setContext([this] {
@@ -31,10 +43,20 @@ std::optional<Failure> ScriptedCore::enter(Op op, std::string_view argument) {
     return failures.onCall(op, argument);
 }
 
-void ScriptedCore::note(Op op, std::string_view object, std::string text, std::string_view outcome) {
+void ScriptedCore::note(Op op, std::string_view object, std::string_view call, std::string_view outcome) {
     if (!journal.isKept()) return;
+    std::string text(call);
     if (!outcome.empty()) text.append(" -> ").append(outcome);
     journal.note({op, scheduler.now(), scheduler.current().id, std::string(object), std::move(text)});
+}
+
+std::string ScriptedCore::call(const char* form, ...) const {
+    if (!isRead()) return {};
+    std::va_list arguments;
+    va_start(arguments, form);
+    std::string text = printedList(form, arguments);
+    va_end(arguments);
+    return text;
 }
 
 void ScriptedCore::complain(const std::string& what) const { ADD_FAILURE() << "misuse of the platform: " << what; }
@@ -56,13 +78,8 @@ std::string hexBytes(std::string_view bytes) {
 std::string printed(const char* form, ...) {
     std::va_list arguments;
     va_start(arguments, form);
-    std::va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, form, arguments);
+    std::string text = printedList(form, arguments);
     va_end(arguments);
-    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0U, '\0');
-    if (length > 0) std::vsnprintf(text.data(), text.size() + 1, form, again);
-    va_end(again);
     return text;
 }
 

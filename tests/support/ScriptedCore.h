@@ -19,7 +19,10 @@ struct ScriptedCore {
 
     // First thing in every scripted call: counts it, lets its time pass, says how it is to fail.
     std::optional<Failure> enter(Op op, std::string_view argument = {});
-    void note(Op op, std::string_view object, std::string text, std::string_view outcome = {});
+    void note(Op op, std::string_view object, std::string_view text, std::string_view outcome = {});
+    // What a call looks like, in the form of printf; empty while nobody reads it, which long runs have time for.
+    [[gnu::format(printf, 2, 3)]] std::string call(const char* form, ...) const;
+    bool isRead() const { return journal.isKept() || failures.looksAtArguments(); }
     // Misuse of an interface (a buffer given away twice, a handle closed twice) fails the test where it happens.
     void complain(const std::string& what) const;
 

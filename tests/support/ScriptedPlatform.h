@@ -1,4 +1,4 @@
-// The platform on which every room is tested: all interfaces scripted, in virtual time.
+// The platform on which every layer is tested: all interfaces scripted, in virtual time.
 //
 //     ScriptedPlatform platform;
 //     ScriptedPort& port = platform.withPort(7, "Communications Port (COM7)");

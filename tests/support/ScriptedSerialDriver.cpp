@@ -35,7 +35,8 @@ std::string_view viewOf(const void* data, std::uint32_t length) {
     return length == 0 ? std::string_view() : std::string_view(static_cast<const char*>(data), length);
 }
 
-std::string withBytes(const char* name, const void* data, std::uint32_t length) {
+std::string withBytes(const ScriptedCore& core, const char* name, const void* data, std::uint32_t length) {
+    if (!core.isRead()) return {};
     const std::string bytes = hexBytes(viewOf(data, length));
     return bytes.empty() ? name : std::string(name) + " " + bytes;
 }
@@ -62,7 +63,7 @@ public:
     unsigned generation = 0;
     PortHandle handle = kInvalidPort;
     ScriptedPort* port = nullptr;
-    bool hasReader = false;
+    bool isRead = false;
     bool waitsForByte = false;
     void* buffer = nullptr;
     const void* data = nullptr;
@@ -123,7 +124,7 @@ bool ScriptedSerialDriver::fail(std::uint32_t error) {
     return false;
 }
 
-ScriptedSerialDriver::Call ScriptedSerialDriver::begin(Op op, PortHandle handle, std::string text,
+ScriptedSerialDriver::Call ScriptedSerialDriver::begin(Op op, PortHandle handle, std::string_view text,
                                                        std::string_view outcome) {
     const auto failure = core_.enter(op, text);
     const auto found = handles_.find(handle);
@@ -136,16 +137,16 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::begin(Op op, PortHandle handle,
         error = failure->error;
     const std::string path = found == handles_.end() ? std::string() : found->second.port->path_;
     if (error != 0) {
-        core_.note(op, path, std::move(text), "error " + std::to_string(error));
+        core_.note(op, path, text, "error " + std::to_string(error));
         fail(error);
         return {};
     }
-    core_.note(op, path, std::move(text), outcome.empty() && failure ? nameOf(failure->kind) : outcome);
+    core_.note(op, path, text, outcome.empty() && failure ? nameOf(failure->kind) : outcome);
     return {found->second.port, failure};
 }
 
-bool ScriptedSerialDriver::simple(Op op, PortHandle handle, std::string text, ScriptedPort*& out) {
-    out = begin(op, handle, std::move(text)).port;
+bool ScriptedSerialDriver::simple(Op op, PortHandle handle, std::string_view text, ScriptedPort*& out) {
+    out = begin(op, handle, text).port;
     return out != nullptr;
 }
 
@@ -192,7 +193,7 @@ bool ScriptedSerialDriver::close(PortHandle handle) {
 
 bool ScriptedSerialDriver::setQueueSizes(PortHandle handle, std::uint32_t input, std::uint32_t output) {
     ScriptedPort* port;
-    if (!simple(Op::SetQueueSizes, handle, printed("setQueueSizes %u %u", input, output), port)) return false;
+    if (!simple(Op::SetQueueSizes, handle, core_.call("setQueueSizes %u %u", input, output), port)) return false;
     port->inputQueue = input;
     port->outputQueue = output;
     return true;
@@ -201,8 +202,8 @@ bool ScriptedSerialDriver::setQueueSizes(PortHandle handle, std::uint32_t input,
 bool ScriptedSerialDriver::setTimeouts(PortHandle handle, const PortTimeouts& t) {
     ScriptedPort* port;
     if (!simple(Op::SetTimeouts, handle,
-                printed("setTimeouts %u %u %u %u %u", t.readInterval, t.readMultiplier, t.readConstant,
-                        t.writeMultiplier, t.writeConstant),
+                core_.call("setTimeouts %u %u %u %u %u", t.readInterval, t.readMultiplier, t.readConstant,
+                           t.writeMultiplier, t.writeConstant),
                 port))
         return false;
     port->timeouts = t;
@@ -226,8 +227,8 @@ bool ScriptedSerialDriver::lineSettings(PortHandle handle, LineSettings& out) {
 bool ScriptedSerialDriver::setLineSettings(PortHandle handle, const LineSettings& s) {
     ScriptedPort* port;
     if (!simple(Op::SetLineSettings, handle,
-                printed("setLineSettings flags=0x%04X baud=%u size=%d parity=%d stop=%d", s.flags, s.baudRate,
-                        s.byteSize, s.parity, s.stopBits),
+                core_.call("setLineSettings flags=0x%04X baud=%u size=%d parity=%d stop=%d", s.flags, s.baudRate,
+                           s.byteSize, s.parity, s.stopBits),
                 port))
         return false;
     port->lineSettings = s;
@@ -237,7 +238,7 @@ bool ScriptedSerialDriver::setLineSettings(PortHandle handle, const LineSettings
 
 bool ScriptedSerialDriver::setEventMask(PortHandle handle, std::uint32_t mask) {
     ScriptedPort* port;
-    if (!simple(Op::SetEventMask, handle, printed("setEventMask %u", mask), port)) return false;
+    if (!simple(Op::SetEventMask, handle, core_.call("setEventMask %u", mask), port)) return false;
     port->eventMask = mask;
     return true;
 }
@@ -256,7 +257,7 @@ bool ScriptedSerialDriver::clearErrors(PortHandle handle, std::uint32_t& errorBi
 
 bool ScriptedSerialDriver::purge(PortHandle handle, std::uint32_t what) {
     ScriptedPort* port;
-    if (!simple(Op::Purge, handle, printed("purge 0x%X", what), port)) return false;
+    if (!simple(Op::Purge, handle, core_.call("purge 0x%X", what), port)) return false;
     if (what & kPurgeRxClear) {
         port->pullPeer();
         port->incoming_.clear();
@@ -286,7 +287,7 @@ std::unique_ptr<Transfer> ScriptedSerialDriver::makeTransfer() {
 }
 
 ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle handle, ScriptedTransfer& transfer,
-                                                               std::string text) {
+                                                               std::string_view text) {
     if (transfer.state == ScriptedTransfer::State::Pending) core_.complain("a transfer is begun while it is pending");
     transfer.done.reset();
     transfer.state = ScriptedTransfer::State::Idle;
@@ -295,7 +296,7 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
     transfer.waitsForByte = false;
     transfer.bytes = 0;
     transfer.error = 0;
-    transfer.hasReader = op == Op::BeginRead;
+    transfer.isRead = op == Op::BeginRead;
     const auto found = handles_.find(handle);
     if (found != handles_.end() && !found->second.overlapped)
         core_.complain("an overlapped transfer on a port that was opened without");
@@ -303,10 +304,10 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
     if (found != handles_.end() && !transfer.refused) {
         ScriptedPort& port = *found->second.port;
         port.pullPeer();
-        const bool timed = transfer.hasReader ? port.readTime_.has_value() : port.writeTimeEach_.has_value();
-        if (timed || (transfer.hasReader && port.emptyReadsPend_ && port.incoming_.empty())) outcome = "pending";
+        const bool timed = transfer.isRead ? port.readTime_.has_value() : port.writeTimeEach_.has_value();
+        if (timed || (transfer.isRead && port.emptyReadsPend_ && port.incoming_.empty())) outcome = "pending";
     }
-    Call call = begin(op, handle, std::move(text), outcome);
+    Call call = begin(op, handle, text, outcome);
     if (call.port && transfer.refused) {
         fail(kInvalidHandle);
         call.port = nullptr;
@@ -316,14 +317,14 @@ ScriptedSerialDriver::Call ScriptedSerialDriver::beginTransfer(Op op, PortHandle
     transfer.port = call.port;
     transfer.thread = core_.scheduler.current().id;
     transfer.state = ScriptedTransfer::State::Pending;
-    transfer.done.rename(std::string(transfer.hasReader ? "a read on " : "a write on ") + call.port->path_);
+    transfer.done.rename(std::string(transfer.isRead ? "a read on " : "a write on ") + call.port->path_);
     transfer.failure = call.failure;
     return call;
 }
 
 BeginResult ScriptedSerialDriver::beginRead(PortHandle handle, Transfer& record, void* buffer, std::uint32_t capacity) {
     ScriptedTransfer& transfer = scripted(record);
-    const Call call = beginTransfer(Op::BeginRead, handle, transfer, printed("beginRead %u", capacity));
+    const Call call = beginTransfer(Op::BeginRead, handle, transfer, core_.call("beginRead %u", capacity));
     if (!call.port) return BeginResult::Failed;
     transfer.buffer = buffer;
     transfer.length =
@@ -345,7 +346,7 @@ BeginResult ScriptedSerialDriver::beginRead(PortHandle handle, Transfer& record,
 BeginResult ScriptedSerialDriver::beginWrite(PortHandle handle, Transfer& record, const void* data,
                                              std::uint32_t length) {
     ScriptedTransfer& transfer = scripted(record);
-    const Call call = beginTransfer(Op::BeginWrite, handle, transfer, withBytes("beginWrite", data, length));
+    const Call call = beginTransfer(Op::BeginWrite, handle, transfer, withBytes(core_, "beginWrite", data, length));
     if (!call.port) return BeginResult::Failed;
     transfer.data = data;
     transfer.length =
@@ -371,9 +372,9 @@ void ScriptedSerialDriver::completeLater(ScriptedTransfer& transfer, VirtualTime
 void ScriptedSerialDriver::complete(ScriptedTransfer& transfer) {
     ScriptedPort& port = *transfer.port;
     transfer.state = ScriptedTransfer::State::Done;
-    transfer.bytes = transfer.hasReader ? port.take(transfer.buffer, transfer.length) : transfer.length;
+    transfer.bytes = transfer.isRead ? port.take(transfer.buffer, transfer.length) : transfer.length;
     transfer.done.set();
-    if (!transfer.hasReader) port.deliver(viewOf(transfer.data, transfer.length));
+    if (!transfer.isRead) port.deliver(viewOf(transfer.data, transfer.length));
 }
 
 void ScriptedSerialDriver::abort(ScriptedTransfer& transfer, std::uint32_t error) {
@@ -417,7 +418,7 @@ WaitResult ScriptedSerialDriver::await(Transfer& record, Event* stop, std::uint3
     auto* const event = static_cast<ScriptedEvent*>(stop);
     const std::string limit = milliseconds == kInfinite ? "infinite" : std::to_string(milliseconds);
     core_.note(Op::Await, transfer.port ? transfer.port->path_ : "",
-               std::string("await ") + (transfer.hasReader ? "read " : "write ") + limit,
+               core_.call("await %s %s", transfer.isRead ? "read" : "write", limit.c_str()),
                failure && failure->kind != FailureKind::ShortCount ? nameOf(failure->kind) : "");
     if (transfer.state == ScriptedTransfer::State::Idle) {
         core_.complain("a transfer is awaited that was not begun");
@@ -444,7 +445,7 @@ WaitResult ScriptedSerialDriver::await(Transfer& record, Event* stop, std::uint3
 
 bool ScriptedSerialDriver::finish(PortHandle handle, Transfer& record, std::uint32_t& bytes) {
     ScriptedTransfer& transfer = scripted(record);
-    const Call call = begin(Op::Finish, handle, transfer.hasReader ? "finish read" : "finish write",
+    const Call call = begin(Op::Finish, handle, transfer.isRead ? "finish read" : "finish write",
                             transfer.error ? "error " + std::to_string(transfer.error) : "");
     if (!call.port) return false;
     if (transfer.state == ScriptedTransfer::State::Pending) return fail(kIncomplete);
@@ -460,7 +461,7 @@ bool ScriptedSerialDriver::finish(PortHandle handle, Transfer& record, std::uint
 
 void ScriptedSerialDriver::cancel(PortHandle handle, Transfer& record) {
     ScriptedTransfer& transfer = scripted(record);
-    if (!begin(Op::Cancel, handle, transfer.hasReader ? "cancel read" : "cancel write").port) {
+    if (!begin(Op::Cancel, handle, transfer.isRead ? "cancel read" : "cancel write").port) {
         abort(transfer, kAborted);  // of a handle that is gone nothing is in use any more
         return;
     }
@@ -490,7 +491,7 @@ bool ScriptedSerialDriver::passBlocking(PortHandle handle, ScriptedPort& port, s
 
 bool ScriptedSerialDriver::read(PortHandle handle, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) {
     bytes = 0;
-    const Call call = begin(Op::Read, handle, printed("read %u", capacity));
+    const Call call = begin(Op::Read, handle, core_.call("read %u", capacity));
     if (!call.port) return false;
     if (handles_.at(handle).overlapped) core_.complain("a blocking read on a port that was opened overlapped");
     if (!passBlocking(handle, *call.port, call.port->readTime_)) return false;
@@ -500,7 +501,7 @@ bool ScriptedSerialDriver::read(PortHandle handle, void* buffer, std::uint32_t c
 
 bool ScriptedSerialDriver::write(PortHandle handle, const void* data, std::uint32_t length, std::uint32_t& bytes) {
     bytes = 0;
-    const Call call = begin(Op::Write, handle, withBytes("write", data, length));
+    const Call call = begin(Op::Write, handle, withBytes(core_, "write", data, length));
     if (!call.port) return false;
     if (handles_.at(handle).overlapped) core_.complain("a blocking write on a port that was opened overlapped");
     const std::uint32_t count = call.failure ? call.failure->shortOf(length) : length;

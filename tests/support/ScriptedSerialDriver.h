@@ -64,10 +64,10 @@ private:
     };
 
     // The common beginning of a call on a handle: counted, noted, and failed when it is to fail.
-    Call begin(Op op, PortHandle port, std::string text, std::string_view outcome = {});
-    bool simple(Op op, PortHandle port, std::string text, ScriptedPort*& out);
+    Call begin(Op op, PortHandle port, std::string_view text, std::string_view outcome = {});
+    bool simple(Op op, PortHandle port, std::string_view text, ScriptedPort*& out);
     bool fail(std::uint32_t error);
-    Call beginTransfer(Op op, PortHandle port, ScriptedTransfer& transfer, std::string text);
+    Call beginTransfer(Op op, PortHandle port, ScriptedTransfer& transfer, std::string_view text);
     void completeLater(ScriptedTransfer& transfer, VirtualTime when);
     void complete(ScriptedTransfer& transfer);
     void abort(ScriptedTransfer& transfer, std::uint32_t error);

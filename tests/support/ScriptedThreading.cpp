@@ -131,7 +131,7 @@ public:
 
     bool join(std::uint32_t milliseconds) override {
         const auto failure = core_.enter(Op::Join);
-        core_.note(Op::Join, {}, printed("join thread %u", thread_->id), ScriptedCore::outcomeOf(failure));
+        core_.note(Op::Join, {}, core_.call("join thread %u", thread_->id), ScriptedCore::outcomeOf(failure));
         if (failure) {
             if (milliseconds != kInfinite) core_.scheduler.wait(nullptr, nullptr, milliseconds);
             return false;
@@ -141,7 +141,7 @@ public:
 
     void terminate() override {
         core_.enter(Op::Terminate);
-        core_.note(Op::Terminate, {}, printed("terminate thread %u", thread_->id));
+        core_.note(Op::Terminate, {}, core_.call("terminate thread %u", thread_->id));
         if (thread_->isAlive()) ++home_.terminated_;
         core_.scheduler.terminate(*thread_);
     }

@@ -13,7 +13,6 @@
 
 #include "base/Environment.h"
 #include "logging/MyDebugMsg.h"
-#include "platform/Platform.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/PosixFolders.h"
 

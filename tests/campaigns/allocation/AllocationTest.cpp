@@ -13,6 +13,7 @@
 #include "campaigns/allocation/RestingPlatform.h"
 #include "campaigns/allocation/Shortage.h"
 #include "campaigns/faults/Scenarios.h"
+#include "support/Effort.h"
 
 namespace mova {
 namespace {
@@ -113,15 +114,10 @@ void AllocationFailures::expectUsable(Station& station, bool thrown) {
     EXPECT_EQ(station.tryOut(), "");
 }
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-constexpr unsigned kSlower = 3;  // a sanitizer makes a run several times as long: every third of them
-#else
-constexpr unsigned kSlower = 1;
-#endif
-
 // Each allocation in modes 3 and 5; in mode 1, and where all that follow fail too, every fifth and every third.
 void AllocationFailures::tryAll(Extent extent) {
-    const unsigned stride = kSlower * (mode() == 1 ? 5U : 1U) * (extent == Extent::FromThenOn ? 3U : 1U);
+    static const unsigned every = everyNthRun({.address = 3, .thread = 3});
+    const unsigned stride = every * (mode() == 1 ? 5U : 1U) * (extent == Extent::FromThenOn ? 3U : 1U);
     const unsigned offset = static_cast<unsigned>(std::get<1>(GetParam())) % stride;
     for (unsigned allocation = 1 + offset;; allocation += std::max(stride, allocation < 200 ? 1 : allocation / 20)) {
         if (!run(extent, allocation) || HasFailure()) return;

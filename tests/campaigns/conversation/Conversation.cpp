@@ -8,24 +8,29 @@
 #include <functional>
 #include <memory>
 
-#include "mova/CVeCmdManager.h"
 #include "campaigns/conversation/Ledger.h"
-#include "oracle/PlainModel.h"
+#include "campaigns/conversation/Recorder.h"
 #include "campaigns/conversation/RoughLine.h"
-#include "campaigns/conversation/Tape.h"
 #include "handset/Frames.h"
 #include "handset/Handset.h"
+#include "mova/CVeCmdManager.h"
+#include "oracle/PlainModel.h"
 #include "support/ScriptedPlatform.h"
 
 namespace mova::conversation {
 
 namespace {
 
+using oracle::Happening;
+using oracle::LockHold;
+using oracle::Mismatch;
+using oracle::PlainModel;
+using oracle::resultText;
+
 template <class... More>
 std::string resultText(Code code, const More&... more) {
-    return conversation::resultText(number(code), more...);
+    return oracle::resultText(number(code), more...);
 }
-using conversation::resultText;
 
 enum class Manner { Calm, Late, Noisy, Unplugged, Failing, Everything };
 
@@ -37,13 +42,13 @@ Manner mannerOf(std::uint64_t seed) {
 
 class Listener : public ConfirmationEvents {
 public:
-    Listener(Tape& tape, Threading& threading) : tape_(tape), threading_(threading) {}
+    Listener(Recorder& recorder, Threading& threading) : recorder_(recorder), threading_(threading) {}
     void OnCpGetMovaCnf(std::int32_t type, std::int32_t length, const std::string& text) override {
-        tape_.raise({threading_.currentThreadId(), type, length, text});
+        recorder_.raise({threading_.currentThreadId(), type, length, text});
     }
 
 private:
-    Tape& tape_;
+    Recorder& recorder_;
     Threading& threading_;
 };
 
@@ -63,12 +68,12 @@ public:
           random_(seed),
           manner_(mannerOf(seed)),
           usb_(random_.oneIn(2)),
-          tape_(platform_.scheduler()),
-          taped_(platform_, tape_),
+          recorder_(platform_.scheduler()),
+          taped_(platform_, recorder_),
           comm_(platform_.withPort(7, usb_ ? "USB Serial Port (COM7)" : "Communications Port (COM7)")),
           line_(handset_, seed ^ 0x9E3779B97F4A7C15ull),
           peer_(line_),
-          model_(tape_, usb_) {}
+          model_(recorder_.tape(), usb_) {}
 
     Outcome run() {
         try {
@@ -85,7 +90,7 @@ public:
         }
         if (manager_) manager_.reset();
         platform_.settle();
-        outcome_.hash = hash_ ^ tape_.hash();
+        outcome_.hash = hash_ ^ recorder_.hash();
         outcome_.exchanges = model_.exchanges();
         outcome_.records = model_.recordsMade();
         outcome_.confirmations = ledger_.arrived();
@@ -133,12 +138,11 @@ private:
     }
 
     void tellTape() const {
-        for (const PortLock& tenure : tape().tenures()) {
-            for (const Happening& h : tenure.happenings)
-                std::printf("        [%u] %s\n", tenure.thread, describe(h).c_str());
+        for (const LockHold& hold : recorder_.tape().holds) {
+            for (const Happening& h : hold.happenings)
+                std::printf("        [%u] %s\n", hold.thread, describe(h).c_str());
         }
     }
-    Tape& tape() const { return const_cast<Tape&>(tape_); }
 
     // What must be in calm, beyond what the model says.
     void truth(bool holds, const std::string& what) const {
@@ -171,11 +175,11 @@ private:
         if (random_.oneIn(4)) comm_.writesTake(std::chrono::microseconds(random_.between(0, 900)));
         if (random_.oneIn(2))
             platform_.interleave(random_.below(1000000) + 1, static_cast<unsigned>(random_.between(2, 8)));
-        listener_ = std::make_shared<Listener>(tape_, platform_.threading());
+        listener_ = std::make_shared<Listener>(recorder_, platform_.threading());
         manager_ = std::make_unique<CVeCmdManager>(taped_.platform(), listener_);
-        tape_.tenures().clear();
+        recorder_.tape().holds.clear();
         manager_->put_CommPortId(7);
-        tape_.tenures().clear();
+        recorder_.tape().holds.clear();
         if (isCalm() || !random_.oneIn(10)) init();
         shortenWaits();
     }
@@ -839,7 +843,7 @@ private:
     const Manner manner_;
     const bool usb_;
     ScriptedPlatform platform_;
-    Tape tape_;
+    Recorder recorder_;
     TapedPlatform taped_;
     ScriptedPort& comm_;
     handset::Handset handset_;

@@ -12,18 +12,17 @@
 #include <tuple>
 
 #include "campaigns/faults/Scenarios.h"
+#include "support/Effort.h"
 
 namespace mova {
 namespace {
 
 // Modes 3 and 5 are tried at each call. The other modes share their roads with one of them: every fifth run, beginning
-// elsewhere for each method. The thread sanitizer makes a run ten times as long: every seventh run.
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kSlow = true;
-#else
-constexpr bool kSlow = false;
-#endif
-constexpr unsigned strideOf(std::uint32_t mode) { return kSlow ? 7 : mode == 3 || mode == 5 ? 1 : 5; }
+// elsewhere for each method.
+unsigned strideOf(std::uint32_t mode) {
+    static const unsigned every = everyNthRun({.address = 3, .thread = 7});
+    return std::max(every, mode == 3 || mode == 5 ? 1U : 5U);
+}
 
 // Of a longer series of calls (a poll each millisecond) those that follow are taken ever less densely.
 constexpr unsigned kEachCallUpTo = 64;
@@ -59,9 +58,8 @@ public:
     void TearDown() override {
         std::printf(
             "fault matrix: %zu situations of %zu methods, %u runs, %u of them with persistent failures, %u "
-            "failures delivered%s\n",
-            scenarios().size(), methods(), totals.runs, totals.persistent, totals.failures,
-            kSlow ? " (every seventh run)" : " (modes 3 and 5 in full, every fifth run of modes 0, 1, 2)");
+            "failures delivered (modes 3 and 5: every run of %u; modes 0, 1 and 2: of %u)\n",
+            scenarios().size(), methods(), totals.runs, totals.persistent, totals.failures, strideOf(3), strideOf(0));
     }
 
 private:

@@ -1,4 +1,4 @@
-// The answer core on the scripted platform: an open port on COM7, finished records kept and filed in the queue.
+// The receiving side on the scripted platform: an open port on COM7, finished records kept and filed in the queue.
 // Nobody listens to the debug channel and no thread starts, so that an input costs microseconds.
 #pragma once
 #include <string>

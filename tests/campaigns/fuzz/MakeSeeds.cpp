@@ -11,6 +11,7 @@
 #include "atchannel/AtCommands.h"
 #include "atchannel/AtProperties.h"
 #include "atchannel/DeviceInfo.h"
+#include "base/Text.h"
 #include "campaigns/fuzz/LineBench.h"
 #include "campaigns/fuzz/Require.h"
 #include "handset/Frames.h"
@@ -39,23 +40,37 @@ private:
     std::string numbers_;
 };
 
+std::string numbered(const std::string& name, std::size_t number, int digits = 2) {
+    return name + printed("%0*zu", digits, number);
+}
+
 class Corpus {
 public:
     explicit Corpus(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-    void add(const std::string& target, const Seed& seed, const char* kind = "handset") {
+    // Of a conversation: numbered in the order in which it was overheard.
+    void add(const std::string& target, const Seed& seed) {
         constexpr std::size_t kLargest = 4000;
         const std::string bytes = seed.bytes();
         if (bytes.size() > kLargest || !seen_[target].insert(bytes).second) return;
-        std::filesystem::create_directories(folder_ / target);
-        char name[32];
-        std::snprintf(name, sizeof name, "%s-%03zu", kind, seen_[target].size());
-        std::ofstream file(folder_ / target / name, std::ios::binary);
-        file << bytes;
-        require(file.good(), "the seed is written");
+        write(folder_ / target / "handset", numbered("", seen_[target].size(), 3), bytes);
+    }
+
+    // Of the layouts' limits: named by what it shows.
+    void addEdge(const std::string& target, const std::string& name, const Seed& seed) {
+        write(folder_ / target / "edges", name, seed.bytes());
     }
 
 private:
+    static void write(const std::filesystem::path& folder, const std::string& name, const std::string& bytes) {
+        std::filesystem::create_directories(folder);
+        require(!std::filesystem::exists(folder / name), "a seed's name is its own");
+        std::ofstream file(folder / name, std::ios::binary);
+        file << bytes;
+        file.close();
+        require(file.good(), "the seed is written");
+    }
+
     std::filesystem::path folder_;
     std::map<std::string, std::set<std::string>> seen_;
 };
@@ -356,36 +371,87 @@ private:
 
     // Where the layouts have their limits: what coverage does not tell apart.
     void edges() {
-        const auto edge = [&](const char* target, const Seed& seed) { corpus_.add(target, seed, "edge"); };
-        for (const char* line :
-             {"*MOVA=0500", "*MOVA=05008", "*MOVA=050080", "*MOVA=0500a0", "*MOVA=0500B0", "*MOVA=AC", "*MOVA=ACK",
-              "*MOVA=ACKx", "*mova=ACK", " *MOVA=ACK", "AT*MOVA", "AT*MOVA=", "OK"}) {
-            edge("LineClass", Seed(line).byte(0));
-            edge("LineClass", Seed(line).byte(4));
-            edge("FrameCodec", Seed(line));
-            edge("FrameCodec", Seed(line + std::string("1")));
+        lineEdges();
+        replyEdges();
+        parameterEdges();
+        textEdges();
+    }
+
+    void lineEdges() {
+        const std::vector<std::pair<std::string, std::string>> lines{
+            {"length-alone", "*MOVA=0500"},
+            {"half-a-first-byte", "*MOVA=05008"},
+            {"first-byte-of-e2p", "*MOVA=050080"},
+            {"first-byte-of-hci-in-lower-case", "*MOVA=0500a0"},
+            {"first-byte-of-wifi", "*MOVA=0500B0"},
+            {"acknowledgement-cut-short", "*MOVA=AC"},
+            {"acknowledgement", "*MOVA=ACK"},
+            {"acknowledgement-and-more", "*MOVA=ACKx"},
+            {"acknowledgement-in-lower-case", "*mova=ACK"},
+            {"acknowledgement-behind-a-space", " *MOVA=ACK"},
+            {"echo-cut-short", "AT*MOVA"},
+            {"echo-alone", "AT*MOVA="},
+            {"final-result", "OK"}};
+        for (const auto& [name, line] : lines) {
+            corpus_.addEdge("LineClass", name, Seed(line).byte(0));
+            corpus_.addEdge("LineClass", name + "-beside-a-longer-acknowledgement", Seed(line).byte(4));
+            corpus_.addEdge("FrameCodec", name, Seed(line));
+            corpus_.addEdge("FrameCodec", name + "-and-a-digit", Seed(line + "1"));
         }
+    }
+
+    void replyEdges() {
         for (std::size_t status = 0; status < 23; ++status) {
             std::string reply("\x06\x00\x80\x00\x34\x12\x02\x00", 8);
             reply[3] = static_cast<char>(status);
-            edge("Replies", Seed(reply).byte(0).byte(0).byte(255).byte(0).byte(0).word(0x1234).word(2).byte(0));
+            corpus_.addEdge("Replies", numbered("e2p-status-", status),
+                            Seed(reply).byte(0).byte(0).byte(255).byte(0).byte(0).word(0x1234).word(2).byte(0));
         }
-        for (const char* text : {"", "0000", "000001", "0100010", "01000100", "01000101", "010001001122"}) {
-            const std::string line = handset::confirmationLine(std::string("\xA0\x00\x01", 3) +
-                                                               handset::fromHex(text).value_or(std::string(1, '\x5A')));
-            edge("Replies", Seed(line).byte(1).byte(1).byte(0).byte(0).byte(1).word(0).word(0));
+        const std::vector<std::pair<const char*, const char*>> replies{{"hci-nothing", ""},
+                                                                       {"hci-length-alone", "0000"},
+                                                                       {"hci-without-status", "000001"},
+                                                                       {"hci-stray-byte", "5A"},
+                                                                       {"hci-good-status", "01000100"},
+                                                                       {"hci-bad-status", "01000101"},
+                                                                       {"hci-data-behind-its-status", "010001001122"}};
+        for (const auto& [name, text] : replies) {
+            const std::string line =
+                handset::confirmationLine(std::string("\xA0\x00\x01", 3) + handset::fromHex(text).value());
+            corpus_.addEdge("Replies", name, Seed(line).byte(1).byte(1).byte(0).byte(0).byte(1).word(0).word(0));
         }
-        for (const char* parameter : {"1,2,9,0A0", "1,2,9,0", "1,2,1,0A0B", "1,2,0,0A0B", "9223372036854775808,1,1",
-                                      "-9223372036854775808,1,1", "+-5,-1,+3", " 1 , 2 , 3 ", "0x10,1e3,7a", ",,,,"}) {
-            for (std::size_t kind = 0; kind < 5; ++kind) edge("VbRfVarReq", Seed(parameter).byte(kind).byte(9));
-        }
-        for (std::size_t kind = 0; kind < 25; ++kind) {
-            for (const std::size_t length : {6u, 108u, 116u}) {
-                edge("TraceText", Seed(std::string(length, 'A')).byte(kind).number(100000));
+    }
+
+    void parameterEdges() {
+        const std::vector<std::pair<std::string, const char*>> parameters{
+            {"half-a-byte-at-the-end", "1,2,9,0A0"},
+            {"half-a-byte", "1,2,9,0"},
+            {"more-data-than-its-size", "1,2,1,0A0B"},
+            {"data-of-size-0", "1,2,0,0A0B"},
+            {"above-64-bit-maximum", "9223372036854775808,1,1"},
+            {"at-64-bit-minimum", "-9223372036854775808,1,1"},
+            {"signs", "+-5,-1,+3"},
+            {"spaces", " 1 , 2 , 3 "},
+            {"other-notations", "0x10,1e3,7a"},
+            {"commas-alone", ",,,,"}};
+        for (const auto& [name, parameter] : parameters) {
+            for (std::size_t kind = 0; kind < 5; ++kind) {
+                corpus_.addEdge("VbRfVarReq", numbered(name + "-for-kind-", kind, 1),
+                                Seed(parameter).byte(kind).byte(9));
             }
         }
-        for (const std::size_t type : {0u, 1u, 2u, 3u, 4u, 13u})
-            edge("LogText", Seed(" \t a b \r\n ").byte(type).byte(1));
+    }
+
+    void textEdges() {
+        for (std::size_t kind = 0; kind < 25; ++kind) {
+            for (const std::size_t length : {6u, 108u, 116u}) {
+                corpus_.addEdge("TraceText", numbered(numbered("kind-", kind) + "-of-length-", length, 3),
+                                Seed(std::string(length, 'A')).byte(kind).number(100000));
+            }
+        }
+        for (const std::size_t type : {0u, 1u, 2u, 3u, 4u, 13u}) {
+            corpus_.addEdge("LogText", numbered("white-space-of-type-", type),
+                            Seed(" \t a b \r\n ").byte(type).byte(1));
+        }
     }
 
     Corpus corpus_;

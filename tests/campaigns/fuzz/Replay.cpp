@@ -1,5 +1,5 @@
-// Runs one target over files or whole folders, without a fuzzer: fuzz-replay TARGET PATH... Fails when there is nothing
-// to run, and when whole folders do not reach every landmark of the target.
+// Runs one target over files or whole folders, with all below them and without a fuzzer: fuzz-replay TARGET PATH...
+// Fails when there is nothing to run, and when whole folders do not reach every landmark of the target.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -35,7 +35,7 @@ std::vector<std::filesystem::path> filesIn(const std::filesystem::path& path) {
     std::vector<std::filesystem::path> files;
     if (std::filesystem::is_regular_file(path)) files.push_back(path);
     if (std::filesystem::is_directory(path)) {
-        for (const auto& entry : std::filesystem::directory_iterator(path)) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(path)) {
             if (entry.is_regular_file()) files.push_back(entry.path());
         }
     }

@@ -53,7 +53,7 @@ def main():
             for figure, least in (("instructions", 0), ("calls", 100), ("bytes", SMALL)):
                 check(twice[figure] <= max(RATIO * once[figure], least),
                       f"{name}: {figure} grow from {once[figure]} to {twice[figure]}")
-            # A text that doubles its room copies itself; the old room goes only afterwards.
+            # A text that doubles its capacity copies itself; the old block goes only afterwards.
             check(twice["most"] <= MOST_PER_BYTE * 40000 + SMALL, f"{name}: {twice['most']} bytes in use for 40000")
         else:
             difference = abs(twice["instructions"] - once["instructions"])

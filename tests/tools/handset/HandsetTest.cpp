@@ -284,7 +284,7 @@ TEST_F(HandsetTest, FallsAsleepAgain) {
 
 // --- faults
 
-TEST_F(HandsetTest, Silence) {
+TEST_F(HandsetTest, SilenceLosesTheEchoAndTheAnswerOnce) {
     handset_.setEcho(true);
     handset_.faults().set(Fault::Silence);
     EXPECT_EQ(ask("AT\r"), "");
@@ -299,14 +299,14 @@ TEST_F(HandsetTest, HangUpTakesTheLineDownOnce) {
     EXPECT_FALSE(handset_.takeHangUp());
 }
 
-TEST_F(HandsetTest, Delay) {
+TEST_F(HandsetTest, ADelayedAnswerIsDueLater) {
     handset_.faults().delayMicroseconds = 40'000;
     EXPECT_EQ(ask("AT\r"), "");
     EXPECT_EQ(handset_.nextDue(), now_ + 40'000);
     EXPECT_EQ(handset_.due(now_ + 40'000), "\r\nOK\r\n");
 }
 
-TEST_F(HandsetTest, SplitAtEveryByte) {
+TEST_F(HandsetTest, ASplitAnswerComesByteByByte) {
     handset_.faults().splitGapMicroseconds = 100;
     EXPECT_EQ(ask("AT\r"), "");
     std::vector<std::string> arrivals;
@@ -314,13 +314,13 @@ TEST_F(HandsetTest, SplitAtEveryByte) {
     EXPECT_THAT(arrivals, ElementsAre("\r", "\n", "O", "K", "\r", "\n"));
 }
 
-TEST_F(HandsetTest, DroppedBytes) {
+TEST_F(HandsetTest, DroppedBytesNeverCome) {
     handset_.faults().droppedPerMille = 1000;
     EXPECT_EQ(ask("AT\r"), "");
     EXPECT_EQ(handset_.nextDue(), std::nullopt);
 }
 
-TEST_F(HandsetTest, Noise) {
+TEST_F(HandsetTest, NoiseStandsBetweenTheBytes) {
     handset_.faults().noisePerMille = 1000;
     const std::string bytes = ask("AT\r");
     ASSERT_EQ(bytes.size(), 12U);

@@ -176,7 +176,7 @@ TEST_F(RequestProtocolTest, UnsolicitedConfirmationsAreNumbered) {
 
 // --- faults
 
-TEST_F(RequestProtocolTest, WrongChecksum) {
+TEST_F(RequestProtocolTest, AWrongChecksumIsWrongOnce) {
     faults_.set(Fault::WrongChecksum);
     EXPECT_THAT(protocol_.answer(kRead),
                 ElementsAre("*MOVA=ACK", "*MOVA=0E008000010800800034120200FFFF79", "OK"));  // 23 ^ 5A
@@ -185,18 +185,18 @@ TEST_F(RequestProtocolTest, WrongChecksum) {
     EXPECT_THAT(protocol_.answer("090005000201000000000F"), ElementsAre("*MOVA=ACK", "*MOVA=05000500020159", "OK"));
 }
 
-TEST_F(RequestProtocolTest, WrongEchoOfACommand) {
+TEST_F(RequestProtocolTest, AWrongEchoIsOfAnotherCommand) {
     faults_.set(Fault::WrongEcho);
     EXPECT_THAT(protocol_.answer(kRead), ElementsAre("*MOVA=ACK", "*MOVA=0E008000010800810034120200FFFF22", "OK"));
 }
 
-TEST_F(RequestProtocolTest, WrongEchoOfAnOption) {
+TEST_F(RequestProtocolTest, AWrongEchoIsOfAnotherOption) {
     faults_.set(Fault::WrongEcho, 2);
     EXPECT_THAT(protocol_.answer(kHci), ElementsAre("*MOVA=ACK", "*MOVA=0800A0000101000000A8", "OK"));
     EXPECT_THAT(protocol_.answer(kWifi), ElementsAre("*MOVA=ACK", "*MOVA=0A00B0000120000200AABB88", "OK"));
 }
 
-TEST_F(RequestProtocolTest, WrongRecord) {
+TEST_F(RequestProtocolTest, AWrongRecordIsTheNextOne) {
     faults_.set(Fault::WrongRecord);
     EXPECT_THAT(protocol_.answer(kRead), ElementsAre("*MOVA=ACK", "*MOVA=0E008000010800800034120300FFFF22", "OK"));
 }
@@ -207,12 +207,12 @@ TEST_F(RequestProtocolTest, WrongDataIsInTheEchoOnly) {
     EXPECT_EQ(*protocol_.store().find(0x1234, 2), "\xAA\xBB");
 }
 
-TEST_F(RequestProtocolTest, MissingAck) {
+TEST_F(RequestProtocolTest, AMissingAckLeavesTheReply) {
     faults_.set(Fault::MissingAck);
     EXPECT_THAT(protocol_.answer(kRead), ElementsAre(kErasedReply, "OK"));
 }
 
-TEST_F(RequestProtocolTest, MissingOk) {
+TEST_F(RequestProtocolTest, AMissingOkLeavesTheReplyOpen) {
     faults_.set(Fault::MissingOk);
     EXPECT_THAT(protocol_.answer(kRead), ElementsAre("*MOVA=ACK", kErasedReply));
 }
@@ -223,7 +223,7 @@ TEST_F(RequestProtocolTest, MissingAckAndOkOfASegmentThatIsOnlyAcknowledged) {
     EXPECT_THAT(protocol_.answer("08008002010800810002"), ElementsAre());
 }
 
-TEST_F(RequestProtocolTest, DuplicateSegment) {
+TEST_F(RequestProtocolTest, ADuplicateSegmentComesTwiceWithItsNumber) {
     faults_.set(Fault::DuplicateSegment);
     protocol_.setSegmentSize(8);
     EXPECT_THAT(protocol_.answer(kRead),
@@ -231,7 +231,7 @@ TEST_F(RequestProtocolTest, DuplicateSegment) {
                             "*MOVA=0600800002FFFF84", "OK"));
 }
 
-TEST_F(RequestProtocolTest, SkippedSegment) {
+TEST_F(RequestProtocolTest, ASkippedSegmentLeavesOutANumber) {
     faults_.set(Fault::SkippedSegment);
     protocol_.setSegmentSize(4);
     EXPECT_THAT(protocol_.answer(kRead),

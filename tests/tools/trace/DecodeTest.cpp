@@ -43,7 +43,7 @@ TEST(RecordKinds, AreToldByTheirBeginnings) {
 }
 
 // Payload 01 02 0300 0200 0000 CDAB: length 0B00, and the exclusive-or of all its bytes is 6F.
-TEST(Decoding, AnRfRequest) {
+TEST(Decoding, AnRfRequestHasItsFieldsAndData) {
     const std::string text = "Mv-S 0B00#01-02-0300-0200-0000%CDAB6F";
     const Decoded decoded = decode(text);
     EXPECT_THAT(decoded.fields, ElementsAre(11, 1, 2, 3, 2, 0, 0));
@@ -72,7 +72,7 @@ TEST(Decoding, TheFirstE2pSegment) {
     EXPECT_EQ(data(text), "");
 }
 
-TEST(Decoding, ALaterE2pSegment) {
+TEST(Decoding, ALaterE2pSegmentHasNoObject) {
     // 06 00 80 02 02 11 22: 06 ^ 80 ^ 02 ^ 02 ^ 11 ^ 22 = B5
     const std::string text = "E2P-S 0600#800202%1122B5";
     EXPECT_THAT(decode(text).fields, ElementsAre(6, 0x80, 2, 2));
@@ -88,7 +88,7 @@ TEST(Decoding, AnE2pReplyOfSeveralLines) {
     EXPECT_EQ(data(text), a + "BB");
 }
 
-TEST(Decoding, HciFrames) {
+TEST(Decoding, HciFramesHaveTheirFieldsAndData) {
     // 0A00 A0 01 01 0300 00 0102A8: 0A ^ A0 ^ 01 ^ 01 ^ 03 ^ 01 ^ 02 ^ A8 = 02
     const std::string text = "HCI-S 0A00#A00101-0300-00%\n0102A802";
     EXPECT_THAT(decode(text).fields, ElementsAre(10, 0xA0, 1, 1, 3, 0));
@@ -98,7 +98,7 @@ TEST(Decoding, HciFrames) {
     EXPECT_EQ(data("HCI-R 0400-05%\n0102A8\n"), "0102A8");
 }
 
-TEST(Decoding, WifiFrames) {
+TEST(Decoding, WifiFramesHaveTheirFieldsAndData) {
     // 0A00 B0 01 01 21 00 0200 AABB: 0A ^ B0 ^ 01 ^ 01 ^ 21 ^ 02 ^ AA ^ BB = 88
     const std::string text = "WIFI-S 0A00#B00101-21-00-0200%\nAABB88";
     EXPECT_THAT(decode(text).fields, ElementsAre(10, 0xB0, 1, 1, 0x21, 0, 2));

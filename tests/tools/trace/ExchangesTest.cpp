@@ -94,7 +94,7 @@ TEST(GoodExchanges, RfWithTheEchoedAcknowledgement) {
     EXPECT_THAT(reading.strays, IsEmpty());
 }
 
-TEST(GoodExchanges, RfInSegments) {
+TEST(GoodExchanges, SegmentsOfAnRfRequestArePaired) {
     // Service 8, index 9: 100 bytes of 00, then one of 07. 6D ^ 08 ^ 09 ^ 64 ^ 01 ^ 02 = 0B; 0A ^ 08 ^ 09 ^ 01 ^ 02 ^
     // 02 ^ 07 = 0D
     const std::string first = "Mv-S 6D00#08-00-0900-6400-0102%" + std::string(200, '0') + "0B\r";
@@ -155,7 +155,7 @@ TEST(GoodExchanges, E2pWriteInSegmentsIsComparedWithItsEcho) {
     EXPECT_THAT(reading.strays, IsEmpty());
 }
 
-TEST(GoodExchanges, HciAndWifi) {
+TEST(GoodExchanges, HciAndWifiRepliesArePaired) {
     const Paired reading = readAll({{0, "HCI-S 0700#A00101-0000-01%\nA6\r"},
                                     {3, kAck},
                                     {1, "HCI-R 0100-01%\n000100\n"},
@@ -259,7 +259,7 @@ TEST(FailedExchanges, TheChecksOfHciAndWifi) {
     EXPECT_EQ(wifi("WIFI-R 21-02-0000%\n").code, 0xD381U);
 }
 
-TEST(FailedExchanges, DamagedAnswers) {
+TEST(FailedExchanges, DamagedAnswersFailWithTheirCode) {
     const Paired reading =
         readAll({{0, kReadRequest},
                  {5, kAck},
@@ -278,7 +278,7 @@ TEST(FailedExchanges, DamagedAnswers) {
     EXPECT_EQ(reading.summary.errors, 2U);
 }
 
-TEST(FailedExchanges, AtErrors) {
+TEST(FailedExchanges, AnErrorResultFailsTheExchange) {
     EXPECT_EQ(verdictOf({{0, "AT-S AT+X"}, {1, "AT-R AT+X\r~ERROR~"}}),
               (Verdict{Outcome::Failed, 0, "the handset answered ERROR"}));
     EXPECT_EQ(verdictOf({{0, "AT-S AT+X"}, {1, "AT-R +CME ERROR: 10"}}),
@@ -406,7 +406,7 @@ TEST(OtherExchanges, ADamagedRequestIsAnError) {
     EXPECT_EQ(reading.summary.errors, 1U);
 }
 
-TEST(Meanings, OfTheCodes) {
+TEST(Meanings, EveryRangeOfCodesHasItsMeaning) {
     EXPECT_EQ(meaningOf(Code{0x4004}), "no (accepted) answer within the time");
     EXPECT_EQ(meaningOf(Code{0x8203}), "E2P status 4");
     EXPECT_EQ(meaningOf(Code{0x8310}), "E2P status 15");

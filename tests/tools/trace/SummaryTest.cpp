@@ -56,7 +56,7 @@ Summary summaryOf(const std::string& file, const Window& window = {}) {
     return summarise(in, "t.log", {}, window);
 }
 
-TEST(Figures, OfASmallTrace) {
+TEST(Figures, CountEveryRecordAndExchange) {
     const Summary summary = summaryOf(kTrace);
     EXPECT_EQ(summary.records, 11U);
     EXPECT_EQ(summary.duration, 2000);
@@ -75,7 +75,7 @@ TEST(Figures, OfASmallTrace) {
     EXPECT_EQ(summary.errors, 1U);
 }
 
-TEST(Figures, OfAPartOfATrace) {
+TEST(Figures, CountOnlyWhatIsInTheWindow) {
     const Summary summary = summaryOf(kTrace, {500, 1500});
     EXPECT_EQ(summary.records, 4U);
     EXPECT_EQ(summary.duration, 30);

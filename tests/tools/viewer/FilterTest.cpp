@@ -34,7 +34,7 @@ TEST(DebugMessages, BeforeAPortIsChosenThereIsNoObject) {
     EXPECT_EQ(message("").text, "");
 }
 
-TEST(DebugMessages, LinesOfAMessage) {
+TEST(DebugMessages, AMessageIsCutIntoItsLines) {
     EXPECT_THAT(message("MovaCmdSvr:(COM7) Card Type: 1\r\nDriver Name: x\n\n").lines(),
                 ElementsAre("Card Type: 1", "Driver Name: x"));
     EXPECT_THAT(message("MovaCmdSvr: ").lines(), ElementsAre(""));
@@ -72,7 +72,7 @@ TEST(MessageFilter, LetsEverythingPassWithoutOptions) {
     EXPECT_TRUE(passes({}, "x"));
 }
 
-TEST(MessageFilter, ByObject) {
+TEST(MessageFilter, AnObjectIsMatchedByItsWholeName) {
     const FilterOptions options{.objects = {"com7", "COM12"}, .texts = {}, .expressions = {}, .excluded = {}};
     EXPECT_TRUE(passes(options, "MovaCmdSvr:(COM7) x"));
     EXPECT_TRUE(passes(options, "MovaCmdSvr:(COM12) x"));

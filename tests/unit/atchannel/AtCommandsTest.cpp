@@ -42,7 +42,7 @@ protected:
 
 // --- sending
 
-TEST_F(AtCommandsTest, AtIsThreeBytes) {
+TEST_F(AtCommandsTest, AtIsSentAsThreeBytes) {
     EXPECT_EQ(at.send("AT", Traced::Yes), 0u);
     EXPECT_EQ(comm.written(), "\x41\x54\x0D");
     EXPECT_THAT(comm.writeTexts(), ElementsAre("A", "T", "\r"));

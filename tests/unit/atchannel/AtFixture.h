@@ -1,4 +1,4 @@
-// The AT core on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
+// The AT layer on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
 #pragma once
 #include "atchannel/AtCommands.h"
 #include "atchannel/AtProperties.h"

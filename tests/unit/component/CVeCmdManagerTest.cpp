@@ -35,7 +35,7 @@ TEST_F(CVeCmdManagerTest, FreshObjectHasItsDefaults) {
     EXPECT_EQ(readers(), 0u);
 }
 
-TEST_F(CVeCmdManagerTest, VersionOptions) {
+TEST_F(CVeCmdManagerTest, Option2IsTheDateAndEveryOtherTheBanner) {
     EXPECT_EQ(manager->GetCmpVersion(2), "Thursday, February 29, 2024 12:30:00");
     for (const std::int32_t option : {-1, 0, 1, 3, 99}) {
         EXPECT_EQ(manager->GetCmpVersion(option), "<MovaCmdSvr Ver 1.8.6>") << option;

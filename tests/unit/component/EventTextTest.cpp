@@ -19,7 +19,7 @@ struct Case {
 
 class EventTextTest : public ::testing::TestWithParam<Case> {};
 
-TEST_P(EventTextTest, TextAndLength) {
+TEST_P(EventTextTest, TextAndLengthGoByTheKind) {
     const Case& c = GetParam();
     MovaRetCmdTag record;
     record.kind = c.kind;

@@ -165,7 +165,7 @@ protected:
     const Mode to = GetParam().to;
 };
 
-TEST_P(ModeWayTest, WithAnOpenPort) {
+TEST_P(ModeWayTest, TheReaderRunsInBackgroundModesOnly) {
     open();
     EXPECT_EQ(manager->SwitchOperateMode(from.option, 0), 0u);
     platform.advance(7);
@@ -176,7 +176,7 @@ TEST_P(ModeWayTest, WithAnOpenPort) {
     EXPECT_EQ(listener->started.size() - listener->ended.size(), to.synchronous ? 0u : 1u);
 }
 
-TEST_P(ModeWayTest, WithoutAnOpenPort) {
+TEST_P(ModeWayTest, WithoutAnOpenPortNothingIsAskedOfThePort) {
     manager->put_CommPortId(7);
     EXPECT_EQ(manager->SwitchOperateMode(from.option, 0), 0u);
     platform.advance(7);

@@ -387,7 +387,7 @@ TEST_F(CollectTest, FullBufferOf2048BytesHoldsUntilTheDeadline) {
     EXPECT_THAT(platform.journal().only({Op::BeginRead}), ElementsAre("beginRead 2048"));
 }
 
-TEST_F(CollectTest, LastReadIsForTheRoomThatIsLeft) {
+TEST_F(CollectTest, LastReadIsForTheCapacityThatIsLeft) {
     openQuietly();
     comm.feed(std::string(2040, 'a'));
     comm.feedAfter(100ms, std::string(100, 'b'));

@@ -11,7 +11,7 @@ using HandsetPortTest = HandsetFixture;
 
 // --- settings
 
-TEST_F(HandsetPortTest, Defaults) {
+TEST_F(HandsetPortTest, ANewPortHasItsDefaultsAndIsClosed) {
     HandsetPort fresh(platform, debug, trace);
     EXPECT_EQ(fresh.portNumber(), 1);
     EXPECT_EQ(fresh.baudRate(), 115200);

@@ -30,7 +30,7 @@ TEST_P(SetSignalTest, DrivesDtrForIndex1AndRtsForEveryOther) {
     EXPECT_EQ(port.rts(), isDtr ? true : c.raise);
 }
 
-TEST_P(SetSignalTest, TriesTwice) {
+TEST_P(SetSignalTest, ASignalThatFailsIsSetAgainOnce) {
     const SignalCase& c = GetParam();
     openQuietly();
     const std::string failed = std::string(c.call) + " -> error 31";

@@ -95,7 +95,7 @@ struct WifiCase {
 
 class WifiReplyTest : public HciWifiActionsTest, public ::testing::WithParamInterface<WifiCase> {};
 
-TEST_P(WifiReplyTest, StatusDecides) {
+TEST_P(WifiReplyTest, TheStatusDecidesOnCodeAndData) {
     expectRequest("AT*MOVA=0A00B0010121000200AABB88", GetParam().reply);
     const TextReply reply = actions.wifi(0x21, "AABB");
     EXPECT_EQ(reply.code, GetParam().code);

@@ -1,4 +1,4 @@
-// The service core on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
+// The request services on the scripted platform: a port on COM7, answers into the queue, the trace recorded.
 #pragma once
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

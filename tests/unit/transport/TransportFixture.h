@@ -1,4 +1,4 @@
-// The answer core on the scripted platform: an open port on COM7, every finished record kept and filed in the queue,
+// The receiving side on the scripted platform: an open port on COM7, every finished record kept and filed in the queue,
 // the trace recorded. A viewer listens to the debug channel, so that no post costs time.
 #pragma once
 #include <gmock/gmock.h>

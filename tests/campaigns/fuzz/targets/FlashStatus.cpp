@@ -2,11 +2,11 @@
 // reads again as the same record, and only the documented codes come.
 #include "atchannel/FlashStatus.h"
 
-#include "mova/Codes.h"
 #include "campaigns/fuzz/Input.h"
-#include "oracle/Reference.h"
 #include "campaigns/fuzz/Require.h"
 #include "handset/Frames.h"
+#include "mova/Codes.h"
+#include "oracle/Frames.h"
 
 using namespace mova;
 using namespace mova::fuzz;
@@ -25,7 +25,7 @@ unsigned at(const std::string& bytes, std::size_t position) { return static_cast
 
 // The record's bytes as a good read leaves them; empty when it must be refused.
 std::string expectedBytes(std::string_view text) {
-    std::string bytes = lenientBytes(text);
+    std::string bytes = oracle::lenientBytes(text);
     if (bytes.size() != kSize) return {};
     if (bytes == std::string(kSize, '\xFF')) bytes.assign(kSize, '\0');
     unsigned sum = 0;

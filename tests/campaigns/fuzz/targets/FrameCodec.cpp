@@ -2,12 +2,12 @@
 // other does too, and any text is answered within the codec's terms.
 #include "transport/FrameCodec.h"
 
-#include "mova/Codes.h"
 #include "base/HexText.h"
 #include "campaigns/fuzz/Input.h"
-#include "oracle/Reference.h"
 #include "campaigns/fuzz/Require.h"
 #include "handset/Frames.h"
+#include "mova/Codes.h"
+#include "oracle/Frames.h"
 
 using namespace mova;
 using namespace mova::fuzz;
@@ -54,13 +54,13 @@ void anyTextIsARequest(std::string_view text) {
     appendHexByte(body, static_cast<std::uint8_t>(length >> 8 & 0xFF));
     body += text;
     std::string sum;
-    appendHexByte(sum, static_cast<std::uint8_t>(lenientChecksum(body)));
+    appendHexByte(sum, static_cast<std::uint8_t>(oracle::lenientChecksum(body)));
     requireEqual(buildRequest(text), "AT*MOVA=" + body + sum + "\r", "a request of any text");
 }
 
 void anyLineIsParsed(std::string_view line) {
     const ParsedConfirmation parsed = parseConfirmation(line);
-    const ReferenceFrame expected = referenceFrame(line);
+    const oracle::Frame expected = oracle::parsedFrame(line);
     requireEqual(parsed.status, expected.status, "status of any line");
     requireEqual(parsed.payload, expected.payload, "payload of any line");
     requireEqual(parsed.firstByte, expected.firstByte, "first byte of any line");
@@ -80,7 +80,7 @@ void anyLineIsParsed(std::string_view line) {
 
 void anyPayloadIsSplit(std::string_view payload) {
     const SplitPayload split = splitPayload(payload);
-    const unsigned type = lenientByte(payload, 0);
+    const unsigned type = oracle::lenientByte(payload, 0);
     if (payload.size() < 6 || (type != 0x80 && type != 0xA0 && type != 0xB0)) {
         requireEqual(split.status, Code::MalformedConfirmation, "a payload of no family");
         requireEqual(split.data, "", "its data");
@@ -88,8 +88,8 @@ void anyPayloadIsSplit(std::string_view payload) {
     }
     splits.reach();
     requireEqual(split.status, Code::Success, "a family's payload");
-    requireEqual(split.header1, lenientByte(payload, 2), "header 1");
-    requireEqual(split.header2, lenientByte(payload, 4), "segment number");
+    requireEqual(split.header1, oracle::lenientByte(payload, 2), "header 1");
+    requireEqual(split.header2, oracle::lenientByte(payload, 4), "segment number");
     requireEqual(split.data, payload.substr(6), "data");
 }
 

@@ -3,9 +3,9 @@
 #include "base/HexText.h"
 
 #include "campaigns/fuzz/Input.h"
-#include "oracle/Reference.h"
 #include "campaigns/fuzz/Require.h"
 #include "handset/Frames.h"
+#include "oracle/Frames.h"
 
 using namespace mova;
 using namespace mova::fuzz;
@@ -27,16 +27,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     requireEqual(appended, hex, "encoded byte by byte");
 
     const std::string bytes = decodeHex(text);
-    requireEqual(bytes, lenientBytes(text), "any text decoded");
+    requireEqual(bytes, oracle::lenientBytes(text), "any text decoded");
     std::uint32_t number = 0;
     for (const char c : text) {
-        requireEqual(hexDigit(c), lenientDigit(c), "digit");
-        number = number * 16 + lenientDigit(c);
+        requireEqual(hexDigit(c), oracle::lenientDigit(c), "digit");
+        number = number * 16 + oracle::lenientDigit(c);
     }
     requireEqual(hexNumber(text), number, "number");
     for (std::size_t i = 0; i < text.size() + 2; ++i) {
-        requireEqual(hexByteAt(text, i), lenientByte(text, i), "byte at a position");
-        requireEqual(hexWordAt(text, i), lenientByte(text, i) + 256 * lenientByte(text, i + 2), "word at a position");
+        requireEqual(hexByteAt(text, i), oracle::lenientByte(text, i), "byte at a position");
+        requireEqual(hexWordAt(text, i), oracle::lenientByte(text, i) + 256 * oracle::lenientByte(text, i + 2),
+                     "word at a position");
     }
     if (const auto strict = handset::fromHex(text)) {
         requireEqual(bytes, *strict, "decoded as the handset does");

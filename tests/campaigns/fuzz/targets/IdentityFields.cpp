@@ -4,9 +4,9 @@
 #include <algorithm>
 
 #include "campaigns/fuzz/Input.h"
-#include "oracle/Reference.h"
 #include "campaigns/fuzz/Require.h"
 #include "handset/Frames.h"
+#include "oracle/Frames.h"
 
 using namespace mova;
 using namespace mova::fuzz;
@@ -31,7 +31,7 @@ void anyTextDecodes(const IdentityField& field, std::string_view text) {
         case LengthPrefixed: {
             std::string expected;
             if (text.size() >= 2 && text.substr(0, 2) != "FF") {
-                expected = lenientBytes(text.substr(2, 2 * std::size_t{lenientByte(text, 0)}));
+                expected = oracle::lenientBytes(text.substr(2, 2 * std::size_t{oracle::lenientByte(text, 0)}));
             } else {
                 neverWritten.reach();
             }
@@ -40,7 +40,7 @@ void anyTextDecodes(const IdentityField& field, std::string_view text) {
         }
         case ZeroFilled:
         case Framed: {
-            std::string expected = lenientBytes(text);
+            std::string expected = oracle::lenientBytes(text);
             expected.resize(std::min(expected.find_first_of(std::string_view("\0\xFF", 2)), expected.size()));
             requireEqual(value, expected, "a filled value");
             break;

@@ -1,7 +1,7 @@
 // The line classifier against the plain reference, for any line beside any companion.
 #include "campaigns/fuzz/Input.h"
-#include "oracle/Reference.h"
 #include "campaigns/fuzz/Require.h"
+#include "oracle/Frames.h"
 #include "transport/FrameCodec.h"
 
 using namespace mova;
@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         companion = text.substr(line.size());
     }
     const auto is = static_cast<unsigned>(classifyLine(line, companion));
-    requireEqual(is, referenceClass(line, companion), "class");
+    requireEqual(is, oracle::kindOf(line, companion), "class");
     classes[is].reach();
     requireEqual(isConfirmation(static_cast<LineClass>(is)) ? 1 : 0, is == 1 || is == 3 || is == 5 || is == 6 ? 1 : 0,
                  "whether it is a confirmation");

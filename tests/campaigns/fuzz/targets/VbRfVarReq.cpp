@@ -1,12 +1,12 @@
 // RF requests by text: whatever the parameter text, the frames that leave the port are those of the values in it.
 #include <algorithm>
 
-#include "mova/CVeCmdManager.h"
 #include "campaigns/fuzz/Input.h"
 #include "campaigns/fuzz/LineBench.h"
-#include "oracle/Reference.h"
 #include "campaigns/fuzz/Require.h"
 #include "handset/Frames.h"
+#include "mova/CVeCmdManager.h"
+#include "oracle/Frames.h"
 
 using namespace mova;
 using namespace mova::fuzz;
@@ -77,7 +77,7 @@ Expected expectedOf(std::int32_t kind, std::string_view text) {
             expected.access = at(0) & 0xFF;
             expected.index = at(1);
             const std::string hex = token(text, 3);
-            expected.data = lenientBytes(std::string_view(hex).substr(0, hex.size() / 2 * 2));
+            expected.data = oracle::lenientBytes(std::string_view(hex).substr(0, hex.size() / 2 * 2));
             expected.data.resize(std::min({expected.data.size(), std::size_t{at(2)}, std::size_t{1024}}));
             break;
         }

@@ -1,42 +1,20 @@
-#include "campaigns/conversation/Tape.h"
+#include "campaigns/conversation/Recorder.h"
 
 #include <array>
-#include <cstring>
+#include <map>
 
 namespace mova::conversation {
 
-namespace {
-constexpr std::array kNames{"poll",      "sleep",      "open",     "close",     "mask",   "cancelAll", "queues",
-                            "timeouts",  "properties", "settings", "configure", "clear",  "count",     "purge",
-                            "beginRead", "beginWrite", "await",    "finish",    "cancel", "start"};
-}
+// --- the tape
 
-const char* nameOf(Act act) { return kNames[static_cast<std::size_t>(act)]; }
+void Recorder::mix(std::uint64_t number) { hash_ = (hash_ ^ number) * 1099511628211ull; }
 
-std::string describe(const Happening& h) {
-    std::string text = printed("%9.3f ms  %s%s %u %u", static_cast<double>(h.when) / 1000.0, nameOf(h.act),
-                               h.ok ? "" : " (no)", h.number, h.count);
-    if (!h.text.empty()) {
-        text += " \"";
-        for (const char c : h.text) {
-            const auto byte = static_cast<unsigned char>(c);
-            text += byte >= 32 && byte < 127 ? std::string(1, c) : printed("\\x%02X", static_cast<unsigned>(byte));
-        }
-        text += '"';
-    }
-    return text;
-}
-
-// --- tape
-
-void Tape::mix(std::uint64_t number) { hash_ = (hash_ ^ number) * 1099511628211ull; }
-
-void Tape::mix(std::string_view text) {
+void Recorder::mix(std::string_view text) {
     for (const char c : text) mix(static_cast<unsigned char>(c));
     mix(text.size());
 }
 
-void Tape::lock() {
+void Recorder::lock() {
     if (depth_++ > 0) return;
     current_.thread = scheduler_.current().id;
     current_.since = static_cast<std::uint64_t>(scheduler_.now().count());
@@ -44,17 +22,17 @@ void Tape::lock() {
     current_.traced.clear();
 }
 
-void Tape::unlock() {
+void Recorder::unlock() {
     if (--depth_ > 0) return;
     mix(current_.thread);
     mix(current_.since);
-    done_.push_back(std::move(current_));
+    tape_.holds.push_back(std::move(current_));
     current_ = {};
     constexpr std::size_t kUsual = 16;
     current_.happenings.reserve(kUsual);
 }
 
-void Tape::note(Act act, bool ok, std::uint32_t number, std::uint32_t count, std::string text) {
+void Recorder::note(Act act, bool ok, std::uint32_t number, std::uint32_t count, std::string text) {
     if (depth_ == 0 || scheduler_.current().id != current_.thread) return;  // the reader thread between its passes
     const auto when = static_cast<std::uint64_t>(scheduler_.now().count());
     mix(static_cast<std::uint64_t>(act) * 2 + (ok ? 1 : 0));
@@ -65,7 +43,7 @@ void Tape::note(Act act, bool ok, std::uint32_t number, std::uint32_t count, std
     current_.happenings.push_back({act, ok, number, count, when, std::move(text)});
 }
 
-void Tape::trace(std::string_view message) {
+void Recorder::trace(std::string_view message) {
     constexpr std::array<std::string_view, 5> kWanted{"AT-Purge ", "AT-R ", "Mv-R-Error ", "Mv-A ", "Mv-ECHO "};
     if (depth_ == 0 || scheduler_.current().id != current_.thread) return;
     const auto behindPrefix = message.find(") ");
@@ -83,87 +61,105 @@ void Tape::trace(std::string_view message) {
 
 namespace {
 
+// The oracle's words for the platform's, which it does not know.
+std::uint32_t told(BeginResult result) {
+    using oracle::Begun;
+    const Begun begun = result == BeginResult::Complete  ? Begun::Complete
+                        : result == BeginResult::Pending ? Begun::Pending
+                                                         : Begun::Failed;
+    return static_cast<std::uint32_t>(begun);
+}
+
+std::uint32_t told(WaitResult result) {
+    using oracle::Waited;
+    const Waited waited = result == WaitResult::Signalled  ? Waited::Signalled
+                          : result == WaitResult::Stopped  ? Waited::Stopped
+                          : result == WaitResult::TimedOut ? Waited::TimedOut
+                                                           : Waited::Failed;
+    return static_cast<std::uint32_t>(waited);
+}
+
 class TapedEvent : public Event {
 public:
-    TapedEvent(Tape& tape, std::unique_ptr<Event> inner) : tape_(tape), inner_(std::move(inner)) {}
+    TapedEvent(Recorder& recorder, std::unique_ptr<Event> inner) : recorder_(recorder), inner_(std::move(inner)) {}
     void set() override { inner_->set(); }
     void reset() override { inner_->reset(); }
     WaitResult wait(std::uint32_t milliseconds) override {
         const WaitResult result = inner_->wait(milliseconds);
-        tape_.note(Act::Poll, result == WaitResult::Signalled, milliseconds);
+        recorder_.note(Act::Poll, result == WaitResult::Signalled, milliseconds);
         return result;
     }
     Event* inner() { return inner_.get(); }
 
 private:
-    Tape& tape_;
+    Recorder& recorder_;
     std::unique_ptr<Event> inner_;
 };
 
-class PortLock : public RecursiveMutex {
+class TapedLock : public RecursiveMutex {
 public:
-    PortLock(Tape& tape, std::unique_ptr<RecursiveMutex> inner) : tape_(tape), inner_(std::move(inner)) {}
+    TapedLock(Recorder& recorder, std::unique_ptr<RecursiveMutex> inner) : recorder_(recorder), inner_(std::move(inner)) {}
     void lock() override {
         inner_->lock();
-        tape_.lock();
+        recorder_.lock();
     }
     void unlock() override {
-        tape_.unlock();
+        recorder_.unlock();
         inner_->unlock();
     }
 
 private:
-    Tape& tape_;
+    Recorder& recorder_;
     std::unique_ptr<RecursiveMutex> inner_;
 };
 
 class TapedThreading : public Threading {
 public:
-    TapedThreading(Tape& tape, Threading& inner) : tape_(tape), inner_(inner) {}
-    std::unique_ptr<Event> makeEvent() override { return std::make_unique<TapedEvent>(tape_, inner_.makeEvent()); }
+    TapedThreading(Recorder& recorder, Threading& inner) : recorder_(recorder), inner_(inner) {}
+    std::unique_ptr<Event> makeEvent() override { return std::make_unique<TapedEvent>(recorder_, inner_.makeEvent()); }
     // The first lock that a component makes is its port's.
     std::unique_ptr<RecursiveMutex> makeRecursiveMutex() override {
         auto mutex = inner_.makeRecursiveMutex();
         if (mutexes_++ > 0) return mutex;
-        return std::make_unique<PortLock>(tape_, std::move(mutex));
+        return std::make_unique<TapedLock>(recorder_, std::move(mutex));
     }
     std::unique_ptr<NamedMutex> makeNamedMutex(const std::string& name) override { return inner_.makeNamedMutex(name); }
     std::unique_ptr<Thread> start(std::function<void()> run) override {
         auto thread = inner_.start(std::move(run));
-        tape_.note(Act::Start, thread != nullptr);
+        recorder_.note(Act::Start, thread != nullptr);
         return thread;
     }
     std::uint32_t currentThreadId() override { return inner_.currentThreadId(); }
 
 private:
-    Tape& tape_;
+    Recorder& recorder_;
     Threading& inner_;
     unsigned mutexes_ = 0;
 };
 
 class TapedClock : public Clock {
 public:
-    TapedClock(Tape& tape, Clock& inner) : tape_(tape), inner_(inner) {}
+    TapedClock(Recorder& recorder, Clock& inner) : recorder_(recorder), inner_(inner) {}
     std::uint32_t tickCount() override { return inner_.tickCount(); }
     LocalTime localTime() override { return inner_.localTime(); }
     void sleep(std::uint32_t milliseconds) override {
         inner_.sleep(milliseconds);
-        tape_.note(Act::Sleep, true, milliseconds);
+        recorder_.note(Act::Sleep, true, milliseconds);
     }
     std::string longDateText(std::int64_t seconds) override { return inner_.longDateText(seconds); }
 
 private:
-    Tape& tape_;
+    Recorder& recorder_;
     Clock& inner_;
 };
 
 class TapedSerial : public SerialDriver {
 public:
-    TapedSerial(Tape& tape, SerialDriver& inner) : tape_(tape), inner_(inner) {}
+    TapedSerial(Recorder& recorder, SerialDriver& inner) : recorder_(recorder), inner_(inner) {}
 
     PortHandle open(const std::string& path, bool overlapped) override {
         const PortHandle handle = inner_.open(path, overlapped);
-        tape_.note(Act::Open, handle != kInvalidPort, 0, 0, path);
+        recorder_.note(Act::Open, handle != kInvalidPort, 0, 0, path);
         return handle;
     }
     bool close(PortHandle port) override { return noted(Act::Close, inner_.close(port)); }
@@ -188,9 +184,9 @@ public:
     bool clearErrors(PortHandle port, std::uint32_t& bits, PortStatus* status) override {
         const bool ok = inner_.clearErrors(port, bits, status);
         if (status)
-            tape_.note(Act::Count, ok, ok ? bits : 0, ok ? status->inQueue : 0);
+            recorder_.note(Act::Count, ok, ok ? bits : 0, ok ? status->inQueue : 0);
         else
-            tape_.note(Act::Clear, ok, ok ? bits : 0);
+            recorder_.note(Act::Clear, ok, ok ? bits : 0);
         return ok;
     }
     bool purge(PortHandle port, std::uint32_t what) override {
@@ -203,35 +199,36 @@ public:
     BeginResult beginRead(PortHandle port, Transfer& transfer, void* buffer, std::uint32_t capacity) override {
         buffers_[&transfer] = static_cast<const char*>(buffer);
         const BeginResult result = inner_.beginRead(port, transfer, buffer, capacity);
-        tape_.note(Act::BeginRead, result != BeginResult::Failed, capacity, static_cast<std::uint32_t>(result));
+        recorder_.note(Act::BeginRead, result != BeginResult::Failed, capacity, told(result));
         return result;
     }
     BeginResult beginWrite(PortHandle port, Transfer& transfer, const void* data, std::uint32_t length) override {
         const BeginResult result = inner_.beginWrite(port, transfer, data, length);
-        tape_.note(Act::BeginWrite, result != BeginResult::Failed, 0, static_cast<std::uint32_t>(result),
-                   std::string(static_cast<const char*>(data), length));
+        recorder_.note(Act::BeginWrite, result != BeginResult::Failed, 0, told(result),
+                       std::string(static_cast<const char*>(data), length));
         return result;
     }
     WaitResult await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) override {
         const WaitResult result =
             inner_.await(transfer, stop ? static_cast<TapedEvent*>(stop)->inner() : nullptr, milliseconds);
-        tape_.note(Act::Await, true, milliseconds, static_cast<std::uint32_t>(result));
+        recorder_.note(Act::Await, true, milliseconds, told(result));
         return result;
     }
     bool finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) override {
         const bool ok = inner_.finish(port, transfer, bytes);
         const auto buffer = buffers_.find(&transfer);
         const bool hasRead = ok && buffer != buffers_.end();
-        tape_.note(Act::Finish, ok, 0, ok ? bytes : 0, hasRead ? std::string(buffer->second, bytes) : std::string());
+        recorder_.note(Act::Finish, ok, 0, ok ? bytes : 0,
+                       hasRead ? std::string(buffer->second, bytes) : std::string());
         return ok;
     }
     void cancel(PortHandle port, Transfer& transfer) override {
         inner_.cancel(port, transfer);
-        tape_.note(Act::Cancel, true);
+        recorder_.note(Act::Cancel, true);
     }
     void cancelAll(PortHandle port) override {
         inner_.cancelAll(port);
-        tape_.note(Act::CancelAll, true);
+        recorder_.note(Act::CancelAll, true);
     }
     bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override {
         return inner_.read(port, buffer, capacity, bytes);
@@ -244,46 +241,46 @@ public:
 
 private:
     bool noted(Act act, bool ok, std::uint32_t number = 0) {
-        tape_.note(act, ok, number);
+        recorder_.note(act, ok, number);
         return ok;
     }
 
-    Tape& tape_;
+    Recorder& recorder_;
     SerialDriver& inner_;
     std::map<const Transfer*, const char*> buffers_;  // of the reading direction
 };
 
 class TapedDatagrams : public DatagramChannel {
 public:
-    TapedDatagrams(Tape& tape, DatagramChannel& inner) : tape_(tape), inner_(inner) {}
+    TapedDatagrams(Recorder& recorder, DatagramChannel& inner) : recorder_(recorder), inner_(inner) {}
     Handle open(const std::string& name) override { return inner_.open(name); }
     bool write(Handle, std::string_view message) override {
-        tape_.trace(message);  // and no further: nobody reads them in a conversation
+        recorder_.trace(message);  // and no further: nobody reads them in a conversation
         return true;
     }
     void close(Handle channel) override { inner_.close(channel); }
 
 private:
-    Tape& tape_;
+    Recorder& recorder_;
     DatagramChannel& inner_;
 };
 
 }  // namespace
 
 struct TapedPlatform::Taps {
-    Taps(Tape& tape, Platform& inner)
-        : serial(tape, inner.serial),
-          threading(tape, inner.threading),
-          clock(tape, inner.clock),
-          datagrams(tape, inner.datagrams) {}
+    Taps(Recorder& recorder, Platform& inner)
+        : serial(recorder, inner.serial),
+          threading(recorder, inner.threading),
+          clock(recorder, inner.clock),
+          datagrams(recorder, inner.datagrams) {}
     TapedSerial serial;
     TapedThreading threading;
     TapedClock clock;
     TapedDatagrams datagrams;
 };
 
-TapedPlatform::TapedPlatform(ScriptedPlatform& platform, Tape& tape)
-    : taps_(std::make_unique<Taps>(tape, platform.platform())),
+TapedPlatform::TapedPlatform(ScriptedPlatform& platform, Recorder& recorder)
+    : taps_(std::make_unique<Taps>(recorder, platform.platform())),
       platform_{taps_->serial,
                 taps_->threading,
                 taps_->clock,

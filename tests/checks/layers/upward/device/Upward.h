@@ -1,2 +1,0 @@
-// Bait: the include check must find this one.
-#include "transport/ReceiveEngine.h"

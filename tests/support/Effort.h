@@ -1,0 +1,29 @@
+// How much of a campaign a build makes. Natively all of it: there each answer is judged. A sanitizer's build makes
+// every nth run of the same: it looks for what the judges cannot see (memory, races), which hangs on the kinds of steps
+// and not on how often they come, and each of its runs takes many times as long. MOVA_EVERY=n in the environment
+// chooses another n, for any build; 1 is all of it.
+#pragma once
+#include <cstdlib>
+
+namespace mova {
+
+struct SanitizedEvery {
+    unsigned address;
+    unsigned thread;
+};
+
+inline unsigned everyNthRun([[maybe_unused]] SanitizedEvery sanitized) {
+    if (const char* chosen = std::getenv("MOVA_EVERY")) {
+        const unsigned long n = std::strtoul(chosen, nullptr, 10);
+        if (n > 0) return static_cast<unsigned>(n);
+    }
+#if defined(__SANITIZE_THREAD__)
+    return sanitized.thread;
+#elif defined(__SANITIZE_ADDRESS__)
+    return sanitized.address;
+#else
+    return 1;
+#endif
+}
+
+}  // namespace mova
