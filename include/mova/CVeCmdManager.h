@@ -12,12 +12,14 @@
 #include <span>
 #include <string>
 
-#include "platform/Platform.h"
+#include "mova/Export.h"
 
 namespace mova {
 
+struct Platform;
+
 // What a caller's confirmation listener receives (operating mode 1). Called on the thread that runs the engine.
-class ConfirmationEvents {
+class MOVA_API ConfirmationEvents {
 public:
     virtual ~ConfirmationEvents() = default;
     virtual void OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const std::string& text) = 0;
@@ -65,9 +67,12 @@ struct ReadResult {
 
 struct Rooms;
 
-class CVeCmdManager {
+class MOVA_API CVeCmdManager {
 public:
-    explicit CVeCmdManager(Platform& platform = nativePlatform(), std::shared_ptr<ConfirmationEvents> events = nullptr);
+    // On the running system.
+    explicit CVeCmdManager(std::shared_ptr<ConfirmationEvents> events = nullptr);
+    // For tests.
+    explicit CVeCmdManager(Platform& platform, std::shared_ptr<ConfirmationEvents> events = nullptr);
     ~CVeCmdManager();  // runs FinalRelease if it has not run
     CVeCmdManager(const CVeCmdManager&) = delete;
     CVeCmdManager& operator=(const CVeCmdManager&) = delete;

@@ -5,6 +5,7 @@
 #include "atchannel/OperatingMode.h"
 #include "component/Rooms.h"
 #include "base/HexText.h"
+#include "platform/Platform.h"
 
 namespace mova {
 
@@ -36,6 +37,9 @@ void awaitReader(Rooms& rooms) {
 std::int32_t toCount(std::uint32_t bytes) { return static_cast<std::int32_t>(bytes); }
 
 }  // namespace
+
+CVeCmdManager::CVeCmdManager(std::shared_ptr<ConfirmationEvents> events)
+    : CVeCmdManager(nativePlatform(), std::move(events)) {}
 
 CVeCmdManager::CVeCmdManager(Platform& platform, std::shared_ptr<ConfirmationEvents> events)
     : rooms_(std::make_shared<Rooms>(platform, std::move(events))) {}

@@ -16,6 +16,7 @@
 #include "device/HandsetPort.h"
 #include "logging/MyDebugMsg.h"
 #include "logging/VersionBanner.h"
+#include "platform/Platform.h"
 #include "services/E2pRequests.h"
 #include "services/HciWifiActions.h"
 #include "services/RequestSender.h"
