@@ -52,6 +52,13 @@ try "$work/by-cmake/outside"
 export PKG_CONFIG_PATH=$installed/lib/pkgconfig
 [ "$(pkg-config --modversion movacmdsvr)" = "$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")/\1/p' "$installed"/lib/cmake/MovaCmdSvr/*Version.cmake)" ] ||
     fail "two versions"
+# What the documentation shows, on a handset that is not there.
+sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$here/../../../docs/getting-started-linux.md" >"$work/documented.cpp"
+quietly g++ -std=c++20 -Wall -Wextra -Werror "$work/documented.cpp" -o "$work/documented" $(pkg-config --static --cflags --libs movacmdsvr) -Wl,-rpath,"$installed/lib"
+status=0
+"$work/documented" || status=$?
+[ "$status" -eq 1 ] || fail "the documented program ended with $status"
+
 static=
 [ "$kind" = shared ] || static=--static
 # shellcheck disable=SC2046
