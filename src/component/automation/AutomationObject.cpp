@@ -18,7 +18,7 @@ AutomationObject::AutomationObject(IUnknown* outer)
       outer_(outer ? outer : &inner_),
       sinks_(std::make_shared<EventSinks>()),
       connectionPoints_(*outer_, *sinks_),
-      manager_(nativePlatform(), sinks_) {}
+      manager_(sinks_) {}
 
 AutomationObject::~AutomationObject() {
     guarded([&] {

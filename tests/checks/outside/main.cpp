@@ -1,4 +1,5 @@
-// A program of somebody else, built against what is installed. Ends with 0 if the library keeps what its headers promise.
+// A program of somebody else, built against what is installed. Ends with 0 if the library keeps what its headers
+// promise.
 #include <mova/CVeCmdManager.h>
 #include <mova/Codes.h>
 
@@ -55,7 +56,8 @@ int main() {
 
         handset.put_CommPortId(7);
         const auto opened = handset.InitCmdManager(0);
-        expect(opened == mova::code::NotOpen && static_cast<std::uint32_t>(opened) == 0x4000, "a missing port is 0x4000");
+        expect(opened == mova::code::NotOpen && static_cast<std::uint32_t>(opened) == 0x4000,
+               "a missing port is 0x4000");
         expect(handset.IsCommDeviceOpen() == 0, "it stays closed");
 
         const std::string command(100, 'A');

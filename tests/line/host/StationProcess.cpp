@@ -48,7 +48,7 @@ struct Station {
         if (!listener->came) std::_Exit(kNothingCame);
     }
     std::shared_ptr<Listener> listener = std::make_shared<Listener>();
-    mova::CVeCmdManager manager{mova::nativePlatform(), listener};
+    mova::CVeCmdManager manager{listener};
 };
 
 std::unique_ptr<Station> untilTheEnd;  // destroyed by the process's end
