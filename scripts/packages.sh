@@ -2,12 +2,12 @@
 
 declare -A package_groups=(
     [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
-    [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind"
+    [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf"
     [analysis]="clang-tidy cppcheck"
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
     [fuzz]="clang libclang-rt-14-dev"
-    [package]="nsis zip"
+    [package]="nsis zip python3"
     [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 

@@ -50,6 +50,7 @@ tests/checks/check-dll.py build/windows-x64/MovaCmdSvr.dll AMD64 || failed+=("64
 tests/checks/check-dll.py build/windows-x86/MovaCmdSvr.dll I386 || failed+=("32-bit DLL")
 tests/checks/check-dll.py build/windows-x64/mova-handset.exe AMD64 || failed+=("64-bit handset")
 tests/checks/check-dll.py build/windows-x86/mova-handset.exe I386 || failed+=("32-bit handset")
+tests/checks/check-flags.py build/windows-x64 build/windows-x86 || failed+=("flags")
 echo "--- the component under Wine"
 wait "$under_wine" || failed+=("under Wine")
 cat build/automation.log

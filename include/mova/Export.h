@@ -1,8 +1,8 @@
-// MOVA_API marks what the shared library shows; everything else in it is hidden.
+// What programs outside the library see of it. The library is built with everything else hidden.
 #pragma once
 
-#if defined(__GNUC__) && !defined(_WIN32)
-#define MOVA_API [[gnu::visibility("default")]]
+#if defined(__ELF__) && !defined(MOVA_STATIC)
+#define MOVA_API __attribute__((visibility("default")))
 #else
 #define MOVA_API
 #endif

@@ -5,6 +5,7 @@
 #include "atchannel/OperatingMode.h"
 #include "base/HexText.h"
 #include "component/Core.h"
+#include "platform/Platform.h"
 
 namespace mova {
 

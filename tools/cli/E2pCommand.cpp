@@ -37,7 +37,10 @@ void showTable(Output& out, const std::string& hex, std::size_t offset) {
     for (std::size_t at = 0; at < bytes.size(); at += kWidth) {
         const std::string part = bytes.substr(at, kWidth);
         std::string line = format("%06zX ", at + offset);
-        for (std::size_t i = 0; i < kWidth; ++i) line += i < part.size() ? " " + encodeHex(part.substr(i, 1)) : "   ";
+        for (std::size_t i = 0; i < kWidth; ++i) {
+            line += ' ';
+            line += i < part.size() ? encodeHex(part.substr(i, 1)) : "  ";
+        }
         line += "  ";
         for (const char c : part) line += c >= 0x20 && c < 0x7F ? c : '.';
         out.line(line);

@@ -77,14 +77,14 @@ const Names kMethods{
 Names declaredMethods() {
     std::ifstream file(MOVA_SOURCE_DIR "/include/mova/CVeCmdManager.h");
     std::string text{std::istreambuf_iterator<char>(file), {}};
-    const auto begin = text.find("class CVeCmdManager {");
+    const auto begin = text.find("class MOVA_API CVeCmdManager {");
     EXPECT_NE(begin, std::string::npos);
     text = text.substr(begin, text.find("private:", begin) - begin);
     text = std::regex_replace(text, std::regex("//[^\n]*"), "");
     Names names;
     const std::regex declared("(~?[A-Za-z_]\\w*)\\(");
     for (auto it = std::sregex_iterator(text.begin(), text.end(), declared); it != std::sregex_iterator(); ++it) {
-        if ((*it)[1] != "nativePlatform") names.insert((*it)[1]);
+        names.insert((*it)[1]);
     }
     return names;
 }

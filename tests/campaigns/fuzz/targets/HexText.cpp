@@ -13,7 +13,7 @@ using namespace mova::fuzz;
 namespace {
 Landmark oddText("HexText", "a text of odd length");
 Landmark foreignDigit("HexText", "a character that is no digit");
-Landmark lowerCase("HexText", "lower-case digits that the handset reads as well");
+Landmark inLowerCase("HexText", "lower-case digits that the handset reads as well");
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     if (const auto strict = handset::fromHex(text)) {
         requireEqual(bytes, *strict, "decoded as the handset does");
-        if (text.find_first_of("abcdef") != text.npos) lowerCase.reach();
+        if (text.find_first_of("abcdef") != text.npos) inLowerCase.reach();
     } else {
         (text.size() % 2 == 1 ? oddText : foreignDigit).reach();
     }
