@@ -89,7 +89,7 @@ std::optional<Code> codeOfName(const std::string& name) {
         if (name == row.name) return row.code;
     }
     for (const E2pStatusRow& row : kE2pStatuses) {
-        if (name == codeName(row.code)) return row.code;
+        if (row.status != 0 && name == codeName(row.code)) return row.code;
     }
     return std::nullopt;
 }

@@ -1,10 +1,15 @@
 #include "oracle/PlainModel.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "oracle/Text.h"
 
 namespace mova::oracle {
+
+namespace {
+constexpr std::uint32_t kCaller = 1;  // thread
+}
 
 std::string resultText(std::uint32_t code) { return printed("code 0x%X", code); }
 
@@ -31,13 +36,16 @@ void PlainModel::wrong(const std::string& what) const {
 }
 
 void PlainModel::otherThreads() {
-    constexpr std::uint32_t kCaller = 1;
     while (!tape_.holds.empty() && tape_.holds.front().thread != kCaller) {
         enter();
+        if (std::exchange(readerLetGo_, false)) {
+            leave();
+            continue;
+        }
         onReader_ = true;
         run(0, terminator_);
-        leave();
         onReader_ = false;
+        if (!readerLetGo_) leave();
     }
 }
 
@@ -45,10 +53,9 @@ void PlainModel::checkEvents() {
     while (!tape_.raised.empty()) {
         const Raised raised = tape_.raised.front();
         tape_.raised.pop_front();
-        auto& expected = toBeRaised_[raised.thread];
-        if (expected.empty()) throw Mismatch("an event that nothing was received for: \"" + raised.text + "\"");
-        const Raised due = expected.front();
-        expected.pop_front();
+        if (toBeRaised_.empty()) throw Mismatch("an event that nothing was received for: \"" + raised.text + "\"");
+        const Raised due = toBeRaised_.front();
+        toBeRaised_.pop_front();
         if (raised.type != due.type || raised.length != due.length || raised.text != due.text) {
             throw Mismatch("an event: expected \"" + due.text + "\", raised \"" + raised.text + "\"");
         }
@@ -59,9 +66,7 @@ void PlainModel::checkEvents() {
 void PlainModel::nothingOutstanding() {
     otherThreads();
     checkEvents();
-    for (const auto& [thread, events] : toBeRaised_) {
-        if (!events.empty()) throw Mismatch("an event that was never raised: \"" + events.front().text + "\"");
-    }
+    if (!toBeRaised_.empty()) throw Mismatch("an event that was never raised: \"" + toBeRaised_.front().text + "\"");
 }
 
 void PlainModel::enter() {
@@ -82,9 +87,22 @@ void PlainModel::leave() {
         for (const std::string& line : hold_.traced) text += "    " + line + "\n";
         wrong(text);
     }
-    auto& events = toBeRaised_[hold_.thread];
-    events.insert(events.end(), outbox_.begin(), outbox_.end());
-    outbox_.clear();
+}
+
+// No lock is held while an event is raised. What a caller's exchange does goes on in its next hold; the reader thread
+// has looked at nothing meanwhile, so that it took no answer of that exchange. The reader's own pass is over.
+void PlainModel::letGoToRaise() {
+    leave();
+    if (onReader_) {
+        readerLetGo_ = true;
+        return;
+    }
+    while (!tape_.holds.empty() && tape_.holds.front().thread != kCaller) {
+        enter();
+        leave();
+        readerLetGo_ = false;
+    }
+    enter();
 }
 
 bool PlainModel::comes(Act act) const { return next_ < hold_.happenings.size() && hold_.happenings[next_].act == act; }

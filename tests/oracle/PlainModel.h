@@ -82,6 +82,7 @@ private:
     // tape
     void enter();
     void leave();
+    void letGoToRaise();
     const Happening& take(Act act);
     bool comes(Act act) const;
     [[noreturn]] void wrong(const std::string& what) const;
@@ -133,8 +134,8 @@ private:
     bool onReader_ = false;
     std::uint64_t now_ = 0;
     std::vector<std::string> traced_;
-    std::vector<Raised> outbox_;
-    std::map<std::uint32_t, std::deque<Raised>> toBeRaised_;  // by thread
+    std::deque<Raised> toBeRaised_;  // in the order in which their records were completed, whichever thread raises
+    bool readerLetGo_ = false;       // the reader thread's next hold is the rest of one that it let go of
 
     std::uint32_t firstTick_ = 0;
 

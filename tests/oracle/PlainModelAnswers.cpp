@@ -19,6 +19,7 @@ std::uint32_t PlainModel::run(std::uint32_t milliseconds, const std::string& ter
             if (onRead_) onRead_(bytes);
             if (auto record = engine_.pass(terminators, bytes)) {
                 finish(std::move(*record));
+                if (unsolicited_) letGoToRaise();
                 return 0;
             }
         }
@@ -49,7 +50,7 @@ void PlainModel::file(const Record& record) {
         if (record.kind == kGeneral || record.kind == kE2p) text = record.hexData;
         if (record.kind == kHci || record.kind == kWifi) text.clear();
     }
-    outbox_.push_back(
+    toBeRaised_.push_back(
         {hold_.thread, 1, static_cast<std::int32_t>(text.size()), text, record.valid != 0 && record.kind == kGeneral});
 }
 

@@ -56,7 +56,7 @@ int main() {
 
         handset.put_CommPortId(7);
         const auto opened = handset.InitCmdManager(0);
-        expect(opened == mova::code::NotOpen && static_cast<std::uint32_t>(opened) == 0x4000,
+        expect(opened == mova::Code::NotOpen && static_cast<std::uint32_t>(opened) == 0x4000,
                "a missing port is 0x4000");
         expect(handset.IsCommDeviceOpen() == 0, "it stays closed");
 

@@ -137,19 +137,20 @@ TEST(NoListenerTest, ConfirmationInModeOneIsConsumedAndNeitherQueuedNorDelivered
 
 // --- on the caller's thread
 
-TEST_F(EventsTest, RecordsOfACallersExchangeAreRaisedOnTheCallersThreadAfterIt) {
-    bool inside = true;
-    listener->onEvent = [&](const std::string&) { EXPECT_FALSE(inside); };
+TEST_F(EventsTest, RecordsOfACallersExchangeAreRaisedOnTheCallersThreadRightAfterTheirPass) {
+    std::vector<std::int64_t> times;
+    const std::int64_t start = platform.elapsed();
+    listener->onEvent = [&](const std::string&) { times.push_back(platform.elapsed() - start); };
     comm.expect("AT*MOVA=0C0080010106008000341202002E\r")
         .reply("*MOVA=ACK\r\n", 30ms)
-        .reply("*MOVA=0E008000010800800034120200AABB32\r\nOK\r\n", 30ms)
-        .perform([&] { inside = false; });
+        .reply("*MOVA=0E008000010800800034120200AABB32\r\nOK\r\n", 530ms);
     EXPECT_EQ(manager->ReadE2PObject(0x1234, 2).code, 0x4203u);  // the confirmation was an event
     ASSERT_EQ(listener->events.size(), 2u);
     EXPECT_EQ(listener->events[0].text, "");  // the acknowledgement
     EXPECT_EQ(listener->events[1].text, "0800800034120200AABB");
     EXPECT_EQ(listener->events[0].thread, 1u);
     EXPECT_EQ(listener->events[1].thread, 1u);
+    EXPECT_EQ(times, (std::vector<std::int64_t>{30, 560}));  // not when the exchange is over
 }
 
 // --- no lock is held
