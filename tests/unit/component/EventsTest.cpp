@@ -153,6 +153,79 @@ TEST_F(EventsTest, RecordsOfACallersExchangeAreRaisedOnTheCallersThreadRightAfte
     EXPECT_EQ(times, (std::vector<std::int64_t>{30, 560}));  // not when the exchange is over
 }
 
+// --- in the midst of a caller's exchange
+
+TEST_F(EventsTest, ReaderTakesNoAnswerOfAnExchangeThatAnEventInterrupts) {
+    std::vector<std::string> order;
+    listener->onEvent = [&](const std::string& text) {
+        order.push_back(text);
+        if (order.size() == 1) platform.clock().sleep(300);  // the rest of the answer arrives meanwhile
+    };
+    comm.expect("AT*MOVA=0C0080010106008000341202002E\r")
+        .reply("*MOVA=ACK\r\n", 30ms)
+        .reply("*MOVA=0E008000010800800034120200AABB32\r\nOK\r\n", 100ms);
+    EXPECT_EQ(manager->ReadE2PObject(0x1234, 2).code, 0x4203u);  // it saw its "OK": without, it is 0x4004
+    EXPECT_THAT(order, ElementsAre("", "0800800034120200AABB"));
+    EXPECT_EQ(listener->events[1].thread, 1u);
+    confirm(7);  // and then the reader goes on
+    EXPECT_EQ(listener->events[2].text, "0107");
+    EXPECT_EQ(listener->events[2].thread, readerId());
+}
+
+TEST_F(EventsTest, RecordThatIsCompletedWhileAnEarlierOneIsRaisedDoesNotOvertakeIt) {
+    std::unique_ptr<Event> told = platform.threading().makeEvent();
+    std::vector<std::string> ended;
+    listener->onEvent = [&](const std::string& text) {
+        told->set();
+        platform.clock().sleep(200);
+        ended.push_back(text);
+    };
+    comm.feed(confirmation(1));
+    EXPECT_EQ(told->wait(1000), WaitResult::Signalled);
+    comm.feed(confirmation(2));
+    const auto before = platform.elapsed();
+    manager->ClearQueue();  // its pass completes the second record, on this thread
+    EXPECT_EQ(platform.elapsed(), before);  // which waits for nobody's listener
+    EXPECT_THAT(ended, IsEmpty());
+    platform.advance(1000);
+    EXPECT_THAT(ended, ElementsAre("0101", "0102"));
+    EXPECT_THAT(listener->texts(), ElementsAre("0101", "0102"));
+}
+
+TEST_F(EventsTest, ListenerMayWaitForAnotherThreadThatCallsInTheMidstOfAnExchange) {
+    std::unique_ptr<Event> called = platform.threading().makeEvent();
+    std::unique_ptr<Thread> other;
+    listener->onEvent = [&](const std::string& text) {
+        if (!text.empty()) return;
+        other = platform.threading().start([&] {
+            EXPECT_EQ(manager->get_BaudRate(), 115200);
+            called->set();
+        });
+        EXPECT_EQ(called->wait(1000), WaitResult::Signalled);
+    };
+    comm.expect("AT*MOVA=0C0080010106008000341202002E\r").reply("*MOVA=ACK\r\nOK\r\n", 30ms);
+    EXPECT_EQ(manager->ReadE2PObject(0x1234, 2).code, 0x4203u);
+    platform.settle();
+}
+
+TEST_F(EventsTest, ListenerThatClosesThePortInTheMidstOfAnExchangeEndsIt) {
+    listener->onEvent = [&](const std::string&) { EXPECT_EQ(manager->ResetCmdManager(0), 0u); };
+    comm.expect("AT*MOVA=0C0080010106008000341202002E\r").reply("*MOVA=ACK\r\n", 30ms);
+    EXPECT_EQ(manager->ReadE2PObject(0x1234, 2).code, 0x4004u);
+    EXPECT_EQ(manager->IsCommDeviceOpen(), 0);
+    EXPECT_EQ(readers(), 0u);
+}
+
+TEST_F(EventsTest, ListenerThatEndsTheObjectInTheMidstOfAnExchangeDoesNoHarm) {
+    listener->onEvent = [&](const std::string&) { manager.reset(); };
+    comm.expect("AT*MOVA=0C0080010106008000341202002E\r").reply("*MOVA=ACK\r\n", 30ms);
+    CVeCmdManager* const object = manager.get();
+    EXPECT_EQ(object->ReadE2PObject(0x1234, 2).code, 0x4004u);
+    platform.settle();
+    EXPECT_EQ(readers(), 0u);
+    EXPECT_EQ(comm.isOpen(), false);
+}
+
 // --- no lock is held
 
 TEST_F(EventsTest, ListenerMayWaitForTheCallersThread) {
