@@ -13,6 +13,7 @@
 #include "base/Text.h"
 #include "device/CCallBack.h"
 #include "mova/Codes.h"
+#include "mova/Options.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -22,7 +23,7 @@ public:
     static constexpr std::uint32_t kInputQueue = 8192;
     static constexpr std::uint32_t kOutputQueue = 2048;
     static constexpr std::uint32_t kPauseAfterClose = 500;  // deliberate: USB-serial drivers need time to release the port
-    static constexpr std::uint8_t kNoFlowControl = 8;
+    static constexpr std::uint32_t kPauseBeforeReopen = 500;
 
     explicit DeviceComm(Platform& platform);
     virtual ~DeviceComm();  // closes the port, unless its handle was given from outside
@@ -41,6 +42,8 @@ public:
     void setStopEvent(Event* stop) { stop_ = stop; }  // ends every wait; not owned; null: none
     void setMessageSink(CCallBack* sink) { sink_ = sink; }
     void setOverlapped(bool overlapped);  // a change closes an open port
+    // For programs that use the device by itself. The component leaves these as they are at first: no path, no log file,
+    // no limit of a wait, no bytes in the messages.
     void setDevicePath(std::string path) { devicePath_ = std::move(path); }  // not empty: used as it stands, no discovery
     void setLogFilePath(std::string path) { logFilePath_ = std::move(path); }
     void setTimeouts(std::uint32_t readMilliseconds, std::uint32_t writeMilliseconds);
@@ -92,10 +95,11 @@ private:
     std::string devicePath_;
     std::uint32_t baudRate_ = 115200;
     bool overlapped_ = false;
-    std::uint8_t flowControlMode_ = kNoFlowControl;
-    std::uint8_t byteSize_ = 8;
-    std::uint8_t parity_ = 0;
-    std::uint8_t stopBits_ = 0;
+    std::uint8_t flowControlMode_ = static_cast<std::uint8_t>(FlowControl::None);
+    // Every port is set to these; nobody changes them.
+    static constexpr std::uint8_t kByteSize = 8;
+    static constexpr std::uint8_t kParity = 0;    // none
+    static constexpr std::uint8_t kStopBits = 0;  // one
     std::uint32_t writeTimeout_ = kInfinite;
     std::uint32_t readTimeout_ = kInfinite;
     std::string logFilePath_;

@@ -149,9 +149,9 @@ void HandsetPort::switchFlowControlMode(std::int32_t mode) {
         return;
     }
     if (!isSerial()) return;
-    constexpr std::int32_t kFallback = 7;  // deliberate: not the device's own default
+    constexpr std::int32_t kFallback = number(FlowControl::XonXoff);  // deliberate: not the device's own default
     // Deliberate: callers are not told what the port made of it.
-    static_cast<void>(device_.setFlowControlMode(static_cast<std::uint8_t>(mode >= 1 && mode <= 8 ? mode : kFallback)));
+    static_cast<void>(device_.setFlowControlMode(static_cast<std::uint8_t>(mode >= number(FlowControl::RtsHandshake) && mode <= number(FlowControl::None) ? mode : kFallback)));
 }
 
 }  // namespace mova

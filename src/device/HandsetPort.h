@@ -80,7 +80,7 @@ private:
     std::int32_t parameter1_ = 0;
     std::int32_t parameter2_ = 0;
     PortHandle handle_ = kInvalidPort;
-    std::int32_t pendingFlowControlMode_ = 7;
+    std::int32_t pendingFlowControlMode_ = number(FlowControl::XonXoff);
     bool deviceOpen_ = false;
     bool driverKnown_ = false;
     CardType cardType_ = kCardNotLookedUp;

@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::int32_t kUsualTime = 5000;
 constexpr std::uint32_t kPause = 5;
-constexpr std::int32_t kLinesAndResult = 2;
-constexpr std::int32_t kUnfinishedToo = 1;
+constexpr std::int32_t kLinesAndResult = number(Collect::WholeRecord);
+constexpr std::int32_t kUnfinishedToo = number(Collect::TextAndPending);
 
 struct FinalResult {
     std::string_view text;

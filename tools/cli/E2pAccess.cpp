@@ -40,8 +40,7 @@ void E2pAccess::verify(const E2pKey& key, const std::string& hex) {
 }
 
 std::string E2pAccess::imei() {
-    constexpr std::int32_t kImei = 2;
-    const TextResult answer = handset_.SpecificInfo(kImei, 0, "");
+    const TextResult answer = handset_.SpecificInfo(number(Info::Imei), number(Access::Read), "");
     const auto lines = linesOf(answer.text.value_or(""), "ATD*#06#");
     return answer.code == Code::Success && !lines.empty() ? printable(lines.front()) : std::string();
 }

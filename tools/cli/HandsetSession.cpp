@@ -63,12 +63,12 @@ const std::string& HandsetSession::portName() {
 }
 
 void HandsetSession::applyTimeouts() {
-    struct Timeout {
-        std::int32_t number;
+    struct Row {
+        Timeout which;
         std::int32_t usual;
     };
-    constexpr Timeout kAnswers[] = {{3, 1000}, {4, 4000}};
-    for (const Timeout& t : kAnswers) handset_->AssignTimeoutConstant(t.number, timeout(t.usual));
+    constexpr Row kAnswers[] = {{Timeout::RfAcknowledgement, 1000}, {Timeout::Acknowledgement, 4000}};
+    for (const Row& row : kAnswers) handset_->AssignTimeoutConstant(number(row.which), timeout(row.usual));
 }
 
 void HandsetSession::open() {
@@ -77,7 +77,7 @@ void HandsetSession::open() {
     requireWritable(options_.traceFile, "--trace");
     requireWritable(options_.logFile, "--log");
     if (!options_.traceFile.empty()) {
-        check(handset->ActivateMovaLogging(options_.traceFile, 0, 1),
+        check(handset->ActivateMovaLogging(options_.traceFile, 0, kStartTrace),
               "the trace file " + options_.traceFile + " could not be opened");
     }
     if (!options_.logFile.empty()) handset->Set_Log_File_Path(options_.logFile);

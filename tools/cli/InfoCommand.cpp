@@ -15,27 +15,27 @@ namespace mova::cli {
 
 namespace {
 
-// A question about the handset, by the component's option numbers.
+// A question about the handset.
 struct Question {
     const char* key = "";    // in JSON
     const char* label = "";  // for people
-    std::int32_t option = 0;
+    Info option = Info::Version;
     const char* parameter = "";
     const char* sent = "";  // the AT command that the handset may echo
 };
 
 constexpr std::array kQuestions{
-    Question{"version", "software version", 0, "", "AT%V"},
-    Question{"imei", "IMEI", 2, "", "ATD*#06#"},
-    Question{"otp", "one-time programmable", 10, "", "AT%OTP?"},
-    Question{"identity1", "identity field 1", 1, ""},
-    Question{"identity3", "identity field 3", 3, ""},
-    Question{"identity5", "identity field 5", 5, ""},
-    Question{"identity6", "identity field 6", 6, ""},
-    Question{"identity7", "identity field 7", 7, ""},
-    Question{"identity8", "identity field 8", 8, ""},
-    Question{"flashStatus", "flash status", 9, "1"},
-    Question{"flashFailures", "flash failures", 9, "2"},
+    Question{"version", "software version", Info::Version, "", "AT%V"},
+    Question{"imei", "IMEI", Info::Imei, "", "ATD*#06#"},
+    Question{"otp", "one-time programmable", Info::OtpStatus, "", "AT%OTP?"},
+    Question{"identity1", "identity field 1", Info::Field1, ""},
+    Question{"identity3", "identity field 3", Info::Field3, ""},
+    Question{"identity5", "identity field 5", Info::Field5, ""},
+    Question{"identity6", "identity field 6", Info::Field6, ""},
+    Question{"identity7", "identity field 7", Info::Field7, ""},
+    Question{"identity8", "identity field 8", Info::Field8, ""},
+    Question{"flashStatus", "flash status", Info::FlashStatus, "1"},
+    Question{"flashFailures", "flash failures", Info::FlashStatus, "2"},
 };
 
 // An identity field is padded with zero bytes, and an erased one with 0xFF.
@@ -62,7 +62,7 @@ void askAll(Context& context) {
     Failure first;
     for (const Question& question : kQuestions) {
         checkInterrupt();
-        const TextResult answer = handset.SpecificInfo(question.option, 0, question.parameter);
+        const TextResult answer = handset.SpecificInfo(number(question.option), number(Access::Read), question.parameter);
         if (answer.code == Code::Success) {
             const std::string text = tidy(answer.text.value_or(""), question.sent);
             context.result[question.key] = text;

@@ -16,7 +16,7 @@ struct Input {
 };
 constexpr std::array kInputs{Input{"CTS", "cts", ModemStatus::Cts}, Input{"DSR", "dsr", ModemStatus::Dsr},
                              Input{"RING", "ring", ModemStatus::Ring}, Input{"CARRIER", "carrier", ModemStatus::Rlsd}};
-constexpr std::int32_t kWholeWord = -1;
+constexpr std::int32_t kWholeWord = number(InputSignal::WholeStatus);
 
 struct Wish {
     std::int32_t index;  // 1: DTR, 0: RTS
