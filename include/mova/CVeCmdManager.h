@@ -33,7 +33,7 @@ struct Platform;
 
 struct TextResult {
     Code code = Code::Success;
-    std::optional<std::string> text;  // of a success
+    std::optional<std::string> text;  // of a success; HciAction has more
 };
 
 struct RangeResult {
@@ -191,9 +191,11 @@ public:
     // --- Bluetooth controller and WiFi
 
     // Options 0, 4, 5 and 16 send the command; 1, 2 and 3 send none. Leaves Timeout::Acknowledgement at 4000 (option 1:
-    // 10000) for all later requests. UnknownOption: nothing is sent. WrongCommandEcho, HciStatus (options 1 and 2).
+    // 10000) for all later requests. UnknownOption: nothing is sent. WrongCommandEcho, HciStatus (options 1 and 2): the
+    // text is the reply's data with these too. Without a confirmation the reply reads as option 0 without data.
     TextResult HciAction(std::int32_t option, const std::string& hexCommand);
     // WifiStatus1, WifiStatus2: the handset's status; every other status is a success. WrongCommandEcho.
+    // Without a confirmation the reply reads as command 0 with status 0 and no data.
     TextResult WiFiAction(std::uint8_t command, const std::string& hexParameter);
 
     // --- raw port access
