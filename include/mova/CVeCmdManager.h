@@ -144,7 +144,7 @@ public:
     // --- confirmation queue
 
     // Takes the first general (RF) confirmation. A queue of more than 100 records is emptied before the next is filed.
-    QueuedItem FetchQueuedCnfItem();      // data: the payload's bytes
+    QueuedItem FetchQueuedCnfItem();      // data: the payload's bytes, length of them
     QueuedItem FetchQueuedCnfTextItem();  // data: hexadecimal text
     // Takes in what waits, then empties port, pending text and queue.
     void ClearQueue();
@@ -189,6 +189,8 @@ public:
                                  const std::string& hexText);
 
     // --- Bluetooth controller and WiFi
+
+    // A reply can be cut short with Success, as that of an E2P object.
 
     // Options 0, 4, 5 and 16 send the command; 1, 2 and 3 send none. Leaves Timeout::Acknowledgement at 4000 (option 1:
     // 10000) for all later requests. UnknownOption: nothing is sent. WrongCommandEcho, HciStatus (options 1 and 2): the
