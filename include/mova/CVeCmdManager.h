@@ -33,7 +33,7 @@ struct Platform;
 
 struct TextResult {
     Code code = Code::Success;
-    std::optional<std::string> text;  // of a success
+    std::optional<std::string> text;  // of a success; HciAction has more
 };
 
 struct RangeResult {
@@ -144,7 +144,7 @@ public:
     // --- confirmation queue
 
     // Takes the first general (RF) confirmation. A queue of more than 100 records is emptied before the next is filed.
-    QueuedItem FetchQueuedCnfItem();      // data: the payload's bytes
+    QueuedItem FetchQueuedCnfItem();      // data: the payload's bytes, length of them
     QueuedItem FetchQueuedCnfTextItem();  // data: hexadecimal text
     // Takes in what waits, then empties port, pending text and queue.
     void ClearQueue();
@@ -190,10 +190,14 @@ public:
 
     // --- Bluetooth controller and WiFi
 
+    // A reply can be cut short with Success, as that of an E2P object.
+
     // Options 0, 4, 5 and 16 send the command; 1, 2 and 3 send none. Leaves Timeout::Acknowledgement at 4000 (option 1:
-    // 10000) for all later requests. UnknownOption: nothing is sent. WrongCommandEcho, HciStatus (options 1 and 2).
+    // 10000) for all later requests. UnknownOption: nothing is sent. WrongCommandEcho, HciStatus (options 1 and 2): the
+    // text is the reply's data with these too. Without a confirmation the reply reads as option 0 without data.
     TextResult HciAction(std::int32_t option, const std::string& hexCommand);
     // WifiStatus1, WifiStatus2: the handset's status; every other status is a success. WrongCommandEcho.
+    // Without a confirmation the reply reads as command 0 with status 0 and no data.
     TextResult WiFiAction(std::uint8_t command, const std::string& hexParameter);
 
     // --- raw port access

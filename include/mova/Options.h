@@ -44,10 +44,11 @@ enum class Property : std::uint32_t {
 };
 constexpr std::uint32_t kPropertyWaits = 100;
 
-// GetNormalAtResult. Every other number: the final result alone.
+// GetNormalAtResult. Every other number: older answers are dropped first, then the final result alone, which is empty:
+// what is taken in here ends with the look at the port.
 enum class Collect : std::int32_t {
     TextAndPending = 1,  // older answers are dropped first; what is unfinished comes too
-    WholeRecord = 2,     // the oldest record whole
+    WholeRecord = 2,     // the oldest answer whole; the record behind it is left, the AT answers behind that are joined
 };
 
 // SpecificInfo.

@@ -7,11 +7,13 @@ namespace mova {
 
 namespace {
 constexpr std::string_view kLineEnd = "\r\n";
+
+bool canBeSent(std::string_view command) { return !command.empty() && command.size() <= AtCommands::kLongestCommand; }
 }  // namespace
 
 Code AtCommands::send(std::string_view command, Traced traced) {
     if (session_.synchronous) answers_.startAfresh();
-    if (command.empty() || command.size() > kLongestCommand) return Code::BadAtCommand;
+    if (!canBeSent(command)) return Code::BadAtCommand;
     if (traced == Traced::Yes) trace_.record(TraceKind::AtSent, command);
     std::string line;
     line.reserve(command.size() + 1);
@@ -32,7 +34,7 @@ AtCommands::Answer AtCommands::ask(std::string_view command, std::uint32_t milli
 }
 
 Code AtCommands::sendPassThrough(std::string_view command) {
-    log_.write(LogType::At, command, LogDirection::Sent);
+    if (canBeSent(command)) log_.write(LogType::At, command, LogDirection::Sent);
     const Code result = send(command, Traced::Yes);
     if (result != Code::Success) {
         const std::string text = format("SendNormalAtCmd Fail, ErrorCode= %d", static_cast<int>(result));

@@ -83,7 +83,7 @@ DeviceInfo::Reply DeviceInfo::flashStatus(std::int32_t access, const Fields& par
         case Update::Start: result = status.start(); break;
         case Update::End: result = status.end(); break;
         case Update::Entry:
-            result = status.enter(parameters.number<std::uint8_t>(1), hexNumber(parameters.text(2)),
+            result = status.enter(parameters.number<std::uint8_t>(1), hexNumber(trim(parameters.text(2))),
                                   platform_.clock.localTime());
             break;
         case Update::Failure: result = status.fail(); break;

@@ -15,7 +15,7 @@ using Layout = IdentityField::Layout;
 constexpr std::array kFields{
     IdentityField{1, 0x1001, 1, {0, 80}, {0, 80}, Layout::ZeroFilled, 40},
     IdentityField{3, 0x1003, 1, {40, 40}, {40, 40}, Layout::LengthPrefixed, 19},
-    IdentityField{4, 0x901F, 1, {976, 18}, {976, 18}, Layout::ZeroFilled, 8, false},
+    IdentityField{4, 0x901F, 1, {976, 18}, {976, 18}, Layout::LengthAndZeros, 8, false},
     IdentityField{5, 0x10A0, 1, {0, 24}, {8, 16}, Layout::Framed, 6},
     IdentityField{6, 0x1003, 1, {80, 40}, {80, 40}, Layout::LengthPrefixed, 19},
     IdentityField{7, 0x10A4, 1, {0, 34}, {0, 34}, Layout::LengthPrefixed, 10},
@@ -39,8 +39,12 @@ std::string zeroFilled(std::string_view value, std::size_t width) {
     return text;
 }
 
+bool isWritten(std::string_view text) {
+    return text.size() >= kPrefix && !equalIgnoringCase(text.substr(0, kPrefix), kNeverWritten);
+}
+
 std::string decodeLengthPrefixed(std::string_view text) {
-    if (text.size() < kPrefix || text.substr(0, kPrefix) == kNeverWritten) return {};
+    if (!isWritten(text)) return {};
     return decodeHex(text.substr(kPrefix, 2 * std::size_t{hexByteAt(text, 0)}));
 }
 
@@ -71,8 +75,7 @@ EncodedField encodeThreeValues(const IdentityField& field, const Fields& paramet
 
 std::string decodeThreeValues(const IdentityField& field, std::string_view text) {
     const std::size_t width = kPrefix + 2 * field.longestValue;
-    const bool written = text.size() >= kPrefix && text.substr(0, kPrefix) != kNeverWritten;
-    std::string result = format("%d", written ? hexByteAt(text, 0) : 0);
+    std::string result = format("%d", isWritten(text) ? hexByteAt(text, 0) : 0);
     for (std::size_t i = 0; i < kValues; ++i) {
         const std::size_t at = std::min(text.size(), kPrefix + i * width);
         result += ',';
@@ -97,6 +100,10 @@ EncodedField encodeField(const IdentityField& field, std::string_view oldText, c
             encoded.text = oldText;
             encoded.text.replace(0, kPrefix + 2 * encoded.value.size(), lengthPrefixed(encoded.value));
             break;
+        case Layout::LengthAndZeros:
+            encoded.text = lengthPrefixed(encoded.value);
+            encoded.text.resize(static_cast<std::size_t>(field.write.width), '0');
+            break;
         case Layout::ZeroFilled:
             encoded.text = zeroFilled(encoded.value, static_cast<std::size_t>(field.write.width));
             break;
@@ -111,7 +118,8 @@ EncodedField encodeField(const IdentityField& field, std::string_view oldText, c
 
 std::string decodeField(const IdentityField& field, std::string_view text) {
     switch (field.layout) {
-        case Layout::LengthPrefixed: return decodeLengthPrefixed(text);
+        case Layout::LengthPrefixed:
+        case Layout::LengthAndZeros: return decodeLengthPrefixed(text);
         case Layout::ZeroFilled:
         case Layout::Framed: return decodeZeroFilled(text);
         case Layout::ThreeValues: return decodeThreeValues(field, text);

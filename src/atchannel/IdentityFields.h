@@ -2,11 +2,12 @@
 // hexadecimal text of its field. Every value character is two digits.
 //
 //   LengthPrefixed   2 digits length, the value behind it; the rest of the field keeps what it held
+//   LengthAndZeros   2 digits length, the value behind it, filled up with "00"
 //   ZeroFilled       the value, filled up with "00"
 //   Framed           2 digits length, "000000", the value filled with "00" to 12 digits, "0000"; read from digit 8 on
 //   ThreeValues      2 digits number of values that are not empty, then three times a length-prefixed value
 //
-// Erased digits ("F") read as an empty value.
+// Erased digits ("F" in either case) read as an empty value.
 #pragma once
 #include <cstdint>
 #include <string>
@@ -17,7 +18,7 @@
 namespace mova {
 
 struct IdentityField {
-    enum class Layout { LengthPrefixed, ZeroFilled, Framed, ThreeValues };
+    enum class Layout { LengthPrefixed, LengthAndZeros, ZeroFilled, Framed, ThreeValues };
     struct Range {
         std::int32_t start = 0;  // in characters
         std::int32_t width = 0;

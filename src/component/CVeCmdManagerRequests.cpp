@@ -153,7 +153,10 @@ RangeResult CVeCmdManager::WriteE2PObjectEx(std::int32_t object, std::int32_t re
 
 TextResult CVeCmdManager::HciAction(std::int32_t option, const std::string& hexCommand) {
     const PortLock lock(core_);
-    return toResult(core_->actions.hci(option, hexCommand));
+    TextReply reply = core_->actions.hci(option, hexCommand);
+    // Deliberate: the codes of the reply's checks come with its data; what ends the action before has none.
+    if (reply.code == Code::WrongCommandEcho || reply.code == Code::HciStatus) return {reply.code, std::move(reply.data)};
+    return toResult(std::move(reply));
 }
 
 TextResult CVeCmdManager::WiFiAction(std::uint8_t command, const std::string& hexParameter) {

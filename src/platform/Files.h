@@ -9,7 +9,7 @@ namespace mova {
 enum class FileMode {
     LogAppend,     // create if absent, write at the end, bytes as they are, no other writer while open
     TextAppend,    // "a+t": create if absent, write at the end, the system's text line ends
-    TextTruncate,  // "w+t"
+    TextTruncate,  // "w+t"; on Linux no link is followed: nobody chose what is emptied here
 };
 
 class Files {

@@ -18,6 +18,8 @@ public:
     // The version is the one that a process without a compatibility manifest sees: it is never above 6.2.
     virtual SystemVersion systemVersion() = 0;
     virtual std::string modulePath() = 0;  // of the component's module, not of its host
+    // Where the trace's file is when the one that was named cannot be opened; makes its folder. Empty: nowhere.
+    virtual std::string fallbackTraceFile() = 0;
     virtual std::optional<std::int64_t> fileTime(const std::string& path) = 0;  // last write, seconds since 1970 UTC
 };
 

@@ -8,7 +8,7 @@ namespace mova {
 
 struct TextReply {
     Code code = Code::Success;
-    std::string data;  // hexadecimal text; only of a success
+    std::string data;  // hexadecimal text; of a success, of an HCI action also of a reply that failed its checks
 };
 
 }  // namespace mova

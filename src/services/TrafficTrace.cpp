@@ -139,7 +139,8 @@ Code TrafficTrace::activate(const std::string& fileName, std::uint32_t startTick
         active_ = false;
         return Code::Success;
     }
-    const bool opened = canOpen(fileName, FileMode::TextAppend) || canOpen(kFallbackFile, FileMode::TextTruncate);
+    const bool opened = canOpen(fileName, FileMode::TextAppend) ||
+                        canOpen(platform_.host.fallbackTraceFile(), FileMode::TextTruncate);
     const std::lock_guard guard(mutex_);
     if (opened) {
         startTick_ = startTick;

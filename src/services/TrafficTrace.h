@@ -19,8 +19,6 @@ std::string traceText(TraceKind kind, std::string_view text);
 
 class TrafficTrace : public Trace {
 public:
-    static constexpr const char* kFallbackFile = "c:\\TempMova.Log";
-
     TrafficTrace(Platform& platform, MyDebugMsg& debug) : platform_(platform), debug_(debug) {}
 
     // From any thread. A record that there is no memory for is lost.
@@ -28,7 +26,7 @@ public:
     bool hasReader() noexcept override;
 
     // request kStartTrace starts traffic logging, every other value stops it. Result: NoTraceFile when neither the file nor the
-    // fallback could be opened, else Success.
+    // host's fallback could be opened, else Success.
     Code activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request);
 
 private:

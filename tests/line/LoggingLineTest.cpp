@@ -6,9 +6,11 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <optional>
 #include <regex>
 
+#include "base/Environment.h"
 #include "line/LeftOver.h"
 #include "logging/LogWriter.h"
 #include "unit/platform/ChildProcess.h"
@@ -41,18 +43,25 @@ struct Place {
     std::uint32_t traceCode;  // of switching the trace on where the fallback file cannot be made either
 };
 
-class Unwritable : public LoggingLine, public testing::WithParamInterface<Place> {
-protected:
-    // The fallback's name is a plain one to this system: it would be made in the current folder.
-    Unwritable() : before_(std::filesystem::current_path()) {
-        std::filesystem::create_directory(station_.bench.file("gone"));
-        std::filesystem::current_path(station_.bench.file("gone"));
-        std::filesystem::remove(station_.bench.file("gone"));
+// The folder that the fallback's folder is made in.
+class StateFolder {
+public:
+    explicit StateFolder(const std::string& folder) : before_(environment(variable::kStateHome)) {
+        setenv(variable::kStateHome, folder.c_str(), 1);
     }
-    ~Unwritable() override { std::filesystem::current_path(before_); }
+    ~StateFolder() {
+        before_ ? setenv(variable::kStateHome, before_->c_str(), 1) : unsetenv(variable::kStateHome);
+    }
+    StateFolder(const StateFolder&) = delete;
+    StateFolder& operator=(const StateFolder&) = delete;
 
 private:
-    const std::filesystem::path before_;
+    const std::optional<std::string> before_;
+};
+
+class Unwritable : public LoggingLine, public testing::WithParamInterface<Place> {
+protected:
+    const StateFolder state_{"/dev/null/state"};  // nothing can be made there
 };
 
 TEST_P(Unwritable, CostsItsLinesAndNothingElse) {
@@ -112,18 +121,15 @@ TEST_F(LoggingLine, APipeWhoseReaderDoesNotReadCostsWhatDoesNotFit) {
 
 // Deliberate: the given name is kept also when only the fallback could be opened.
 TEST_F(LoggingLine, ATraceThatOnlyTheFallbackCouldTakeIsNotWritten) {
-    const std::filesystem::path before = std::filesystem::current_path();
-    const std::string folder = station_.bench.file("current");
-    std::filesystem::create_directory(folder);
-    std::filesystem::current_path(folder);
+    const StateFolder state(station_.bench.file("state"));
+    const std::string fallback = station_.bench.file("state/mova/TempMova.Log");
     EXPECT_EQ(manager_.ActivateMovaLogging(station_.bench.file("absent/a.trace"), 0, 1), 0U);
     expectExchange();
-    EXPECT_TRUE(std::filesystem::exists("c:\\TempMova.Log"));
-    EXPECT_EQ(readFile("c:\\TempMova.Log"), "");
+    EXPECT_TRUE(std::filesystem::exists(fallback));
+    EXPECT_EQ(readFile(fallback), "");
     std::filesystem::create_directory(station_.bench.file("absent"));
     expectExchange();
     EXPECT_THAT(readFile(station_.bench.file("absent/a.trace")), HasSubstr("AT-S AT"));  // as soon as it can be
-    std::filesystem::current_path(before);
 }
 
 // --- files that others touch

@@ -133,7 +133,7 @@ std::string PlainModel::info(int option, int access, const std::string& value) {
         std::string field;
         result = readRange(4099, 1, start, 40, field);
         if (result == 0 && access == 0) {
-            if (field.size() >= 2 && field.substr(0, 2) != "FF")
+            if (field.size() >= 2 && lowered(field.substr(0, 2)) != "ff")
                 text = lenientBytes(field.substr(2, 2 * lenientByte(field, 0)));
         } else if (result == 0) {
             const std::string encoded = hexByte(static_cast<unsigned>(value.size())) + hexOf(value);

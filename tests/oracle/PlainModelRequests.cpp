@@ -125,20 +125,19 @@ std::string PlainModel::hci(int option, const std::string& command) {
     enter();
     timeouts_[4] = option == 1 ? 10000 : 4000;
     std::uint32_t result = 0x4305;
-    std::string reply;
+    std::optional<std::string> reply;
     if ((option >= 0 && option <= 5) || option == 16) {
         const std::string sent = option >= 1 && option <= 3 ? "" : command;
         result = sendText(
             0xA0, hexWord(static_cast<unsigned>(sent.size() / 2)) + hexByte(static_cast<unsigned>(option)) + sent);
         if (result == 0) {
-            const bool any = isQueued(kHci);
             const Reply judged = hciReply(static_cast<std::uint8_t>(option), fetchKind(kHci).hexData);
-            result = any ? judged.code : kOtherCommand;
+            result = judged.code;
             reply = judged.data;
         }
     }
     leave();
-    return result == 0 ? resultText(result, reply) : resultText(result, std::nullopt);
+    return resultText(result, reply);
 }
 
 std::string PlainModel::wifi(unsigned command, const std::string& parameter) {
@@ -148,9 +147,8 @@ std::string PlainModel::wifi(unsigned command, const std::string& parameter) {
     std::uint32_t result =
         sendText(0xB0, hexByte(command) + "00" + hexWord(static_cast<unsigned>(parameter.size() / 2)) + parameter);
     if (result == 0) {
-        const bool any = isQueued(kWifi);
         const Reply judged = wifiReply(static_cast<std::uint8_t>(command), fetchKind(kWifi).hexData);
-        result = any ? judged.code : kOtherCommand;
+        result = judged.code;
         reply = judged.data;
     }
     leave();

@@ -52,9 +52,10 @@ Reply e2pReply(unsigned command, std::uint16_t object, std::uint16_t record, con
 
 Reply hciReply(std::uint8_t option, const std::string& hex) {
     const bool whole = hex.size() >= 6;
-    if ((whole ? lenientByte(hex, 4) : 0) != option) return {kOtherCommand, {}};
-    if ((option == 1 || option == 2) && (hex.size() < 8 || hex.substr(6, 2) != "00")) return {0xD303, {}};
-    return {0, whole ? hex.substr(6) : ""};
+    const std::string replied = whole ? hex.substr(6) : "";
+    if ((whole ? lenientByte(hex, 4) : 0) != option) return {kOtherCommand, replied};
+    if ((option == 1 || option == 2) && (hex.size() < 8 || hex.substr(6, 2) != "00")) return {0xD303, replied};
+    return {0, replied};
 }
 
 Reply wifiReply(std::uint8_t command, const std::string& hex) {

@@ -25,6 +25,7 @@ public:
         return version_;
     }
     std::string modulePath() override { return core_.enter(Op::ModulePath) ? std::string() : modulePath_; }
+    std::string fallbackTraceFile() override { return "c:\\TempMova.Log"; }
     std::optional<std::int64_t> fileTime(const std::string& path) override {
         if (core_.enter(Op::FileTime, path)) return std::nullopt;
         const auto found = fileTimes_.find(path);

@@ -214,6 +214,28 @@ TEST_F(Registration, StopsAtTheFirstErrorAndReturnsIt) {
     EXPECT_EQ(unregistering, HRESULT_FROM_WIN32(ERROR_KEY_DELETED));
 }
 
+TEST_F(Registration, UnregisteringWhatWasNeverRegisteredSucceeds) {
+    // A root without any entry.
+    HKEY empty = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\MovaEmpty", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &empty,
+                              nullptr),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, empty), ERROR_SUCCESS);
+    const HRESULT first = unregisterServer();
+    const HRESULT second = unregisterServer();
+    const HRESULT registering = registerServer();
+    const HRESULT third = unregisterServer();
+    const HRESULT fourth = unregisterServer();
+    ASSERT_EQ(RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr), ERROR_SUCCESS);
+    RegCloseKey(empty);
+    ASSERT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\MovaEmpty"), ERROR_SUCCESS);
+    EXPECT_EQ(first, S_OK);
+    EXPECT_EQ(second, S_OK);
+    EXPECT_EQ(registering, S_OK);
+    EXPECT_EQ(third, S_OK);
+    EXPECT_EQ(fourth, S_OK);
+}
+
 TEST_F(Registration, UnregisteringLeavesNothingButTheCommonKey) {
     ASSERT_EQ(registerServer(), S_OK);
     ASSERT_EQ(unregisterServer(), S_OK);

@@ -110,8 +110,9 @@ protected:
         });
         EXPECT_TRUE(came);
         EXPECT_EQ(error, 0u);
-        EXPECT_EQ(bytes.size(), length);
-        return bytes;
+        EXPECT_EQ(bytes.size(), 2 * (length + 1));
+        EXPECT_EQ(bytes.substr(length), std::string(length + 2, '\0'));
+        return bytes.substr(0, length);
     }
     void SetUp() override {
         Conversation::SetUp();
@@ -261,6 +262,55 @@ TEST_F(Conversation, AControllerCommandIsPassed) {
     EXPECT_EQ(manager->HciAction(6, command.get(), reply.inOut(), &result), S_FALSE);
     EXPECT_EQ(result, 0x4305);
     EXPECT_EQ(reply.wide(), L"000102");
+}
+
+// Its handset answers option 1 with the status 5 and the data AABB.
+TEST(RefusedAction, CodeAndDataComeTogether) {
+    const auto manager = openManager(spareFastPort());
+    LONG result = 0;
+    Text reply;
+    EXPECT_EQ(manager->HciAction(1, Text(L"").get(), reply.receive(), &result), S_FALSE);
+    EXPECT_EQ(result, 0xD303);
+    EXPECT_EQ(reply.wide(), L"05AABB");
+    Variant late;
+    const Outcome outcome =
+        call(manager.get(), L"HciAction", {Variant(1).raw(), Variant(L"").raw(), variable(late)});
+    EXPECT_EQ(outcome.value.number(), 0xD303);
+    EXPECT_EQ(late.text(), L"05AABB");
+}
+
+// In operating mode 1 the confirmation becomes an event: none comes to the action, which reads as option (command) 0.
+TEST_F(Conversation, WithoutAConfirmationOptionAndCommandZeroSucceedWithoutData) {
+    EXPECT_EQ(call(object, L"VbSwitchOperateMode", {Variant(1).raw(), Variant(0).raw()}).value.number(), 0);
+    LONG result = -1;
+    const Text data(L"0102");
+    Text hci;
+    EXPECT_EQ(manager->HciAction(0, data.get(), hci.receive(), &result), S_OK);
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(hci.get());
+    EXPECT_EQ(hci.wide(), L"");
+    EXPECT_EQ(manager->HciAction(4, data.get(), hci.receive(), &result), S_FALSE);
+    EXPECT_EQ(result, 0x4203);
+    EXPECT_TRUE(hci.get());  // the reply's data, of which there are none
+    Text wifi;
+    EXPECT_EQ(manager->WiFiAction(0, data.get(), wifi.receive(), &result), S_OK);
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(wifi.get());
+    EXPECT_EQ(wifi.wide(), L"");
+    for (const wchar_t* name : {L"HciAction", L"WiFiAction"}) {
+        Variant late(L"before");
+        EXPECT_EQ(call(object, name, {Variant(0).raw(), Variant(L"0102").raw(), variable(late)}).value.number(), 0);
+        EXPECT_EQ(late.text(), L"");
+    }
+    Variant late(L"before");
+    EXPECT_EQ(call(object, L"HciAction", {Variant(4).raw(), Variant(L"0102").raw(), variable(late)}).value.number(),
+              0x4203);
+    EXPECT_EQ(late.text(), L"");
+    late = Variant(L"before");
+    EXPECT_EQ(call(object, L"WiFiAction", {Variant(1).raw(), Variant(L"0102").raw(), variable(late)}).value.number(),
+              0x4203);
+    EXPECT_EQ(late.text(), L"before");
+    EXPECT_EQ(call(object, L"VbSwitchOperateMode", {Variant(0).raw(), Variant(0).raw()}).value.number(), 0);
 }
 
 TEST_F(Conversation, AWifiCommandIsPassed) {

@@ -170,7 +170,7 @@ TEST(EveryEntry, HasTheSameOutcomeBySlotByIdAndByName) {
 
 TEST(EveryEntry, FetchesTheSameBytesUnderBothNames) {
     const auto manager = openManager(fastPort());
-    const std::string bytes("\x05\x00\x41\x42", 4);
+    const std::string bytes("\x05\x00\x41\x42\0\0\0\0\0\0", 10);  // 4 + 1 characters; the length tells of 4 bytes
     for (const wchar_t* name : {L"FetchMovaCnfData", L"FetchQueuedCnfItem"}) {
         queueOne(manager.get());
         Variant remained, length, error, data;

@@ -1,5 +1,6 @@
 // Log file, trace file and debug viewer as the world has them: unwritable, deleted, shared, stalled. Whatever becomes
 // of a line of text, the exchanges go on.
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <regex>
@@ -74,6 +75,23 @@ TEST_F(LoggingEdges, FilesThatCannotBeMadeCostTheirLinesAndNothingElse) {
     EXPECT_EQ(traceTo("C:\\absent\\a.log"), 0x1002u);
     expectExchange();
     EXPECT_TRUE(RemoveDirectoryA(kFallback));
+}
+
+// --- what is not sent
+
+TEST_F(LoggingEdges, ARefusedCommandLeavesItsErrorAndNoLineThatItWasSent) {
+    logTo(log);
+    LONG code = 0;
+    EXPECT_EQ(manager->SendNormalAtCmd(0, Text(L"").get(), &code), S_OK);
+    EXPECT_EQ(code, 0x2007);
+    const std::wstring tooLong(4095, L'x');
+    EXPECT_EQ(call(manager.get(), L"SendNormalAtCmd", {Variant(0).raw(), Variant(tooLong.c_str()).raw()}).value.number(),
+              0x2007);
+    const std::string text = fileText(log);
+    EXPECT_THAT(text, Not(HasSubstr("[AT]")));
+    const std::string error = "\t[ERROR CODE]: SendNormalAtCmd Fail, ErrorCode= 8199\r\n";
+    EXPECT_THAT(text, testing::EndsWith(error));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);  // one line for each
 }
 
 // --- files that others touch

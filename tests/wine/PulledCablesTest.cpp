@@ -143,7 +143,7 @@ protected:
                                         ULONG length = 0;
                                         Text data;
                                         manager->FetchQueuedCnfItem(&remained, &length, &code, data.receive());
-                                        return data.bytes() == std::string("\x05\x00\x02\x01", 4);
+                                        return data.bytes() == std::string("\x05\x00\x02\x01\0\0\0\0\0\0", 10);
                                     },
                                     2000);
         });

@@ -35,10 +35,6 @@ BSTR WINAPI allocateText(const OLECHAR* text, UINT length) {
     return memory::fails() ? nullptr : SysAllocStringLen(text, length);
 }
 
-BSTR WINAPI allocateBytes(const char* bytes, UINT length) {
-    return memory::fails() ? nullptr : SysAllocStringByteLen(bytes, length);
-}
-
 SAFEARRAY* WINAPI createVector(VARTYPE type, LONG lower, ULONG count) {
     return memory::fails() ? nullptr : SafeArrayCreateVector(type, lower, count);
 }
@@ -114,11 +110,10 @@ public:
     ~Allocations() { memory::relieve(); }
 
 private:
-    const Import imports_[11] = {{component(), "malloc", addressOf(allocate)},
+    const Import imports_[10] = {{component(), "malloc", addressOf(allocate)},
                                  {component(), "calloc", addressOf(allocateCleared)},
                                  {component(), "realloc", addressOf(allocateAgain)},
                                  {component(), "SysAllocStringLen", addressOf(allocateText)},
-                                 {component(), "SysAllocStringByteLen", addressOf(allocateBytes)},
                                  {component(), "SafeArrayCreateVector", addressOf(createVector)},
                                  {component(), "VariantChangeType", addressOf(changeType)},
                                  {component(), "LoadTypeLibEx", addressOf(loadTypeLibrary)},
@@ -318,7 +313,7 @@ const std::vector<Shape>& shapes() {
             LONG l = 7, e = 7; Text t(L"before");
             const HRESULT r = watched([&] { return m->GetNormalAtResult(2, &l, t.inOut(), &e); });
             return Attempt{r, (Left() << l << t << e).all()}; }, letAnswer},
-        {"ConfirmationBytesBySlot", L"7 7 7 'before' ", L"0 4 0 '\x0005\x4241' ", [](Manager m) {
+        {"ConfirmationBytesBySlot", L"7 7 7 'before' ", std::wstring(L"0 4 0 '\x0005\x4241\0\0\0' ", 14), [](Manager m) {
             ULONG left = 7, l = 7, e = 7; OutText t;
             const HRESULT r = watched([&] { return m->FetchQueuedCnfItem(&left, &l, &e, t.out()); });
             return Attempt{r, (Left() << left << l << e << t).all()}; }, queueOne},
@@ -390,7 +385,7 @@ const std::vector<Shape>& shapes() {
         late("E2pRangeReadByName", 36, {in(0x1234), in(2), in(2), out(9), out(L"before")}, Result::Returned, L"2 '0B' 0 "),
         late("E2pRangeWriteByName", 37, {in(0x1234), in(2), in(2), out(9), out(L"0b")}, Result::Returned, L"2 '0b' 0 "),
         late("AtAnswerByName", 23, {in(2), out(), out(L"before")}, Result::Returned, L"3 'OK~' 0 ", letAnswer),
-        late("ConfirmationBytesByName", 14, {out(), out(), out(), out(L"before")}, Result::None, L"0 4 0 '\x0005\x4241' ", queueOne),
+        late("ConfirmationBytesByName", 14, {out(), out(), out(), out(L"before")}, Result::None, std::wstring(L"0 4 0 '\x0005\x4241\0\0\0' ", 14), queueOne),
         late("ConfirmationTextByName", 39, {out(), out(), out(), out(L"before")}, Result::None, L"0 8 0 '05004142' ", queueOne),
         late("InfoByName", 46, {in(2), in(0), in(L""), out(L"before")}, Result::Returned, L"'490154203237518' 0 "),
         late("HciByName", 47, {in(0), in(L"0102"), out(L"before")}, Result::Returned, L"'000102' 0 "),

@@ -124,7 +124,7 @@ wine_start "$prefix"
 mkdir -p "$lines"
 offer 7
 offer 8 --baud-rate 0
-offer 9 --baud-rate 0
+offer 9 --baud-rate 0 tests/wine/refusing.toml
 offer 10 --baud-rate 0 --cable "$prefix/cable10"
 wine_register "$dlls/MovaCmdSvr.dll" || { echo "the component could not be registered" >&2; exit 1; }
 # Wine's marshaller looks for the type library under language 0 only.

@@ -1,5 +1,7 @@
 #include "component/automation/Bstr.h"
 
+#include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -38,7 +40,11 @@ Bstr wide(const std::string& text) {
 }
 
 Bstr packed(const std::string& bytes) {
-    return allocated(SysAllocStringByteLen(bytes.data(), static_cast<UINT>(lengthOf(bytes.size()))));
+    const std::size_t characters = bytes.empty() ? 0 : bytes.size() + 1;
+    Bstr result = allocated(SysAllocStringLen(nullptr, static_cast<UINT>(lengthOf(characters))));
+    std::fill_n(result.get(), characters, L'\0');
+    std::memcpy(result.get(), bytes.data(), bytes.size());
+    return result;
 }
 
 }  // namespace mova

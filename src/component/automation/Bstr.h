@@ -30,6 +30,8 @@ private:
 std::string narrow(BSTR text);
 // Both throw std::bad_alloc.
 Bstr wide(const std::string& text);
-Bstr packed(const std::string& bytes);  // the bytes themselves, in a container of exactly their length
+// n bytes in a text of n + 1 characters, which is 2(n + 1) bytes: first they, then zeros. No bytes are the empty text.
+// Deliberate: hosts rely on it; the length is told beside it, never by the text.
+Bstr packed(const std::string& bytes);
 
 }  // namespace mova

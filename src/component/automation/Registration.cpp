@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "component/automation/Bstr.h"
 #include "component/automation/Module.h"
 
 namespace mova {
@@ -96,8 +97,13 @@ HRESULT unregisterComponent() {
     if (SUCCEEDED(result)) result = remove(kVersionedProgId);
     if (SUCCEEDED(result)) result = remove(kProgId);
     if (FAILED(result)) return result;
+    // A library that is not registered is unregistered already; the systems refuse it with different codes.
+    BSTR path = nullptr;
+    result = QueryPathOfRegTypeLib(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, &path);
+    const Bstr owned(path);
+    if (result == TYPE_E_LIBNOTREGISTERED) return S_OK;
     result = UnRegisterTypeLib(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, kSystem);
-    return result == TYPE_E_REGISTRYACCESS ? S_OK : result;  // it was not registered
+    return result == TYPE_E_REGISTRYACCESS ? S_OK : result;  // registered for another language or system only
 }
 
 }  // namespace mova

@@ -16,7 +16,7 @@ int flagsOf(FileMode mode) {
         case FileMode::TextAppend:
             return O_RDWR | O_CREAT | O_APPEND;
         case FileMode::TextTruncate:
-            return O_RDWR | O_CREAT | O_TRUNC;
+            return O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
     }
     return O_RDONLY;
 }

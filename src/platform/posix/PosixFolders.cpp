@@ -8,6 +8,12 @@ std::string deviceDir() { return environmentOr(variable::kDeviceDir, kDefaultDev
 
 std::string channelDir() { return environmentOr(variable::kRuntimeDir, "/tmp"); }
 
+std::string stateDir() {
+    const std::string home = environmentOr(variable::kHome, "");
+    const std::string folder = environmentOr(variable::kStateHome, home.empty() ? "" : home + "/.local/state");
+    return folder.starts_with('/') ? folder : std::string();
+}
+
 std::string channelPath(const std::string& folder, std::string_view name, std::string_view suffix) {
     const auto lastSeparator = name.find_last_of("\\/");
     if (lastSeparator != std::string_view::npos) name.remove_prefix(lastSeparator + 1);

@@ -1,4 +1,5 @@
-// These folders are where the component finds its ports on Linux and where processes of one machine meet.
+// These folders are where the component finds its ports on Linux, where processes of one machine meet, and where its
+// own files are.
 #pragma once
 #include <string>
 #include <string_view>
@@ -12,6 +13,10 @@ std::string deviceDir();
 
 // The datagram sockets and lock files are in the folder that XDG_RUNTIME_DIR names, or in /tmp without it.
 std::string channelDir();
+
+// The user's own files that outlive a program are in the folder that XDG_STATE_HOME names, or in ~/.local/state without
+// it. Empty: neither is told, or not from the root on.
+std::string stateDir();
 
 // "\\.\mailslot\NAME", "Global\NAME" and "NAME" all give folder/NAME and the suffix.
 std::string channelPath(const std::string& folder, std::string_view name, std::string_view suffix);

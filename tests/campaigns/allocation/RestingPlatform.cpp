@@ -266,6 +266,12 @@ std::string RestingPlatform::RestingHost::modulePath() {
     return inner.modulePath();
 }
 
+std::string RestingPlatform::RestingHost::fallbackTraceFile() {
+    memory::allocationPoint();
+    const Rest rest;
+    return inner.fallbackTraceFile();
+}
+
 std::optional<std::int64_t> RestingPlatform::RestingHost::fileTime(const std::string& path) {
     const Rest rest;
     return inner.fileTime(path);

@@ -181,6 +181,7 @@ private:
         explicit RestingHost(Host& i) : inner(i) {}
         SystemVersion systemVersion() override;
         std::string modulePath() override;
+        std::string fallbackTraceFile() override;
         std::optional<std::int64_t> fileTime(const std::string& path) override;
         Host& inner;
     };

@@ -254,14 +254,24 @@ TEST_F(AtCommandsTest, SendNormalAtCmdSendsTracedAndLogsTheCommand) {
     EXPECT_THAT(platform.datagrams().texts(), Each(Not(HasSubstr("Fail"))));
 }
 
+// What is refused is not sent: no line says that it was.
 TEST_F(AtCommandsTest, SendNormalAtCmdLogsAndPostsItsFailure) {
     log.setPath("/log/a.log");
     EXPECT_EQ(at.sendPassThrough(""), 8199u);
     EXPECT_EQ(platform.files().content("/log/a.log"),
-              "[2024/03/05-09:07:02::095][00001]\t[AT] Send: \r\n"
               "[2024/03/05-09:07:02::095][00001]\t[ERROR CODE]: SendNormalAtCmd Fail, ErrorCode= 8199\r\n");
     EXPECT_THAT(platform.datagrams().texts(),
                 Contains("MovaCmdSvr:(COM7) SendNormalAtCmd Fail, ErrorCode= 8199").Times(1));
+}
+
+TEST_F(AtCommandsTest, SendNormalAtCmdLogsTheLongestCommandAndNoLongerOne) {
+    log.setPath("/log/a.log");
+    EXPECT_EQ(at.sendPassThrough(std::string(4095, 'x')), 8199u);
+    EXPECT_EQ(platform.files().content("/log/a.log"),
+              "[2024/03/05-09:07:02::095][00001]\t[ERROR CODE]: SendNormalAtCmd Fail, ErrorCode= 8199\r\n");
+    EXPECT_EQ(at.sendPassThrough(std::string(4094, 'x')), 0u);
+    EXPECT_THAT(platform.files().content("/log/a.log"),
+                ::testing::EndsWith("\t[AT] Send: " + std::string(4094, 'x') + "\r\n"));
 }
 
 TEST_F(AtCommandsTest, SendNormalAtCmdTellsTheWritesCode) {

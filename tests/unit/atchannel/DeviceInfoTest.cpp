@@ -81,6 +81,30 @@ TEST_F(DeviceInfoTest, NeverWrittenFieldReadsAsTheEmptyText) {
     EXPECT_EQ(answer.text, "");
 }
 
+// Object 4099, record 2: 12 bytes of others', then the record of 68 bytes, in progress and otherwise empty, with its
+// checksum 01. Message 80 + 6 = 56, frame 3 + 88 + 1 = 5C; the checksums by hand:
+//   0C^80^01^01^06^80^03^10^02 = 1B                  the read request
+//   5C^80^01^56^80^03^10^02 = 1A                     its reply; the data cancel out
+//   5C^80^01^01^56^81^03^10^02 = 1A                  the write request
+//   5C^80^01^56^81^03^10^02 = 1B                     its reply
+//   01^01^01^05^1A^24^03^05^09^07 = 32               the record with the entry
+TEST_F(DeviceInfoTest, TheValuesOfAFlashEntryAreTrimmed) {
+    const std::string others(24, '0');
+    const std::string started = others + "01" + std::string(132, '0') + "01";
+    const std::string entered =
+        others + "010100000001" "051A0000002403050907" + std::string(102, '0') + "32";
+    for (const char* parameter : {"2,5,1A", "2,5,1A ", " 2 ,\t5 , 1A\r\n"}) {
+        for (int reads = 0; reads < 2; ++reads) {
+            expectRequest("AT*MOVA=0C0080010106008000031002001B",
+                          "*MOVA=5C0080000156008000031002" "00" + started + "1A");
+        }
+        expectRequest("AT*MOVA=5C008001015600810003100200" + entered + "1A",
+                      "*MOVA=5C0080000156008100031002" "00" + entered + "1B");
+        EXPECT_EQ(info.ask(9, 1, parameter).code, 0u) << parameter;
+        EXPECT_THAT(comm.written(), ::testing::EndsWith(entered + "1A\r")) << parameter;
+    }
+}
+
 TEST_F(DeviceInfoTest, AFailingObjectGivesItsCode) {
     // Status 15: 0C^80^01^06^80^0F^03^10^01 = 16
     expectRequest("AT*MOVA=0C0080010106008000031001001" "8", "*MOVA=0C008000010600800F0310010016");

@@ -51,9 +51,14 @@ TEST(IdentityFields, ValueIsCutToTheFieldsWidth) {
     EXPECT_EQ(encodeField(field(4), std::string(18, 'F'), Fields("123456789")).value, "12345678");
 }
 
+TEST(IdentityFields, ValueBehindItsLengthIsFilledUpInFieldFour) {
+    EXPECT_EQ(written(4, "HELLO", std::string(18, 'F')), "0548454C4C4F000000");
+    EXPECT_EQ(written(4, "12345678", std::string(18, 'F')), "083132333435363738");
+    EXPECT_EQ(written(4, "123456789", std::string(18, 'F')), "083132333435363738");
+    EXPECT_EQ(written(4, "", std::string(18, 'F')), "000000000000000000");
+}
+
 TEST(IdentityFields, ZeroFilledValueFillsItsField) {
-    EXPECT_EQ(written(4, "12", std::string(18, 'F')), "3132" + std::string(14, '0'));
-    EXPECT_EQ(written(4, "12345678", std::string(18, 'F')), "313233343536373800");
     EXPECT_EQ(written(1, "A", std::string(80, 'F')), "41" + std::string(78, '0'));
 }
 
@@ -77,6 +82,10 @@ TEST(IdentityFields, NeverWrittenFieldsReadEmpty) {
     EXPECT_EQ(decodeField(field(5), std::string(16, 'F')), "");
     EXPECT_EQ(decodeField(field(7), std::string(34, 'F')), "");
     EXPECT_EQ(decodeField(field(8), std::string(56, 'F')), "0,,,");
+    // In lower case too, whatever stands behind the length.
+    EXPECT_EQ(decodeField(field(3), "ff414243" + std::string(32, 'f')), "");
+    EXPECT_EQ(decodeField(field(7), "fF4142" + std::string(28, '0')), "");
+    EXPECT_EQ(decodeField(field(8), "ff" "ff4142000000000000" "Ff4142000000000000" "014300000000000000"), "0,,,C");
 }
 
 TEST(IdentityFields, WhatIsWrittenIsWhatIsRead) {

@@ -44,6 +44,15 @@ TEST_F(PosixFilesTest, TruncatingDropsWhatIsThere) {
     EXPECT_EQ(readFile(path_), "new");
 }
 
+TEST_F(PosixFilesTest, TruncatingFollowsNoLink) {
+    writeFile(folder_.file("others"), "kept");
+    std::filesystem::create_symlink(folder_.file("others"), path_);
+    EXPECT_EQ(files_.open(path_, FileMode::TextTruncate), Files::kInvalid);
+    EXPECT_EQ(readFile(folder_.file("others")), "kept");
+    writeOnce(FileMode::TextAppend, " too");  // a named file may be a link
+    EXPECT_EQ(readFile(folder_.file("others")), "kept too");
+}
+
 TEST_F(PosixFilesTest, AppendingWritesAtTheEndAlsoAfterOthersWrote) {
     const auto file = files_.open(path_, FileMode::TextAppend);
     EXPECT_TRUE(files_.write(file, "a"));

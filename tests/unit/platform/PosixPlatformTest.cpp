@@ -37,6 +37,46 @@ TEST(PosixHost, FileTimeIsTheLastWriteInSeconds) {
     EXPECT_EQ(host.fileTime(""), std::nullopt);
 }
 
+// The environment is the process's, so each of these has one of its own.
+int fallbackIs(const std::string& expected, const char* stateHome, const char* home) {
+    return ChildProcess([&] {
+               stateHome ? setenv("XDG_STATE_HOME", stateHome, 1) : unsetenv("XDG_STATE_HOME");
+               home ? setenv("HOME", home, 1) : unsetenv("HOME");
+               umask(0);
+               return PosixHost().fallbackTraceFile() == expected ? 0 : 1;
+           })
+        .wait();
+}
+
+unsigned modeOf(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+TEST(PosixHost, TheTracesFallbackIsInAFolderOfTheUsersOwn) {
+    TempFolder folder;
+    const std::string state = folder.file("a/state");
+    EXPECT_EQ(fallbackIs(state + "/mova/TempMova.Log", state.c_str(), "/absent"), 0);
+    EXPECT_EQ(modeOf(folder.file("a")), 0700U);
+    EXPECT_EQ(modeOf(state + "/mova"), 0700U);
+    EXPECT_EQ(fallbackIs(state + "/mova/TempMova.Log", state.c_str(), nullptr), 0);  // it is there already
+    const std::string home = folder.file("home");
+    for (const char* unset : {static_cast<const char*>(nullptr), ""}) {
+        EXPECT_EQ(fallbackIs(home + "/.local/state/mova/TempMova.Log", unset, home.c_str()), 0);
+    }
+    EXPECT_EQ(modeOf(home + "/.local/state/mova"), 0700U);
+}
+
+TEST(PosixHost, ThereIsNoFallbackWhereNoFolderIsTheUsersOwn) {
+    TempFolder folder;
+    EXPECT_EQ(fallbackIs("", nullptr, nullptr), 0);
+    EXPECT_EQ(fallbackIs("", "state", "/absent"), 0);  // not from the root on
+    EXPECT_EQ(fallbackIs("", "/dev/null/state", nullptr), 0);
+    std::filesystem::create_directories(folder.path() / "elsewhere");
+    std::filesystem::create_directory_symlink(folder.path() / "elsewhere", folder.path() / "mova");
+    EXPECT_EQ(fallbackIs("", folder.path().c_str(), nullptr), 0);
+}
+
 TEST(PosixPlatform, ComposesOnePlatformOfItsOptions) {
     TempFolder folder;
     PseudoTerminal terminal;

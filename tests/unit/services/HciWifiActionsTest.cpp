@@ -65,7 +65,7 @@ TEST_F(HciWifiActionsTest, OptionEchoMustMatch) {
     expectRequest("AT*MOVA=0900A001010200040102AC", "*MOVA=0900A0000102000500CC63");
     const TextReply reply = actions.hci(4, "0102");
     EXPECT_EQ(reply.code, 0x4203u);
-    EXPECT_EQ(reply.data, "");
+    EXPECT_EQ(reply.data, "00CC");  // the reply's data all the same
 }
 
 TEST_F(HciWifiActionsTest, StatusOfOptionsOneAndTwoMustBeZero) {
@@ -80,11 +80,35 @@ TEST_F(HciWifiActionsTest, StatusOfOptionsOneAndTwoMustBeZero) {
     EXPECT_EQ(actions.hci(3, "").data, "01CC");
 }
 
-TEST_F(HciWifiActionsTest, WithoutAConfirmationTheActionFails) {
+TEST_F(HciWifiActionsTest, AReplyThatFailsItsStatusKeepsItsData) {
+    expectRequest("AT*MOVA=0700A00101000001A6", "*MOVA=0900A0000102000101CC66");
+    TextReply reply = actions.hci(1, "");
+    EXPECT_EQ(reply.code, 0xD303u);
+    EXPECT_EQ(reply.data, "01CC");
+    expectRequest("AT*MOVA=0700A00101000001A6", "*MOVA=0700A00001000001A7");  // no status at all
+    reply = actions.hci(1, "");
+    EXPECT_EQ(reply.code, 0xD303u);
+    EXPECT_EQ(reply.data, "");
+}
+
+// What did not come reads as option (command) 0 with status 0.
+TEST_F(HciWifiActionsTest, WithoutAConfirmationOnlyOptionAndCommandZeroSucceed) {
     comm.expect("AT*MOVA=0900A001010200000102A8\r").reply("*MOVA=ACK\r\nOK\r\n", 5ms);
-    EXPECT_EQ(actions.hci(0, "0102").code, 0x4203u);
+    TextReply reply = actions.hci(0, "0102");
+    EXPECT_EQ(reply.code, 0u);
+    EXPECT_EQ(reply.data, "");
     comm.expect("AT*MOVA=0800B00101000000" "00" "B8\r").reply("*MOVA=ACK\r\nOK\r\n", 5ms);
-    EXPECT_EQ(actions.wifi(0, "").code, 0x4203u);
+    reply = actions.wifi(0, "");
+    EXPECT_EQ(reply.code, 0u);
+    EXPECT_EQ(reply.data, "");
+    comm.expect("AT*MOVA=0900A001010200040102AC\r").reply("*MOVA=ACK\r\nOK\r\n", 5ms);
+    reply = actions.hci(4, "0102");
+    EXPECT_EQ(reply.code, 0x4203u);
+    EXPECT_EQ(reply.data, "");
+    comm.expect("AT*MOVA=0A00B0010121000200AABB88\r").reply("*MOVA=ACK\r\nOK\r\n", 5ms);
+    reply = actions.wifi(0x21, "AABB");
+    EXPECT_EQ(reply.code, 0x4203u);
+    EXPECT_EQ(reply.data, "");
 }
 
 struct WifiCase {

@@ -7,6 +7,7 @@
 #include "campaigns/fuzz/Require.h"
 #include "handset/Frames.h"
 #include "oracle/Frames.h"
+#include "oracle/Text.h"
 
 using namespace mova;
 using namespace mova::fuzz;
@@ -28,9 +29,10 @@ void anyTextDecodes(const IdentityField& field, std::string_view text) {
     const std::string value = decodeField(field, text);
     using enum IdentityField::Layout;
     switch (field.layout) {
-        case LengthPrefixed: {
+        case LengthPrefixed:
+        case LengthAndZeros: {
             std::string expected;
-            if (text.size() >= 2 && text.substr(0, 2) != "FF") {
+            if (text.size() >= 2 && oracle::lowered(std::string(text.substr(0, 2))) != "ff") {
                 expected = oracle::lenientBytes(text.substr(2, 2 * std::size_t{oracle::lenientByte(text, 0)}));
             } else {
                 neverWritten.reach();
@@ -69,6 +71,9 @@ void valueReadsBack(const IdentityField& field, std::string_view oldText, std::s
         const std::size_t used = 2 + 2 * value.size();
         requireEqual(std::string_view(encoded.text).substr(used), oldText.substr(used),
                      "what the field held behind it");
+    } else if (field.layout == IdentityField::Layout::LengthAndZeros) {
+        const std::size_t used = 2 + 2 * value.size();
+        requireEqual(std::string_view(encoded.text).substr(used), std::string(width - used, '0'), "zeros behind it");
     } else if (value.find_first_of(std::string_view("\0\xFF", 2)) != std::string::npos) {
         return;  // these end a filled value
     }

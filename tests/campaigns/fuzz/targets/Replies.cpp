@@ -74,7 +74,14 @@ oracle::Reply expectedOf(const Question& question, const std::string& answer) {
         return question.family == oracle::kHci ? oracle::hciReply(option, record.hexData)
                                                : oracle::wifiReply(option, record.hexData);
     }
-    return {oracle::kOtherCommand, {}};
+    switch (question.family) {
+        case oracle::kHci:
+            return oracle::hciReply(static_cast<std::uint8_t>(question.option), {});
+        case oracle::kWifi:
+            return oracle::wifiReply(static_cast<std::uint8_t>(question.option), {});
+        default:
+            return {oracle::kOtherCommand, {}};
+    }
 }
 
 // --- the component
@@ -96,7 +103,8 @@ public:
             reply = actions_.wifi(static_cast<std::uint8_t>(question.option), question.sent);
         }
         bench_.comm.onWrite({});
-        if (reply.code != 0) requireEqual(reply.data, "", "data of a failure");
+        const bool judgedHci = reply.code == 0x4203 || reply.code == 0xD303;  // these come with the reply's data
+        if (reply.code != 0 && (question.family != oracle::kHci || !judgedHci)) requireEqual(reply.data, "", "data of a failure");
         return {number(reply.code), reply.data};
     }
 
