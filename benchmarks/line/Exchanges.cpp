@@ -1,5 +1,5 @@
 // Exchanges with a simulated handset on a pseudo-terminal: the component, a bare loop on the same kind of line (the
-// limit), a bare loop with the prescribed pacing and polling, and a Python program with python3-serial.
+// limit), a bare loop with the pacing and polling that the handset needs, and a Python program with python3-serial.
 #include <cstdlib>
 #include <fstream>
 #include <functional>

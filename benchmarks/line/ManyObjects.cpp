@@ -166,7 +166,7 @@ private:
     double threads_ = 0;
 };
 
-// Threads that do no more than the prescribed polling: a wait of 5 ms, and a look at the line.
+// Threads that do no more than the polling of a reader thread: a wait of 5 ms, and a look at the line.
 void idleLimit(const HandsetFarm& farm, int count, double seconds) {
     std::atomic<bool> ending{false};
     std::vector<std::thread> running;

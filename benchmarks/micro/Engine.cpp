@@ -38,7 +38,7 @@ struct Station : RecordSink {
 
     PosixPlatform posix;
     MemoryLine line;
-    // Without the prescribed pauses: what is measured is the work between them.
+    // The engine runs without its pauses: what is measured is the work between them.
     struct NoPause : Clock {
         explicit NoPause(Clock& real) : clock(real) {}
         std::uint32_t tickCount() override { return clock.tickCount(); }
