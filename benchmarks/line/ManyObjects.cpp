@@ -12,9 +12,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "mova/CVeCmdManager.h"
 #include "base/HexText.h"
 #include "line/LineBenches.h"
+#include "mova/CVeCmdManager.h"
 #include "platform/posix/PosixPlatform.h"
 #include "support/BareLine.h"
 #include "support/HandsetFarm.h"
@@ -85,8 +85,8 @@ public:
             for (const std::int32_t timeout : {1, 3, 4, 5}) managers_.back()->AssignTimeoutConstant(timeout, 60'000);
         }
         together(count, [&](int i) {
-            if (managers_[at(i)]->InitCmdManager(0) != 0) throw std::runtime_error("the port did not open");
-            managers_[at(i)]->SwitchOperateMode(kBackground, 0);
+            if (managers_[at(i)]->InitCmdManager(0) != Code::Success) throw std::runtime_error("the port did not open");
+            static_cast<void>(managers_[at(i)]->SwitchOperateMode(kBackground, 0));
         });
         kilobytes_ = (residentKilobytes() - before) / count;
         threads_ = (threads() - threadsBefore) / count;
@@ -140,10 +140,10 @@ public:
     }
 
     void synchronous() {
-        together(count_, [&](int i) { managers_[at(i)]->SwitchOperateMode(kSynchronous, 0); });
+        together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->SwitchOperateMode(kSynchronous, 0)); });
     }
     void close() {
-        together(count_, [&](int i) { managers_[at(i)]->ProprietaryCloseComPort(0); });
+        together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->ProprietaryCloseComPort(0)); });
     }
 
 private:
@@ -229,8 +229,9 @@ void runManyObjects(const std::string& folder, bool quick) {
         objects.synchronous();
         objects.busy("E2P reads", readBytes, rounds,
                      [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == largeObject(); });
-        objects.busy("E2P writes", writeBytes, writeRounds,
-                     [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, largeObject()).code == 0; });
+        objects.busy("E2P writes", writeBytes, writeRounds, [](CVeCmdManager& manager) {
+            return manager.WriteE2PObject(0x2000, 2, largeObject()).code == Code::Success;
+        });
         objects.close();
         objects.bare("E2P reads", read, readBytes, rounds);
         objects.bare("E2P writes", write, writeBytes, writeRounds);
