@@ -104,15 +104,15 @@ public:
         const double bytes = static_cast<double>(once.sent + once.received);
         const double lineSeconds = baudRate_ == 0 ? 0 : bytes * kBitsPerByte / baudRate_;
         const int samples = samplesFor(exchange, baudRate_, lineSeconds, quick_);
-        std::vector<double> component, bare, prescribed;
+        std::vector<double> component, bare, paced;
         for (int i = 0; i < samples; ++i) {  // in turn, so that a noisy machine disturbs all alike
             bare.push_back(timed([&] { return bare_.run(exchange.script, Manner::AtOnce).complete; }));
             component.push_back(timed([&] { return exchange.perform(manager_); }));
-            prescribed.push_back(timed([&] { return bare_.run(exchange.script, Manner::Prescribed).complete; }));
+            paced.push_back(timed([&] { return bare_.run(exchange.script, Manner::Paced).complete; }));
         }
         report(exchange, "component", component, lineSeconds);
         report(exchange, "bare loop", bare, lineSeconds);
-        report(exchange, "bare loop as prescribed", prescribed, lineSeconds);
+        report(exchange, "bare loop, paced", paced, lineSeconds);
         python(exchange, samples, lineSeconds);
     }
 

@@ -132,11 +132,11 @@ public:
             BareLine line(farm_.link(i + 1));
             const double begin = nowSeconds();
             for (int round = 0; round < rounds; ++round) {
-                if (!line.run(script, Manner::Prescribed).complete) throw std::runtime_error("an exchange failed");
+                if (!line.run(script, Manner::Paced).complete) throw std::runtime_error("an exchange failed");
             }
             efficiency[at(i)] = rounds * bytesOnLine * kByteSeconds / (nowSeconds() - begin);
         });
-        report(what, "bare loop as prescribed", efficiency, (processorSeconds() - processor) / (nowSeconds() - start));
+        report(what, "bare loop, paced", efficiency, (processorSeconds() - processor) / (nowSeconds() - start));
     }
 
     void synchronous() {
