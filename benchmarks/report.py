@@ -138,22 +138,22 @@ def exchanges(table, rows):
     for name, who in grouped(rows).items():
         section = "Exchanges natively, " + name.split(", ")[-1]
         what = ", ".join(name.split(", ")[:-1])
-        own, bare, prescribed = who[COMPONENT], who["bare loop"], who["bare loop as prescribed"]
+        own, bare, paced = who[COMPONENT], who["bare loop"], who["bare loop, paced"]
         for key in ("median_ms", "p99_ms"):
-            for peer in ("bare loop", "bare loop as prescribed", "python3-serial"):
+            for peer in ("bare loop", "bare loop, paced", "python3-serial"):
                 label = what + (", median" if key == "median_ms" else f", 99th percentile of {own['samples']:.0f}")
                 table.compare(section, label, own[key], "ms", peer, who[peer][key])
         over = own["median_ms"] - bare["median_ms"]
-        by_rule = prescribed["median_ms"] - bare["median_ms"]
+        by_rule = paced["median_ms"] - bare["median_ms"]
         target = ("at most 1.3 ms", over <= 1.3) if what == "AT exchange" else (None, None)
-        table.compare(section, what + ", over the bare loop", over, "ms", "of that, prescribed pacing and pauses", by_rule, *target)
+        table.compare(section, what + ", over the bare loop", over, "ms", "of that, pacing and pauses", by_rule, *target)
         if "efficiency" not in own:
             continue
         without = own["line_ms"] / (own["median_ms"] - by_rule)
         target = ("97 %", without >= 0.97) if what.startswith("E2P") and name.endswith("115200 baud") else (None, None)
         table.compare(section, what + ", line efficiency", 100 * own["efficiency"], "%", "python3-serial",
                       100 * who["python3-serial"]["efficiency"])
-        table.compare(section, what + ", line efficiency, prescribed pauses left aside", 100 * without, "%", "bare loop",
+        table.compare(section, what + ", line efficiency, pauses left aside", 100 * without, "%", "bare loop",
                       100 * bare["efficiency"], *target)
 
 
@@ -161,19 +161,19 @@ def many(table, rows):
     section = "Many objects in one process, handsets at 115200 baud"
     for name, who in grouped(row for row in rows if row["group"] == "idle").items():
         own, bare = who[COMPONENT], who["bare polling"]
-        table.compare(section, name + ", CPU of each", own["core_percent"], "% of a core", "the prescribed polling alone",
+        table.compare(section, name + ", CPU of each", own["core_percent"], "% of a core", "the polling alone",
                       bare["core_percent"], "under 0.1 %", own["core_percent"] < 0.1)
         table.add(section, name + ", threads of each", own["threads"], "", "", None, None)
         table.add(section, name + ", memory of each", own["kilobytes"], "KB", "", None, None)
     for name, who in grouped(row for row in rows if row["group"] == "busy").items():
-        own, bare = who[COMPONENT], who["bare loop as prescribed"]
+        own, bare = who[COMPONENT], who["bare loop, paced"]
         least = own["efficiency_min"]
         target = ("none under 95 %", least >= 0.95) if name.startswith("64 ") else (None, None)
-        table.compare(section, name + ": least line efficiency", 100 * least, "%", "bare loops as prescribed",
+        table.compare(section, name + ": least line efficiency", 100 * least, "%", "bare loops, paced",
                       100 * bare["efficiency_min"], *target)
         table.compare(section, name + ": median line efficiency", 100 * own["efficiency_median"], "%",
-                      "bare loops as prescribed", 100 * bare["efficiency_median"])
-        table.compare(section, name + ": CPU of all", own["cores"], "cores", "bare loops as prescribed", bare["cores"])
+                      "bare loops, paced", 100 * bare["efficiency_median"])
+        table.compare(section, name + ": CPU of all", own["cores"], "cores", "bare loops, paced", bare["cores"])
 
 
 def wine(table, rows):

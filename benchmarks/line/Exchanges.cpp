@@ -1,13 +1,13 @@
 // Exchanges with a simulated handset on a pseudo-terminal: the component, a bare loop on the same kind of line (the
-// limit), a bare loop with the prescribed pacing and polling, and a Python program with python3-serial.
+// limit), a bare loop with the pacing and polling that the handset needs, and a Python program with python3-serial.
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
 
-#include "mova/CVeCmdManager.h"
 #include "base/HexText.h"
 #include "line/LineBenches.h"
+#include "mova/CVeCmdManager.h"
 #include "platform/posix/PosixPlatform.h"
 #include "support/BareLine.h"
 #include "support/HandsetFarm.h"
@@ -64,14 +64,15 @@ std::vector<Exchange> exchanges() {
         {"RF request",
          {buildRequest("0500010000000000")},
          [](CVeCmdManager& manager) {
-             return manager.RfGeneralTestReq(5, 1) == 0 && manager.FetchQueuedCnfItem().length == 4;
+             return manager.RfGeneralTestReq(5, 1) == Code::Success && manager.FetchQueuedCnfItem().length == 4;
          },
          400,
          1.5},
         {"E2P object read, 10 KB", e2pScript("0600800000200200"),
          [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == largeObject(); }, 40, 3},
         {"E2P object write, 10 KB", e2pScript(writeMessage()),
-         [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, largeObject()).code == 0; }, 15, 3},
+         [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, largeObject()).code == Code::Success; },
+         15, 3},
     };
 }
 
@@ -93,8 +94,8 @@ public:
           manager_(posix_.platform()) {
         manager_.put_CommPortId(kComponentPort);
         for (const std::int32_t timeout : {1, 3, 4, 5}) manager_.AssignTimeoutConstant(timeout, 60'000);
-        if (manager_.InitCmdManager(0) != 0) throw std::runtime_error("the port did not open");
-        manager_.SwitchOperateMode(kAnswersEndWithOk, 0);
+        if (manager_.InitCmdManager(0) != Code::Success) throw std::runtime_error("the port did not open");
+        static_cast<void>(manager_.SwitchOperateMode(kAnswersEndWithOk, 0));
     }
 
     void run(const Exchange& exchange) {
@@ -103,15 +104,15 @@ public:
         const double bytes = static_cast<double>(once.sent + once.received);
         const double lineSeconds = baudRate_ == 0 ? 0 : bytes * kBitsPerByte / baudRate_;
         const int samples = samplesFor(exchange, baudRate_, lineSeconds, quick_);
-        std::vector<double> component, bare, prescribed;
+        std::vector<double> component, bare, paced;
         for (int i = 0; i < samples; ++i) {  // in turn, so that a noisy machine disturbs all alike
             bare.push_back(timed([&] { return bare_.run(exchange.script, Manner::AtOnce).complete; }));
             component.push_back(timed([&] { return exchange.perform(manager_); }));
-            prescribed.push_back(timed([&] { return bare_.run(exchange.script, Manner::Prescribed).complete; }));
+            paced.push_back(timed([&] { return bare_.run(exchange.script, Manner::Paced).complete; }));
         }
         report(exchange, "component", component, lineSeconds);
         report(exchange, "bare loop", bare, lineSeconds);
-        report(exchange, "bare loop as prescribed", prescribed, lineSeconds);
+        report(exchange, "bare loop, paced", paced, lineSeconds);
         python(exchange, samples, lineSeconds);
     }
 

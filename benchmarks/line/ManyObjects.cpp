@@ -12,9 +12,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "mova/CVeCmdManager.h"
 #include "base/HexText.h"
 #include "line/LineBenches.h"
+#include "mova/CVeCmdManager.h"
 #include "platform/posix/PosixPlatform.h"
 #include "support/BareLine.h"
 #include "support/HandsetFarm.h"
@@ -85,8 +85,8 @@ public:
             for (const std::int32_t timeout : {1, 3, 4, 5}) managers_.back()->AssignTimeoutConstant(timeout, 60'000);
         }
         together(count, [&](int i) {
-            if (managers_[at(i)]->InitCmdManager(0) != 0) throw std::runtime_error("the port did not open");
-            managers_[at(i)]->SwitchOperateMode(kBackground, 0);
+            if (managers_[at(i)]->InitCmdManager(0) != Code::Success) throw std::runtime_error("the port did not open");
+            static_cast<void>(managers_[at(i)]->SwitchOperateMode(kBackground, 0));
         });
         kilobytes_ = (residentKilobytes() - before) / count;
         threads_ = (threads() - threadsBefore) / count;
@@ -132,18 +132,18 @@ public:
             BareLine line(farm_.link(i + 1));
             const double begin = nowSeconds();
             for (int round = 0; round < rounds; ++round) {
-                if (!line.run(script, Manner::Prescribed).complete) throw std::runtime_error("an exchange failed");
+                if (!line.run(script, Manner::Paced).complete) throw std::runtime_error("an exchange failed");
             }
             efficiency[at(i)] = rounds * bytesOnLine * kByteSeconds / (nowSeconds() - begin);
         });
-        report(what, "bare loop as prescribed", efficiency, (processorSeconds() - processor) / (nowSeconds() - start));
+        report(what, "bare loop, paced", efficiency, (processorSeconds() - processor) / (nowSeconds() - start));
     }
 
     void synchronous() {
-        together(count_, [&](int i) { managers_[at(i)]->SwitchOperateMode(kSynchronous, 0); });
+        together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->SwitchOperateMode(kSynchronous, 0)); });
     }
     void close() {
-        together(count_, [&](int i) { managers_[at(i)]->ProprietaryCloseComPort(0); });
+        together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->ProprietaryCloseComPort(0)); });
     }
 
 private:
@@ -166,7 +166,7 @@ private:
     double threads_ = 0;
 };
 
-// Threads that do no more than the prescribed polling: a wait of 5 ms, and a look at the line.
+// Threads that do no more than the polling of a reader thread: a wait of 5 ms, and a look at the line.
 void idleLimit(const HandsetFarm& farm, int count, double seconds) {
     std::atomic<bool> ending{false};
     std::vector<std::thread> running;
@@ -229,8 +229,9 @@ void runManyObjects(const std::string& folder, bool quick) {
         objects.synchronous();
         objects.busy("E2P reads", readBytes, rounds,
                      [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == largeObject(); });
-        objects.busy("E2P writes", writeBytes, writeRounds,
-                     [](CVeCmdManager& manager) { return manager.WriteE2PObject(0x2000, 2, largeObject()).code == 0; });
+        objects.busy("E2P writes", writeBytes, writeRounds, [](CVeCmdManager& manager) {
+            return manager.WriteE2PObject(0x2000, 2, largeObject()).code == Code::Success;
+        });
         objects.close();
         objects.bare("E2P reads", read, readBytes, rounds);
         objects.bare("E2P writes", write, writeBytes, writeRounds);

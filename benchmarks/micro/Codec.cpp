@@ -188,7 +188,7 @@ void build(benchmark::State& state, std::string (*work)(const std::string&)) {
 std::size_t parseMova(const std::string& line, Bytes& out) {
     const ParsedConfirmation parsed = parseConfirmation(line);
     decodeHexTo(parsed.payload, out.data());
-    return parsed.status == 0 ? parsed.payload.size() / 2 : 0;
+    return parsed.status == Code::Success ? parsed.payload.size() / 2 : 0;
 }
 template <void (*Decode)(const std::string&, Bytes&)>
 std::size_t parseWith(const std::string& line, Bytes& out) {

@@ -69,14 +69,14 @@ bool BareLine::step(const std::string& request, Manner manner, Counts& counts) {
         }
         std::array<char, kPass> buffer{};
         const ssize_t got =
-            manner == Manner::Prescribed && waiting() == 0 ? 0 : read(descriptor_, buffer.data(), buffer.size());
+            manner == Manner::Paced && waiting() == 0 ? 0 : read(descriptor_, buffer.data(), buffer.size());
         if (got > 0) {
             answer_.append(buffer.data(), static_cast<std::size_t>(got));
             counts.received += static_cast<std::uint64_t>(got);
         }
         if (answer_.ends_with(kEnd)) break;
         if (nowSeconds() > limit) return false;
-        if (manner == Manner::Prescribed) sleepMilliseconds(1);
+        if (manner == Manner::Paced) sleepMilliseconds(1);
     }
     return true;
 }

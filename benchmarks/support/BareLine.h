@@ -11,9 +11,9 @@ namespace mova::bench {
 using Script = std::vector<std::string>;
 
 enum class Manner {
-    AtOnce,      // the limit: the request in one write, poll, read
-    Prescribed,  // as the handset needs it and the host relies on it: byte by byte; then a look, at most 2048 bytes, a
-                 // pause of 1 ms
+    AtOnce,  // the limit: the request in one write, poll, read
+    Paced,   // as the handset needs it and hosts rely on it: byte by byte; then a look, at most 2048 bytes, a pause of
+             // 1 ms
 };
 
 class BareLine {

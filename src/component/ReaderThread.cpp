@@ -4,7 +4,6 @@
 #include <mutex>
 #include <utility>
 
-
 namespace mova {
 
 namespace {
@@ -14,8 +13,7 @@ constexpr std::uint32_t kAwaitSlice = 20;
 Code ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
     const std::lock_guard guard(*lock_);
     if (ending_) return Code::Success;
-    // Here and not on the thread itself, where it would swallow a stop that is signalled before the thread runs. A
-    // thread that has seen the stop and not yet ended looks at the event again and stays.
+    // The new thread itself must not reset it: it would swallow a stop that is signalled before it runs.
     stop_.reset();
     stopping_ = false;
     if (recorded_) return Code::Success;
@@ -56,7 +54,7 @@ bool ReaderThread::awaitEnd(std::uint32_t milliseconds, const std::function<void
         thread = thread_;
     }
     if (!thread) return true;
-    if (thread->id() == platform_.threading.currentThreadId()) return false;  // also while it is already ending
+    if (thread->id() == platform_.threading.currentThreadId()) return false;
     const std::uint32_t start = platform_.clock.tickCount();
     for (;;) {
         const std::uint32_t passed = platform_.clock.tickCount() - start;
@@ -68,7 +66,7 @@ bool ReaderThread::awaitEnd(std::uint32_t milliseconds, const std::function<void
 
 void ReaderThread::run(const Work& work) {
     {
-        const std::lock_guard guard(*lock_);  // the starter has recorded this thread
+        const std::lock_guard guard(*lock_);  // start() has recorded this thread when it lets go
     }
     work.begin();
     for (;;) {

@@ -1,5 +1,9 @@
-// The thread that runs the receive engine while no caller waits. At most one runs per object; stopping it is
-// asynchronous: the stop event is signalled and the thread notices within 5 ms and the pass that is under way.
+// The thread that runs the receive engine while no caller waits.
+//
+// A caller that opens the port or chooses a background mode starts it, and no second one makes passes beside it. The
+// thread holds keepAlive, which owns this object and whatever Work touches, until it has ended, even when the manager
+// went before. It ends, after the pass under way, when the stop event is signalled, unless start() takes that back
+// first, or when the event can no longer be waited for.
 #pragma once
 #include <atomic>
 #include <cstdint>
@@ -15,18 +19,17 @@ class ReaderThread {
 public:
     static constexpr std::uint32_t kPollPause = 5;
 
-    // What the thread does; the object lives at least as long as the thread.
-    struct Work {
+    struct Work {  // all on the thread
         std::function<void()> begin;
-        std::function<void()> pass;
+        std::function<void()> pass;  // after each 5 ms without a stop
         std::function<void()> end;
     };
 
     ReaderThread(Platform& platform, Event& stop)
         : platform_(platform), stop_(stop), lock_(platform.threading.makeRecursiveMutex()) {}
 
-    // Success, also when one runs already: a stop that it has not yet obeyed is taken back. ReaderNotStarted when the
-    // system has no thread. keepAlive is held by the thread until it ends.
+    // Success, also when one runs already, and after requestEnd(), when none is started. ReaderNotStarted: the system
+    // has no thread.
     Code start(std::shared_ptr<void> keepAlive, Work work);
     void requestStop();  // signals the stop event when a thread is recorded; a reset of the event does not undo it
     void requestEnd();   // for good: nothing takes this back

@@ -1,4 +1,5 @@
-"""What the documentation shows is what happens: its commands are run, its conversations held, its frames checked.
+"""What the documentation shows is what happens: its commands are run, its conversations held, its frames checked,
+its paths looked for.
 
 test_docs.py FOLDER_OF_PROGRAMS FILE...
 
@@ -7,9 +8,12 @@ test_docs.py FOLDER_OF_PROGRAMS FILE...
                  in /tmp are in that folder as well.
 ```conversation  is held with a plain simulated handset.
 Frames           anywhere have the right length and checksum.
+Paths            whose first folder is in the tree, or beside the file, are there to their end; so are `folders/` in
+                 backticks, `./commands` and, in the folder of programs, build/linux/...
 """
 import contextlib
 import os
+import pathlib
 import re
 import signal
 import subprocess
@@ -22,6 +26,7 @@ import unittest
 
 PROGRAMS = os.path.abspath(sys.argv[1])
 FILES = sys.argv[2:]
+ROOT = pathlib.Path(__file__).resolve().parents[3]
 del sys.argv[1:]
 PATIENCE = 180  # seconds
 LEADING_SHELL_LINES = r"""
@@ -83,6 +88,33 @@ def frame_fault(frame):
 def unescaped(text):
     return re.sub(r"\\(r|n|\\|x[0-9A-F]{2})",
                   lambda m: {"r": "\r", "n": "\n", "\\": "\\"}.get(m[1]) or chr(int(m[1][1:], 16)), text)
+
+
+def folders():
+    """Each with a slash before and behind, as "/src/platform/win32/"."""
+    for top in ROOT.iterdir():
+        if top.is_dir() and top.name != "build" and not top.name.startswith("."):
+            for folder, _, _ in os.walk(top):
+                yield f"/{os.path.relpath(folder, ROOT)}/"
+
+
+def missing_paths(text, beside, known=tuple(folders())):
+    """(line number, path) of the paths in the text that lead nowhere. What blocks of commands make is left out."""
+    text = re.sub(r"^```con.*?^```$", lambda block: "\n" * block[0].count("\n"), text, flags=re.MULTILINE | re.DOTALL)
+    for number, line in enumerate(text.replace("\\", "/").splitlines(), 1):
+        for path in re.findall(r"(?<![\w./:$%~<>+-])(?:[\w.+-]+/)+[\w.+-]*", line):
+            path = path.rstrip(".")
+            first, _, rest = path.partition("/")
+            if first == "build":
+                preset, _, rest = rest.partition("/")
+                found = preset != "linux" or os.path.exists(os.path.join(PROGRAMS, rest))
+            elif f"`{path}`" in line and path.endswith("/"):
+                found = any(folder.endswith("/" + path) for folder in known)
+            else:
+                places = [place for place in (ROOT, pathlib.Path(beside)) if (place / first).is_dir()]
+                found = not places or any((place / path).exists() for place in places)
+            if not found:
+                yield number, path
 
 
 class Docs(unittest.TestCase):
@@ -169,9 +201,25 @@ class Docs(unittest.TestCase):
     def test_links_lead_somewhere(self):
         for path in FILES:
             with open(path) as file:
-                for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", file.read()):
+                for target in re.findall(r"\]\(([^)#:\s]+)(?:#[^)]*)?\)", file.read()):
                     with self.subTest(file=path, target=target):
                         self.assertTrue(os.path.exists(os.path.join(os.path.dirname(path), target)))
+
+    def test_paths_are_there(self):
+        for path in FILES:
+            with open(path) as file:
+                self.assertEqual(list(missing_paths(file.read(), os.path.dirname(path))), [], path)
+
+    def test_paths_that_are_not_there_are_found(self):
+        planted = ("`src/` and src/base/Text.h\n"
+                   "src/gone/Text.h, tests/checks/gone.py. ./gone and `gone/`; samples\\gone.vbs\n"
+                   "build/linux/tests/gone\n"
+                   "```console\n$ cat src/made.txt\n```\n"
+                   "`corpus/gone/`, ../gone/README.md, 3 MB/s, /dev/gone, build/windows-x64/gone\n")
+        self.assertEqual(list(missing_paths(planted, ROOT / "tests")),
+                         [(2, "src/gone/Text.h"), (2, "tests/checks/gone.py"), (2, "./gone"), (2, "gone/"),
+                          (2, "samples/gone.vbs"), (3, "build/linux/tests/gone"), (7, "corpus/gone/"),
+                          (7, "../gone/README.md")])
 
 
 unittest.main()
