@@ -182,11 +182,11 @@ std::optional<AtAnswer> Handset::atAnswer(const std::string& upper) {
 void Handset::set(const std::string& name, const std::string& value) {
     if (name == "AT*SLEEPMODE") sleepMode_ = value == "1";
     if (name == "AT%CNF") {  // so many numbered confirmations follow the answer, so many milliseconds apart
-        constexpr std::uint64_t kMillisecond = 1000;
+        constexpr std::uint64_t kMicroseconds = 1000;  // in one of them
         const auto comma = value.find(',');
         confirmationsAsked_ = static_cast<unsigned>(std::strtoul(value.c_str(), nullptr, 10));
         confirmationGap_ =
-            comma == value.npos ? 0 : std::strtoul(value.c_str() + comma + 1, nullptr, 10) * kMillisecond;
+            comma == value.npos ? 0 : std::strtoul(value.c_str() + comma + 1, nullptr, 10) * kMicroseconds;
     }
 }
 
