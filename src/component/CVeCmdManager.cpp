@@ -30,7 +30,7 @@ RangeResult toResult(E2pRequests::RangeReply reply, bool withText) {
 
 QueuedItem toItem(Answers::Item item) { return {item.remained, item.length, 0, std::move(item.data)}; }
 
-void awaitReader(Core& core) {
+MOVA_EXCLUDES(portLockRole) void awaitReader(Core& core) {
     core.reader.awaitEnd(kReaderEndWait, [&core] { core.tellListener(&ConfirmationEvents::letCallsIn); });
 }
 

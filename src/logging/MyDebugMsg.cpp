@@ -61,7 +61,7 @@ MyDebugMsg::~MyDebugMsg() {
 }
 
 void MyDebugMsg::setPrefix(std::string_view prefix) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     prefix_ = prefix;
 }
 
@@ -72,7 +72,7 @@ void MyDebugMsg::post(std::string_view message) noexcept {
     try {
         std::string text;
         {
-            const std::lock_guard guard(mutex_);
+            const LockGuard guard(mutex_);
             text.reserve(prefix_.size() + message.size());
             text.append(prefix_).append(message);
         }
@@ -103,14 +103,14 @@ void MyDebugMsg::lookForListener() {
     }
     thread->setLowestPriority();
     {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         probeThread_ = std::move(thread);
     }
     platform_.clock.sleep(kPauseAfterProbeStart);
 }
 
 void MyDebugMsg::send(const std::string& text) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     if (mailslot_ == DatagramChannel::kInvalid) mailslot_ = platform_.datagrams.open(kMailslotName);
     if (mailslot_ == DatagramChannel::kInvalid) {
         probe_->present = false;

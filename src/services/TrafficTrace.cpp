@@ -102,7 +102,7 @@ void TrafficTrace::record(TraceKind kind, std::string_view text) noexcept {
         std::string path;
         std::uint32_t startTick = 0;
         {
-            const std::lock_guard guard(mutex_);
+            const LockGuard guard(mutex_);
             if (!active_) return;
             path = path_;
             startTick = startTick_;
@@ -134,13 +134,13 @@ bool TrafficTrace::canOpen(const std::string& path, FileMode mode) {
 Code TrafficTrace::activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request) {
     if (request != kStartTrace) {
         const std::uint32_t now = platform_.clock.tickCount();
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         startTick_ = now;
         active_ = false;
         return Code::Success;
     }
     const bool opened = canOpen(fileName, FileMode::TextAppend) || canOpen(kFallbackFile, FileMode::TextTruncate);
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     if (opened) {
         startTick_ = startTick;
         path_ = fileName;  // deliberate: also when only the fallback could be opened
