@@ -22,7 +22,8 @@ class DeviceComm {
 public:
     static constexpr std::uint32_t kInputQueue = 8192;
     static constexpr std::uint32_t kOutputQueue = 2048;
-    static constexpr std::uint32_t kPauseAfterClose = 500;  // deliberate: USB-serial drivers need time to release the port
+    // Deliberate: USB-serial drivers need time to release the port.
+    static constexpr std::uint32_t kPauseAfterClose = 500;
     static constexpr std::uint8_t kNoFlowControl = 8;
 
     explicit DeviceComm(Platform& platform);

@@ -1,7 +1,7 @@
 // The handset's port as the command manager uses it: its settings and state, the open and close procedures, and the
 // writes and reads that reopen it when needed.
 //
-// lock() is the object's receive lock: whoever touches the port or the answers holds it, from an exchange's write to
+// lock() is the port's lock: whoever touches the port or the answers holds it, from an exchange's write to
 // its last wait, so that a background reader never swallows the answer that a caller waits for. It is recursive.
 #pragma once
 #include <atomic>

@@ -10,7 +10,8 @@ constexpr std::uint32_t kProbePause = 2000;
 constexpr std::uint32_t kPauseAfterProbeStart = 50;  // lets a probe that finds the listener at once carry this message
 constexpr std::uint32_t kShutdownWait = 100;
 constexpr std::uint32_t kShutdownPause = 10;
-constexpr std::uint32_t kGraceBeforeTermination = 1000;  // a loaded machine; ending a thread by force is the last resort
+// For a loaded machine; ending a thread by force is the last resort.
+constexpr std::uint32_t kGraceBeforeTermination = 1000;
 }  // namespace
 
 struct MyDebugMsg::Probe {

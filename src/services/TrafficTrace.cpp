@@ -34,6 +34,7 @@ struct Row {
     std::size_t tailFrom;
 };
 
+// clang-format off
 constexpr std::array kRows{
     Row{TraceKind::RfSent, {{{"Mv-S ", 0, 4}, {"#", 4, 2}, {"-", 6, 2}, {"-", 8, 4}, {"-", 12, 4}, {"-", 16, 4}}},
         "%", Tail::Rest, 20},
@@ -62,6 +63,7 @@ constexpr std::array kRows{
     Row{TraceKind::WifiLaterSent, {{{"WIFI-S ", 0, 4}, {"#", 4, 6}}}, "%", Tail::Rest, 10},
     Row{TraceKind::WifiReply, {{{"WIFI-R ", 0, 2}, {"-", 2, 2}, {"-", 4, 4}}}, "%\n", Tail::Lines, 8},
 };
+// clang-format on
 
 std::string_view part(std::string_view text, std::size_t from, std::size_t count = std::string_view::npos) {
     return from < text.size() ? text.substr(from, count) : std::string_view{};
