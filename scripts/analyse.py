@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """analyse.py [PART OF A NAME...]: clang-tidy (.clang-tidy) and cppcheck over the component, the tools, the tests'
-support and the benchmarks. A finding fails the run. Needs what the Windows build generates. What was found clean is
+support and the benchmarks, and clang-format (.clang-format) over everything. A finding fails the run. Needs what the Windows build generates. What was found clean is
 remembered in build/analysis by its content and not looked at again.
 
 Most of clang-tidy's time goes into the libraries' headers: it sees a folder's files after one another, as one file.
@@ -16,21 +16,23 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 WORK = pathlib.Path("build/analysis")
-CONFIG = (".clang-tidy", "scripts/analyse.py")
+CONFIG = (".clang-tidy", ".clang-format", "scripts/analyse.py")
 GENERATED = "build/windows-x64/src/component/automation/generated"
-TOPS = ("src", "tools", "tests/support", "tests/soak", "benchmarks/line", "benchmarks/support", "benchmarks/windows")
+TOPS = ("src", "tools", "tests/support", "tests/campaigns/soak", "benchmarks/line", "benchmarks/support", "benchmarks/windows")
 WINDOWS = re.compile(r"/(win32|automation|windows)/|(Win32|Console|ComPortLine|MailslotReceiver)\.cpp$")
-# Names that only their own file may have: the kernel's terminal settings; private constants of the same name.
-ALONE = re.compile(r"/(TermiosLine|PendingText|Win32SerialDriver|ProfileFile)\.cpp$")
-ROOTS = ("src", "tools", "tests", "benchmarks")
-COMPILE = ["-std=c++20", "-Wall", "-Wextra", "-Wno-unknown-warning-option", *(f"-I{root}" for root in ROOTS)]
+# Names that only their own file may have: the kernel's terminal settings; private ones of the same name.
+ALONE = re.compile(r"/(TermiosLine|PendingText|OperatingMode|Win32SerialDriver|ProfileFile)\.cpp$")
+FORMATTED = ("src", "include", "tools", "tests", "benchmarks", "samples/cpp")
+ROOTS = ("src", "include", "tools", "tests", "benchmarks")
+COMPILE = ["-std=c++20", "-Wall", "-Wextra", "-Wthread-safety", "-Wno-unknown-warning-option",
+           *(f"-I{root}" for root in ROOTS)]
 CPPCHECK = ["cppcheck", "--quiet", "--std=c++20", "--language=c++", "--inline-suppr", "--error-exitcode=1",
             "--template={file}:{line}: {severity}: {message} [{id}]", "--enable=warning,style,performance,portability",
             "--suppress=useStlAlgorithm",     # a plain loop may say it better
             "--suppress=shadowFunction",      # a local named as a function elsewhere in the class
             "--suppress=unusedStructMember",  # it does not see fields used through a constant table
             "--suppress=constParameter",      # of callbacks whose shape is given
-            "-DSTDMETHODIMP=long", "-DSTDMETHODIMP_(type)=type", "-D__GNUC__=12", "-Isrc", "-Itools"]
+            "-DSTDMETHODIMP=long", "-DSTDMETHODIMP_(type)=type", "-D__GNUC__=12", "-Isrc", "-Iinclude", "-Itools"]
 
 
 def mingw():
@@ -103,7 +105,14 @@ class TidyJob(Job):
         return findings and re.sub(rf"\S*{re.escape(str(self.unit))}:(\d+):", place, findings)
 
 
+class FormatJob(Job):
+    def __init__(self, name, files):
+        super().__init__(name, ["clang-format", "--dry-run", "-Werror", *map(str, files)], files)
+
+
 def jobs():
+    sources = [file for top in FORMATTED for file in pathlib.Path(top).rglob("*") if file.suffix in (".cpp", ".h")]
+    yield FormatJob("clang-format", sorted(sources))
     trees = [pathlib.Path(top) for top in ("src", "tools")]
     every = sorted(str(file) for tree in trees for kind in ("cpp", "h") for file in tree.rglob(f"*.{kind}"))
     windows = [file for file in every if WINDOWS.search(file)]
@@ -120,7 +129,7 @@ def main(wanted):
     os.nice(5)
     WORK.mkdir(parents=True, exist_ok=True)
     common = [subprocess.run([tool, "--version"], capture_output=True, check=True).stdout
-              for tool in ("clang-tidy", "cppcheck")] + [(ROOT / name).read_bytes() for name in CONFIG]
+              for tool in ("clang-tidy", "cppcheck", "clang-format")] + [(ROOT / name).read_bytes() for name in CONFIG]
     todo, known = [], 0
     for job in jobs():
         if wanted and not any(part in job.name for part in wanted):
@@ -148,4 +157,5 @@ def main(wanted):
     return 1 if failed or not (todo or known) else 0
 
 
-sys.exit(main(sys.argv[1:]))
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

@@ -3,7 +3,7 @@
 declare -A package_groups=(
     [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf"
-    [analysis]="clang-tidy cppcheck"
+    [analysis]="clang-format clang-tidy cppcheck"
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
     [fuzz]="clang libclang-rt-14-dev"

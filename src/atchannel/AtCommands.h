@@ -25,7 +25,7 @@ public:
     enum class Traced : bool { No, Yes };
     // Sends the command and one carriage return. In the synchronous mode port and queue are emptied first. Empty or
     // longer than 4094 characters: BadAtCommand.
-    Code send(std::string_view command, Traced traced);
+    Code send(std::string_view command, Traced traced) MOVA_REQUIRES(portLockRole);
 
     // Sends, waits for a final result and takes the answer. A failing send or wait ends it; its code is in code.
     struct Answer {
@@ -33,21 +33,21 @@ public:
         std::string text;    // information lines
         std::string result;  // "OK" or "ERROR"
     };
-    Answer ask(std::string_view command, std::uint32_t milliseconds);
+    Answer ask(std::string_view command, std::uint32_t milliseconds) MOVA_REQUIRES(portLockRole);
 
     // The same for a caller's own command, with its lines in the log file.
-    Code sendPassThrough(std::string_view command);
+    Code sendPassThrough(std::string_view command) MOVA_REQUIRES(portLockRole);
 
     struct Collected {
         Code code = Code::Success;
         std::string text;  // on one line, line ends as "~"
     };
-    Collected collect(std::int32_t option);
+    Collected collect(std::int32_t option) MOVA_REQUIRES(portLockRole);
 
     Answers& answers() { return answers_; }
 
 private:
-    std::string joinAnswer(std::int32_t option, const MovaRetCmdTag& record);
+    std::string joinAnswer(std::int32_t option, const MovaRetCmdTag& record) MOVA_REQUIRES(portLockRole);
 
     HandsetPort& port_;
     Answers& answers_;

@@ -12,12 +12,12 @@ public:
         : platform_(platform), port_(port), commands_(commands), session_(session), trace_(trace) {}
 
     // Unknown ids: UnknownProperty, nothing sent.
-    Code set(std::uint32_t id, std::uint32_t parameter);
+    Code set(std::uint32_t id, std::uint32_t parameter) MOVA_REQUIRES(portLockRole);
 
 private:
-    Code sendWakeFrame();
-    Code wake();
-    bool attemptWake(Code& result);
+    Code sendWakeFrame() MOVA_REQUIRES(portLockRole);
+    Code wake() MOVA_REQUIRES(portLockRole);
+    bool attemptWake(Code& result) MOVA_REQUIRES(portLockRole);
 
     Platform& platform_;
     HandsetPort& port_;

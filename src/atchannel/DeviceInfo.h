@@ -22,15 +22,15 @@ public:
     DeviceInfo(Platform& platform, AtCommands& commands, E2pRequests& e2p)
         : platform_(platform), commands_(commands), e2p_(e2p) {}
 
-    Reply ask(std::int32_t option, std::int32_t access, std::string_view parameter);
+    Reply ask(std::int32_t option, std::int32_t access, std::string_view parameter) MOVA_REQUIRES(portLockRole);
 
 private:
-    Reply version();
-    Reply imei();
-    Reply otpStatus();
-    Reply readField(const IdentityField& field);
-    Reply writeField(const IdentityField& field, const Fields& parameters);
-    Reply flashStatus(std::int32_t access, const Fields& parameters);
+    Reply version() MOVA_REQUIRES(portLockRole);
+    Reply imei() MOVA_REQUIRES(portLockRole);
+    Reply otpStatus() MOVA_REQUIRES(portLockRole);
+    Reply readField(const IdentityField& field) MOVA_REQUIRES(portLockRole);
+    Reply writeField(const IdentityField& field, const Fields& parameters) MOVA_REQUIRES(portLockRole);
+    Reply flashStatus(std::int32_t access, const Fields& parameters) MOVA_REQUIRES(portLockRole);
 
     Platform& platform_;
     AtCommands& commands_;

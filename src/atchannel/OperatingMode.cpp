@@ -15,13 +15,15 @@ struct Row {
     const char* terminator;
 };
 
+// clang-format off
 constexpr std::array kModes{
-    Row{Mode::Events, false, true, ""},    // confirmations as events
-    Row{Mode::Background, false, false, ""},   // confirmations into the queue
+    Row{Mode::Events, false, true, ""},       // confirmations as events
+    Row{Mode::Background, false, false, ""},  // confirmations into the queue
     Row{Mode::SynchronousOk, true, false, "OK"},
     Row{Mode::SynchronousOk4, true, false, "OK"},
     Row{Mode::BackgroundOk, false, false, "OK"},
 };
+// clang-format on
 constexpr Row kOther{Mode::Synchronous, true, false, ""};
 
 }  // namespace

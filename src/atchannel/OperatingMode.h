@@ -7,6 +7,6 @@
 namespace mova {
 
 // Every number outside the table is the plain synchronous mode.
-void setOperatingMode(Session& session, std::uint32_t option);
+void setOperatingMode(Session& session, std::uint32_t option) MOVA_REQUIRES(portLockRole);
 
 }  // namespace mova

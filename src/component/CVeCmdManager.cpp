@@ -14,7 +14,7 @@ namespace {
 // A reader thread that is held up by a listener is not waited for longer; it holds what it touches.
 constexpr std::uint32_t kReaderEndWait = 2000;
 
-void awaitReader(Core& core) {
+MOVA_EXCLUDES(portLockRole) void awaitReader(Core& core) {
     core.reader.awaitEnd(kReaderEndWait, [&core] { core.tellListener(&ConfirmationEvents::letCallsIn); });
 }
 

@@ -32,18 +32,18 @@ struct Core final : RecordEvents {
     static Code startReader(const std::shared_ptr<Core>& core);
     static void receivePass(const std::shared_ptr<Core>& core) noexcept;
 
-    void completed(const MovaRetCmdTag& record) override;
+    void completed(const MovaRetCmdTag& record) MOVA_REQUIRES(portLockRole) override;
     // Raises what the pass completed, on this thread, with the port's lock let go of. What called the pass goes on with
     // the lock held again; meanwhile the reader thread makes no pass, so that it takes no answer of an exchange that is
     // under way.
-    void passEnded() override;
+    void passEnded() MOVA_REQUIRES(portLockRole) override;
     void statusText(const std::string& text) { trace.record(TraceKind::FreeText, text); }
     void tellListener(void (ConfirmationEvents::*what)()) noexcept;
 
     Platform& platform;
     std::shared_ptr<ConfirmationEvents> events;
     Session session;
-    FileLog log;
+    FileLog log MOVA_GUARDED_BY(portLockRole);
     MyDebugMsg debug;
     VersionTexts version;
     TrafficTrace trace;
@@ -61,16 +61,16 @@ struct Core final : RecordEvents {
     ReaderThread reader;
     EventOutbox outbox;
 
-    // Guarded by the port's lock.
-    int lockDepth = 0;    // times that its holder holds it
-    int interrupted = 0;  // calls of other threads than the reader's that have let go of it to raise an event
+    int lockDepth MOVA_GUARDED_BY(portLockRole) = 0;  // times that the lock's holder holds it
+    // Calls of other threads than the reader's that have let go of it to raise an event.
+    int interrupted MOVA_GUARDED_BY(portLockRole) = 0;
 };
 
 // Holds the port's lock, and the core, which a listener may otherwise end.
-class PortLock {
+class MOVA_SCOPED_CAPABILITY PortLock {
 public:
-    explicit PortLock(std::shared_ptr<Core> core);
-    ~PortLock();
+    explicit PortLock(std::shared_ptr<Core> core) MOVA_ACQUIRE(portLockRole);
+    ~PortLock() MOVA_RELEASE();
     PortLock(const PortLock&) = delete;
     PortLock& operator=(const PortLock&) = delete;
 

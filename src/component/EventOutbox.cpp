@@ -1,6 +1,5 @@
 #include "component/EventOutbox.h"
 
-#include <mutex>
 #include <utility>
 
 #include "base/Text.h"
@@ -34,18 +33,18 @@ EventOutbox::Event eventOf(const MovaRetCmdTag& record) {
 }
 
 void EventOutbox::add(Event event) {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     events_.push_back(std::move(event));
 }
 
 bool EventOutbox::isEmpty() {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     return events_.empty();
 }
 
 bool EventOutbox::begin() {
     const std::uint32_t self = platform_.threading.currentThreadId();
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     if (events_.empty() || (depth_ > 0 && raiser_ != self)) return false;
     raiser_ = self;
     ++depth_;
@@ -54,7 +53,7 @@ bool EventOutbox::begin() {
 
 // False, and the raising is over, when nothing is left: what is added from then on finds no thread that raises.
 bool EventOutbox::take(Event& event) {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     if (events_.empty()) {
         --depth_;
         return false;

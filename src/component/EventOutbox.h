@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "device/PortLockRole.h"
 #include "mova/ConfirmationEvents.h"
 #include "platform/Platform.h"
 #include "transport/MovaRetCmdTag.h"
@@ -27,17 +28,18 @@ public:
     // Raises what is there, oldest first. While another thread raises, what is left is left to that thread: waiting for
     // its listener here could wait for ever. On a thread that raises already (the listener calls the object) the rest is
     // raised at once.
-    void raise(ConfirmationEvents* listener, const std::function<bool()>& isEnding) noexcept;
+    void raise(ConfirmationEvents* listener, const std::function<bool()>& isEnding) noexcept
+        MOVA_EXCLUDES(portLockRole);
 
 private:
     bool begin();
     bool take(Event& event);
 
     Platform& platform_;
-    std::unique_ptr<RecursiveMutex> lock_;  // guards what follows
-    std::deque<Event> events_;
-    std::uint32_t raiser_ = 0;  // the thread that raises, while depth_ is not 0
-    int depth_ = 0;
+    std::unique_ptr<RecursiveMutex> lock_;
+    std::deque<Event> events_ MOVA_GUARDED_BY(*lock_);
+    std::uint32_t raiser_ MOVA_GUARDED_BY(*lock_) = 0;  // the thread that raises, while depth_ is not 0
+    int depth_ MOVA_GUARDED_BY(*lock_) = 0;
 };
 
 // The text and length with which a record is raised.

@@ -1,7 +1,6 @@
 #include "component/ReaderThread.h"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 namespace mova {
@@ -11,7 +10,7 @@ constexpr std::uint32_t kAwaitSlice = 20;
 }
 
 Code ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     if (ending_) return Code::Success;
     // The new thread itself must not reset it: it would swallow a stop that is signalled before it runs.
     stop_.reset();
@@ -26,7 +25,7 @@ Code ReaderThread::start(std::shared_ptr<void> keepAlive, Work work) {
 }
 
 void ReaderThread::requestStop() {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     if (!recorded_) return;
     stopping_ = true;
     stop_.set();
@@ -38,19 +37,19 @@ void ReaderThread::requestEnd() {
 }
 
 bool ReaderThread::isRecorded() {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     return recorded_;
 }
 
 bool ReaderThread::isCurrent() {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     return thread_ && thread_->id() == platform_.threading.currentThreadId();
 }
 
 bool ReaderThread::awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn) {
     std::shared_ptr<Thread> thread;
     {
-        const std::lock_guard guard(*lock_);
+        const LockGuard guard(*lock_);
         thread = thread_;
     }
     if (!thread) return true;
@@ -66,7 +65,7 @@ bool ReaderThread::awaitEnd(std::uint32_t milliseconds, const std::function<void
 
 void ReaderThread::run(const Work& work) {
     {
-        const std::lock_guard guard(*lock_);  // start() has recorded this thread when it lets go
+        const LockGuard guard(*lock_);  // start() has recorded this thread when it lets go
     }
     work.begin();
     for (;;) {
@@ -81,7 +80,7 @@ void ReaderThread::run(const Work& work) {
 }
 
 bool ReaderThread::mayEnd(WaitResult seen) {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     if (seen != WaitResult::Failed && !stopping_ && !ending_ && !stop_.isSet()) return false;
     stop_.reset();
     recorded_ = false;

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 
+#include "device/PortLockRole.h"
 #include "mova/Codes.h"
 #include "platform/Platform.h"
 
@@ -37,8 +38,9 @@ public:
     bool isEnding() const { return ending_; }
     bool isCurrent();  // called on the reader thread itself
     // Waits until the thread has ended; between short waits letCallsIn runs. False when it has not ended in time.
-    // On the reader thread itself it does not wait.
-    bool awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn);
+    // On the reader thread itself it does not wait. The reader may want the port's lock before it ends.
+    bool awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn)
+        MOVA_EXCLUDES(portLockRole);
 
 private:
     void run(const Work& work);
@@ -46,10 +48,10 @@ private:
 
     Platform& platform_;
     Event& stop_;
-    std::unique_ptr<RecursiveMutex> lock_;  // guards what follows
-    std::shared_ptr<Thread> thread_;
-    bool recorded_ = false;
-    std::atomic<bool> stopping_{false};
+    std::unique_ptr<RecursiveMutex> lock_;
+    std::shared_ptr<Thread> thread_ MOVA_GUARDED_BY(*lock_);
+    bool recorded_ MOVA_GUARDED_BY(*lock_) = false;
+    std::atomic<bool> stopping_{false};  // these two are also looked at without the lock
     std::atomic<bool> ending_{false};
 };
 

@@ -1,8 +1,8 @@
 // The serial port itself: opens it by number or path with its retry policy, configures it, moves bytes, clears its
 // error bits, drives and reads its modem lines, and turns failures into codes and readable messages.
 //
-// Nothing throws but std::bad_alloc. It has no lock of its own: whoever uses
-// it holds the object's receive lock. isOpen and handle may be asked from any thread.
+// Nothing throws but std::bad_alloc. It has no lock of its own: whoever uses it holds that of the object's port. isOpen
+// and handle may be asked from any thread.
 #pragma once
 #include <atomic>
 #include <cstdarg>
@@ -12,6 +12,7 @@
 
 #include "base/Text.h"
 #include "device/CCallBack.h"
+#include "device/PortLockRole.h"
 #include "mova/Codes.h"
 #include "mova/Options.h"
 #include "platform/Platform.h"
@@ -22,7 +23,8 @@ class DeviceComm {
 public:
     static constexpr std::uint32_t kInputQueue = 8192;
     static constexpr std::uint32_t kOutputQueue = 2048;
-    static constexpr std::uint32_t kPauseAfterClose = 500;  // deliberate: USB-serial drivers need time to release the port
+    // Deliberate: USB-serial drivers need time to release the port.
+    static constexpr std::uint32_t kPauseAfterClose = 500;
     static constexpr std::uint32_t kPauseBeforeReopen = 500;
 
     explicit DeviceComm(Platform& platform);
@@ -30,56 +32,59 @@ public:
     DeviceComm(const DeviceComm&) = delete;
     DeviceComm& operator=(const DeviceComm&) = delete;
 
-    Code OpenDevice();
+    Code OpenDevice() MOVA_REQUIRES(portLockRole);
     // Stores number and rate, opens, and always hands back the handle (invalid on failure).
-    Code openByNumber(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle);
-    Code CloseDevice(PortHandle* handle = nullptr);  // 0 and no message when closed already
+    Code openByNumber(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle) MOVA_REQUIRES(portLockRole);
+    Code CloseDevice(PortHandle* handle = nullptr) MOVA_REQUIRES(portLockRole);  // 0 and no message when closed already
 
     bool isOpen() const { return handle() != kInvalidPort; }
     PortHandle handle() const { return handle_; }
-    Code setHandle(PortHandle handle);  // AlreadyOpen while a port is open
+    Code setHandle(PortHandle handle) MOVA_REQUIRES(portLockRole);  // AlreadyOpen while a port is open
 
-    void setStopEvent(Event* stop) { stop_ = stop; }  // ends every wait; not owned; null: none
-    void setMessageSink(CCallBack* sink) { sink_ = sink; }
-    void setOverlapped(bool overlapped);  // a change closes an open port
+    // The stop event ends every wait; not owned; null: none.
+    void setStopEvent(Event* stop) MOVA_REQUIRES(portLockRole) { stop_ = stop; }
+    void setMessageSink(CCallBack* sink) MOVA_REQUIRES(portLockRole) { sink_ = sink; }
+    void setOverlapped(bool overlapped) MOVA_REQUIRES(portLockRole);  // a change closes an open port
     // For programs that use the device by itself. The component leaves these as they are at first: no path, no log file,
-    // no limit of a wait, no bytes in the messages.
-    void setDevicePath(std::string path) { devicePath_ = std::move(path); }  // not empty: used as it stands, no discovery
-    void setLogFilePath(std::string path) { logFilePath_ = std::move(path); }
-    void setTimeouts(std::uint32_t readMilliseconds, std::uint32_t writeMilliseconds);
-    void setTraceFlags(bool send, bool receive);
+    // no limit of a wait, no bytes in the messages. A path that is not empty is used as it stands, without discovery.
+    void setDevicePath(std::string path) MOVA_REQUIRES(portLockRole) { devicePath_ = std::move(path); }
+    void setLogFilePath(std::string path) MOVA_REQUIRES(portLockRole) { logFilePath_ = std::move(path); }
+    void setTimeouts(std::uint32_t readMilliseconds, std::uint32_t writeMilliseconds) MOVA_REQUIRES(portLockRole);
+    void setTraceFlags(bool send, bool receive) MOVA_REQUIRES(portLockRole);
     // Kept for the next open; an open port is configured at once and the result is that of the configuration.
-    Code setFlowControlMode(std::uint8_t mode);
-    Code configure();
+    Code setFlowControlMode(std::uint8_t mode) MOVA_REQUIRES(portLockRole);
+    Code configure() MOVA_REQUIRES(portLockRole);
 
     // Capacity below 1: NotOpen. A success of 0 bytes is usual: reads return what is queued.
-    Code ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead);
+    Code ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead) MOVA_REQUIRES(portLockRole);
     // Length 0 is accepted, deliberately unlike ReadData. A short write closes the port and, overlapped, reopens it.
-    Code WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
-    bool ClearDeviceError();                              // reporting form
-    Code ClearDeviceError(std::uint32_t& waiting);  // queue form: bytes waiting in the input queue
-    void purge();                                         // drops what waits in both queues; failures are not told
+    Code WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) MOVA_REQUIRES(portLockRole);
+    bool ClearDeviceError() MOVA_REQUIRES(portLockRole);  // reporting form
+    // Queue form: bytes waiting in the input queue.
+    Code ClearDeviceError(std::uint32_t& waiting) MOVA_REQUIRES(portLockRole);
+    void purge() MOVA_REQUIRES(portLockRole);  // drops what waits in both queues; failures are not told
 
-    Code setSignal(std::int32_t index, bool raise);  // index 1: DTR, every other: RTS
+    Code setSignal(std::int32_t index, bool raise) MOVA_REQUIRES(portLockRole);  // index 1: DTR, every other: RTS
     // Index -1: the whole status word; 0 to 3: CTS, DSR, RING, carrier as 0 or 1; others: 0.
-    Code detectSignal(std::int32_t index, std::int32_t& value);
+    Code detectSignal(std::int32_t index, std::int32_t& value) MOVA_REQUIRES(portLockRole);
 
-    bool isUsbCard() const { return usbCard_; }
+    bool isUsbCard() const MOVA_REQUIRES(portLockRole) { return usbCard_; }
 
 private:
     enum class ToFile : bool { No, Yes };
 
     Code findDevicePath(std::string& path);
-    Code createFile(const std::string& path);
-    Code configureWithRetries(const std::string& path);
-    Code configurationAttempt(const std::string& path, int attempt);
-    Code reopenForRetry(const std::string& path, int attempt);
-    Code setUpPort();
-    Code overlappedRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
-    Code blockingRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead);
-    Code overlappedWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
-    Code blockingWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten);
-    Code closeAfter(const char* prefix, Code result);
+    Code createFile(const std::string& path) MOVA_REQUIRES(portLockRole);
+    Code configureWithRetries(const std::string& path) MOVA_REQUIRES(portLockRole);
+    Code configurationAttempt(const std::string& path, int attempt) MOVA_REQUIRES(portLockRole);
+    Code reopenForRetry(const std::string& path, int attempt) MOVA_REQUIRES(portLockRole);
+    Code setUpPort() MOVA_REQUIRES(portLockRole);
+    Code overlappedRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead) MOVA_REQUIRES(portLockRole);
+    Code blockingRead(void* buffer, std::uint32_t capacity, std::uint32_t& bytesRead) MOVA_REQUIRES(portLockRole);
+    Code overlappedWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten)
+        MOVA_REQUIRES(portLockRole);
+    Code blockingWrite(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) MOVA_REQUIRES(portLockRole);
+    Code closeAfter(const char* prefix, Code result) MOVA_REQUIRES(portLockRole);
     bool clearErrorBits(PortStatus* status);
     void reportErrorBits(std::uint32_t bits);
     void reportLastError(const char* prefix) noexcept;

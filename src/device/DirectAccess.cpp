@@ -89,7 +89,8 @@ std::uint32_t DirectAccess::readInto(std::uint8_t* buffer, std::uint32_t capacit
     std::uint32_t bytesRead = 0;
     Code result = Code::Success;
     if (capacity > 0 && port_.makeAvailable(HandsetPort::OpenTest::Device, result)) {
-        static_cast<void>(port_.device().ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead));  // a failure reads nothing
+        // A failure reads nothing.
+        static_cast<void>(port_.device().ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead));
     }
     return bytesRead;
 }

@@ -126,7 +126,8 @@ std::uint32_t HandsetPort::waitingBytes() {
 std::uint32_t HandsetPort::readWaiting(void* buffer, std::uint32_t capacity) {
     std::uint32_t bytesRead = 0;
     if (shouldBeOpen()) {
-        static_cast<void>(device_.ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead));  // a failure reads nothing
+        // A failure reads nothing.
+        static_cast<void>(device_.ReadData(buffer, static_cast<std::int32_t>(capacity), bytesRead));
     }
     return bytesRead;
 }

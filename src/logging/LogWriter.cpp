@@ -65,12 +65,12 @@ std::string makeLine(Platform& platform, LogType type, std::string_view message,
 
 struct LastPath {
     Mutex mutex;
-    std::string path;
+    std::string path MOVA_GUARDED_BY(mutex);
 };
 
 void remember(const std::string& path) {
     LastPath& last = madeOnce<LastPath>();
-    const std::lock_guard guard(last.mutex);
+    const LockGuard guard(last.mutex);
     last.path = path;
 }
 
@@ -112,7 +112,7 @@ Code Log(Platform& platform, const std::string& path, LogType type, std::string_
 
 std::string lastLogPath() {
     LastPath& last = madeOnce<LastPath>();
-    const std::lock_guard guard(last.mutex);
+    const LockGuard guard(last.mutex);
     return last.path;
 }
 

@@ -10,7 +10,8 @@ constexpr std::uint32_t kProbePause = 2000;
 constexpr std::uint32_t kPauseAfterProbeStart = 50;  // lets a probe that finds the listener at once carry this message
 constexpr std::uint32_t kShutdownWait = 100;
 constexpr std::uint32_t kShutdownPause = 10;
-constexpr std::uint32_t kGraceBeforeTermination = 1000;  // a loaded machine; ending a thread by force is the last resort
+// For a loaded machine; ending a thread by force is the last resort.
+constexpr std::uint32_t kGraceBeforeTermination = 1000;
 }  // namespace
 
 struct MyDebugMsg::Probe {
@@ -61,7 +62,7 @@ MyDebugMsg::~MyDebugMsg() {
 }
 
 void MyDebugMsg::setPrefix(std::string_view prefix) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     prefix_ = prefix;
 }
 
@@ -72,7 +73,7 @@ void MyDebugMsg::post(std::string_view message) noexcept {
     try {
         std::string text;
         {
-            const std::lock_guard guard(mutex_);
+            const LockGuard guard(mutex_);
             text.reserve(prefix_.size() + message.size());
             text.append(prefix_).append(message);
         }
@@ -103,14 +104,14 @@ void MyDebugMsg::lookForListener() {
     }
     thread->setLowestPriority();
     {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         probeThread_ = std::move(thread);
     }
     platform_.clock.sleep(kPauseAfterProbeStart);
 }
 
 void MyDebugMsg::send(const std::string& text) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     if (mailslot_ == DatagramChannel::kInvalid) mailslot_ = platform_.datagrams.open(kMailslotName);
     if (mailslot_ == DatagramChannel::kInvalid) {
         probe_->present = false;

@@ -37,11 +37,11 @@ private:
     Platform& platform_;
     std::atomic<OutputMode> outputMode_{OutputMode::Mailslot};
     std::shared_ptr<Probe> probe_;
-    std::unique_ptr<Thread> probeThread_;
 
-    Mutex mutex_;  // guards what follows
-    std::string prefix_;
-    DatagramChannel::Handle mailslot_ = DatagramChannel::kInvalid;
+    Mutex mutex_;
+    std::unique_ptr<Thread> probeThread_ MOVA_GUARDED_BY(mutex_);
+    std::string prefix_ MOVA_GUARDED_BY(mutex_);
+    DatagramChannel::Handle mailslot_ MOVA_GUARDED_BY(mutex_) = DatagramChannel::kInvalid;
 };
 
 }  // namespace mova

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <string>
 
+#include "base/ThreadSafety.h"
+
 namespace mova {
 
 constexpr std::uint32_t kInfinite = 0xFFFFFFFF;  // a wait without limit, in milliseconds
@@ -31,31 +33,47 @@ public:
 // A mutex keeps the threads of this process apart for short sections. It is not recursive, takes no memory and cannot
 // fail. The runtime's own on Windows is only made when it is first locked, which may be in a destructor with no memory
 // left, and what it then takes it never gives back.
-#ifdef _WIN32
-class Mutex {
+class MOVA_CAPABILITY("mutex") Mutex {
 public:
     Mutex() = default;
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    void lock() noexcept;
-    bool try_lock() noexcept;
-    void unlock() noexcept;
+#ifdef _WIN32
+    void lock() noexcept MOVA_ACQUIRE();
+    void unlock() noexcept MOVA_RELEASE();
 
 private:
     void* state_ = nullptr;  // belongs to the system
-};
 #else
-using Mutex = std::mutex;
-#endif
+    void lock() MOVA_ACQUIRE() { mutex_.lock(); }
+    void unlock() MOVA_RELEASE() { mutex_.unlock(); }
 
-// A recursive mutex keeps the threads of this process apart; the thread that holds it may lock it again. As Mutex, it
-// serves std::lock_guard and std::unique_lock, and a lock waits without limit.
-class RecursiveMutex {
+private:
+    std::mutex mutex_;
+#endif
+};
+
+// A recursive mutex keeps the threads of this process apart; the thread that holds it may lock it again. As with Mutex,
+// a lock waits without limit.
+class MOVA_CAPABILITY("mutex") RecursiveMutex {
 public:
     virtual ~RecursiveMutex() = default;
-    virtual void lock() = 0;
-    virtual void unlock() = 0;
+    virtual void lock() MOVA_ACQUIRE() = 0;
+    virtual void unlock() MOVA_RELEASE() = 0;
+};
+
+// Holds a Mutex or a RecursiveMutex while it lives, as std::lock_guard would, which the compiler's analysis does not know.
+template <class AnyMutex>
+class MOVA_SCOPED_CAPABILITY LockGuard {
+public:
+    explicit LockGuard(AnyMutex& mutex) MOVA_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+    ~LockGuard() MOVA_RELEASE() { mutex_.unlock(); }
+    LockGuard(const LockGuard&) = delete;
+    LockGuard& operator=(const LockGuard&) = delete;
+
+private:
+    AnyMutex& mutex_;
 };
 
 // A named mutex keeps the threads of all processes apart that use its name.

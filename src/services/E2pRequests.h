@@ -44,13 +44,15 @@ public:
 
     E2pRequests(RequestSender& sender, Answers& answers, FileLog& log) : sender_(sender), answers_(answers), log_(log) {}
 
-    TextReply request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data = {});
+    TextReply request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data = {})
+        MOVA_REQUIRES(portLockRole);
 
     // Positions and lengths in characters; negative ones count as 0. Beyond the object's end: what is left of it.
-    RangeReply readRange(std::int32_t object, std::int32_t record, std::int32_t start, std::int32_t length);
+    RangeReply readRange(std::int32_t object, std::int32_t record, std::int32_t start, std::int32_t length)
+        MOVA_REQUIRES(portLockRole);
     // Writes over a part of the object, never lengthening it. A text shorter than the length goes as far as it reaches.
     RangeReply writeRange(std::int32_t object, std::int32_t record, std::int32_t start, std::int32_t length,
-                          std::string_view data);
+                          std::string_view data) MOVA_REQUIRES(portLockRole);
 
 private:
     RequestSender& sender_;

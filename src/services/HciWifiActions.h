@@ -23,8 +23,8 @@ public:
         : sender_(sender), answers_(answers), session_(session), log_(log) {}
 
     // Deliberate: leaves the acknowledgement time-out at the option's value for all later requests.
-    TextReply hci(std::int32_t option, std::string_view hexCommand);
-    TextReply wifi(std::uint8_t command, std::string_view hexParameter);
+    TextReply hci(std::int32_t option, std::string_view hexCommand) MOVA_REQUIRES(portLockRole);
+    TextReply wifi(std::uint8_t command, std::string_view hexParameter) MOVA_REQUIRES(portLockRole);
 
 private:
     RequestSender& sender_;

@@ -41,14 +41,14 @@ public:
 
     // payload(n) gives segment n (from 1) as hexadecimal text. No segments: nothing is sent, result 0.
     Code send(const Delivery& delivery, std::size_t segments,
-                       const std::function<std::string(std::size_t)>& payload);
+                       const std::function<std::string(std::size_t)>& payload) MOVA_REQUIRES(portLockRole);
 
     // A text family's message, cut into segments of 240 characters behind family byte, segment count and number.
-    Code sendText(const Delivery& delivery, Family family, std::string_view message);
+    Code sendText(const Delivery& delivery, Family family, std::string_view message) MOVA_REQUIRES(portLockRole);
 
 private:
-    Code sendSegment(TraceKind kind, const std::string& frame);
-    Code awaitAckThenOk();
+    Code sendSegment(TraceKind kind, const std::string& frame) MOVA_REQUIRES(portLockRole);
+    Code awaitAckThenOk() MOVA_REQUIRES(portLockRole);
 
     HandsetPort& port_;
     Answers& answers_;

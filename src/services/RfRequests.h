@@ -24,17 +24,18 @@ public:
 
     explicit RfRequests(RequestSender& sender) : sender_(sender) {}
 
-    Code generalTest(std::uint8_t service, std::uint16_t index);
-    Code changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t value);
+    Code generalTest(std::uint8_t service, std::uint16_t index) MOVA_REQUIRES(portLockRole);
+    Code changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t value)
+        MOVA_REQUIRES(portLockRole);
     // Sends the smallest of length, kMostData and what the table holds. No table: WrongArrayType, nothing sent.
     Code changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t length,
-                              std::optional<Bytes> table);
-    Code testCase(std::uint8_t request, std::uint8_t access);
+                              std::optional<Bytes> table) MOVA_REQUIRES(portLockRole);
+    Code testCase(std::uint8_t request, std::uint8_t access) MOVA_REQUIRES(portLockRole);
     // One of the above by number, its arguments from a text of values separated by ",".
-    Code byText(std::int32_t kind, std::uint8_t request, std::string_view parameter);
+    Code byText(std::int32_t kind, std::uint8_t request, std::string_view parameter) MOVA_REQUIRES(portLockRole);
 
 private:
-    Code send(std::uint8_t service, std::uint8_t access, std::uint16_t index, Bytes data);
+    Code send(std::uint8_t service, std::uint8_t access, std::uint16_t index, Bytes data) MOVA_REQUIRES(portLockRole);
 
     RequestSender& sender_;
 };

@@ -34,6 +34,7 @@ struct Row {
     std::size_t tailFrom;
 };
 
+// clang-format off
 constexpr std::array kRows{
     Row{TraceKind::RfSent, {{{"Mv-S ", 0, 4}, {"#", 4, 2}, {"-", 6, 2}, {"-", 8, 4}, {"-", 12, 4}, {"-", 16, 4}}},
         "%", Tail::Rest, 20},
@@ -62,6 +63,7 @@ constexpr std::array kRows{
     Row{TraceKind::WifiLaterSent, {{{"WIFI-S ", 0, 4}, {"#", 4, 6}}}, "%", Tail::Rest, 10},
     Row{TraceKind::WifiReply, {{{"WIFI-R ", 0, 2}, {"-", 2, 2}, {"-", 4, 4}}}, "%\n", Tail::Lines, 8},
 };
+// clang-format on
 
 std::string_view part(std::string_view text, std::size_t from, std::size_t count = std::string_view::npos) {
     return from < text.size() ? text.substr(from, count) : std::string_view{};
@@ -102,7 +104,7 @@ void TrafficTrace::record(TraceKind kind, std::string_view text) noexcept {
         std::string path;
         std::uint32_t startTick = 0;
         {
-            const std::lock_guard guard(mutex_);
+            const LockGuard guard(mutex_);
             if (!active_) return;
             path = path_;
             startTick = startTick_;
@@ -134,14 +136,14 @@ bool TrafficTrace::canOpen(const std::string& path, FileMode mode) {
 Code TrafficTrace::activate(const std::string& fileName, std::uint32_t startTick, std::uint32_t request) {
     if (request != kStartTrace) {
         const std::uint32_t now = platform_.clock.tickCount();
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         startTick_ = now;
         active_ = false;
         return Code::Success;
     }
     const bool opened = canOpen(fileName, FileMode::TextAppend) ||
                         canOpen(platform_.host.fallbackTraceFile(), FileMode::TextTruncate);
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     if (opened) {
         startTick_ = startTick;
         path_ = fileName;  // deliberate: also when only the fallback could be opened

@@ -35,10 +35,10 @@ private:
 
     Platform& platform_;
     MyDebugMsg& debug_;
-    Mutex mutex_;                 // guards the settings below, not the file
+    Mutex mutex_;                      // guards the settings, not the file
     std::atomic<bool> active_{false};  // also looked at without the lock
-    std::uint32_t startTick_ = 0;
-    std::string path_;
+    std::uint32_t startTick_ MOVA_GUARDED_BY(mutex_) = 0;
+    std::string path_ MOVA_GUARDED_BY(mutex_);
 };
 
 }  // namespace mova

@@ -35,34 +35,34 @@ public:
 
     ReceiveEngine& engine() { return engine_; }
     ConfirmationQueue& queue() { return queue_; }
-    PendingText& pending() { return engine_.pending(); }
+    PendingText& pending() MOVA_REQUIRES(portLockRole) { return engine_.pending(); }
 
     // Waits for one of the terminators; the codes are the engine's.
-    Code wait(std::uint32_t milliseconds, std::string_view terminators);
+    Code wait(std::uint32_t milliseconds, std::string_view terminators) MOVA_REQUIRES(portLockRole);
 
     enum class Purge : bool { No, Yes };  // Yes: the pending text goes with the records
-    void dropRecords(Purge purge);
+    void dropRecords(Purge purge) MOVA_REQUIRES(portLockRole);
 
     // When the port is open: takes in what is waiting, then empties both port queues and the pending text.
-    void discardInput();
+    void discardInput() MOVA_REQUIRES(portLockRole);
     // Before a request: discardInput, then the records with the pending text.
-    void startAfresh();
+    void startAfresh() MOVA_REQUIRES(portLockRole);
     // One receive pass, then startAfresh.
-    void takeInAndStartAfresh();
+    void takeInAndStartAfresh() MOVA_REQUIRES(portLockRole);
 
     // Waits in ten slices for a general confirmation. Deliberate: one that does not match is accepted as well.
-    Code waitForConfirmation(std::uint32_t milliseconds);
+    Code waitForConfirmation(std::uint32_t milliseconds) MOVA_REQUIRES(portLockRole);
 
     struct Item {
         std::uint32_t remained = 0;
         std::uint32_t length = 0;
         std::string data;
     };
-    Item fetchBytes();  // the first general confirmation; length in bytes
-    Item fetchText();   // the same as hexadecimal text, also logged; length in characters
+    Item fetchBytes() MOVA_REQUIRES(portLockRole);  // the first general confirmation; length in bytes
+    Item fetchText() MOVA_REQUIRES(portLockRole);   // the same as hexadecimal text, also logged; length in characters
 
 private:
-    void deliver(MovaRetCmdTag record) override;
+    void deliver(MovaRetCmdTag record) MOVA_REQUIRES(portLockRole) override;
 
     Platform& platform_;
     HandsetPort& port_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <mutex>
 #include <string>
 #include <utility>
 
@@ -11,14 +10,14 @@ namespace mova {
 void ConfirmationQueue::append(MovaRetCmdTag record) {
     Records node;
     node.push_back(std::move(record));  // made before the lock is taken: running out of memory changes nothing
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     if (records_.size() > kMostBeforeAppend) records_.clear();
     records_.splice(records_.end(), node);
 }
 
 ConfirmationQueue::Fetched ConfirmationQueue::fetch(std::optional<LineClass> kind, Take take) {
     Fetched fetched;
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     const auto found = kind ? std::find_if(records_.begin(), records_.end(),
                                            [&](const MovaRetCmdTag& record) { return record.kind == *kind; })
                             : records_.begin();
@@ -49,7 +48,7 @@ void ConfirmationQueue::joinAtTexts(MovaRetCmdTag& record, Records::iterator nex
 }
 
 void ConfirmationQueue::clear(Trace& trace, PendingText* purge) {
-    const std::lock_guard guard(*lock_);
+    const LockGuard guard(*lock_);
     if (purge) {
         if (!purge->empty()) trace.record(TraceKind::Purged, purge->text());
         purge->clear();

@@ -37,10 +37,10 @@ public:
 
 private:
     using Records = std::list<MovaRetCmdTag>;
-    void joinAtTexts(MovaRetCmdTag& record, Records::iterator next, Take take);
+    void joinAtTexts(MovaRetCmdTag& record, Records::iterator next, Take take) MOVA_REQUIRES(*lock_);
 
     std::unique_ptr<RecursiveMutex> lock_;
-    Records records_;
+    Records records_ MOVA_GUARDED_BY(*lock_);
 };
 
 }  // namespace mova

@@ -17,7 +17,7 @@ namespace mova {
 class RecordSink {
 public:
     virtual ~RecordSink() = default;
-    virtual void deliver(MovaRetCmdTag record) = 0;
+    virtual void deliver(MovaRetCmdTag record) MOVA_REQUIRES(portLockRole) = 0;
 };
 
 class ReceiveEngine {
@@ -30,21 +30,22 @@ public:
     // terminators: accepted lines, separated by "|"; empty: a single pass that makes a record of whatever complete
     // lines are at hand. Success: a record was completed (or the single pass was made). NoAnswer: the time passed, or
     // the stop event was seen, before a terminator. Stopped: the stop event was seen in a single pass.
-    Code run(std::uint32_t milliseconds, std::string_view terminators);
+    Code run(std::uint32_t milliseconds, std::string_view terminators) MOVA_REQUIRES(portLockRole);
 
-    PendingText& pending() { return pending_; }
+    PendingText& pending() MOVA_REQUIRES(portLockRole) { return pending_; }
 
 private:
-    void readInto(std::uint32_t waiting);
-    bool process(std::string_view terminators);
-    void finish(std::string_view response, std::string_view terminator, std::size_t consumed);
+    void readInto(std::uint32_t waiting) MOVA_REQUIRES(portLockRole);
+    bool process(std::string_view terminators) MOVA_REQUIRES(portLockRole);
+    void finish(std::string_view response, std::string_view terminator, std::size_t consumed)
+        MOVA_REQUIRES(portLockRole);
 
     Platform& platform_;
     HandsetPort& port_;
     Trace& trace_;
     RecordSink& sink_;
-    PendingText pending_;
-    std::array<char, kReadSize> buffer_{};
+    PendingText pending_ MOVA_GUARDED_BY(portLockRole);
+    std::array<char, kReadSize> buffer_ MOVA_GUARDED_BY(portLockRole){};
 };
 
 }  // namespace mova

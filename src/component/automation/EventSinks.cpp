@@ -57,7 +57,7 @@ HRESULT EventSinks::advise(IUnknown* subscriber, DWORD* cookie) {
         entered.entry = entry;
     }
 
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     const auto free =
         std::find_if(subscriptions_.begin(), subscriptions_.end(), [](const Subscription& s) { return s.cookie == 0; });
     Subscription& kept = free == subscriptions_.end() ? subscriptions_.emplace_back() : *free;
@@ -70,7 +70,7 @@ HRESULT EventSinks::advise(IUnknown* subscriber, DWORD* cookie) {
 HRESULT EventSinks::unadvise(DWORD cookie) {
     Subscription left;
     {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         const auto found = std::find_if(subscriptions_.begin(), subscriptions_.end(),
                                         [cookie](const Subscription& s) { return cookie != 0 && s.cookie == cookie; });
         if (found == subscriptions_.end()) return CONNECT_E_NOCONNECTION;
@@ -83,14 +83,14 @@ void EventSinks::clear() {
     // cppcheck-suppress variableScope ; outlives the lock: sinks are released without it
     std::vector<Subscription> left;
     {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         left.swap(subscriptions_);
     }
 }
 
 std::vector<EventSinks::Subscriber> EventSinks::subscribers() const {
     std::vector<Subscriber> result;
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     for (const Subscription& subscription : subscriptions_) {
         if (subscription.cookie != 0) result.push_back({subscription.cookie, subscription.sink});
     }
@@ -98,7 +98,7 @@ std::vector<EventSinks::Subscriber> EventSinks::subscribers() const {
 }
 
 std::size_t EventSinks::count() const {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     return subscriptions_.size();
 }
 
@@ -106,7 +106,7 @@ ComPtr<IDispatch> EventSinks::reachable(std::size_t index) const {
     ComPtr<IDispatch> sink;
     std::shared_ptr<const TableEntry> entry;
     {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         if (index >= subscriptions_.size()) return sink;
         sink = subscriptions_[index].sink;
         entry = subscriptions_[index].entry;
@@ -133,17 +133,17 @@ void EventSinks::OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const s
 // but not in the runtime's thread storage: that opens handles, which stay behind when the thread unloads the module.
 void EventSinks::readerStarted() {
     {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         comThreads_.push_back(GetCurrentThreadId());  // first: with no memory for it, COM is not initialised either
     }
     if (SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return;
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     std::erase(comThreads_, GetCurrentThreadId());
 }
 
 void EventSinks::readerEnded() {
     {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         if (std::erase(comThreads_, GetCurrentThreadId()) == 0) return;
     }
     CoUninitialize();

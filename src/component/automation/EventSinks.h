@@ -61,9 +61,9 @@ private:
     ComPtr<IDispatch> reachable(std::size_t index) const;
 
     mutable Mutex mutex_;
-    std::vector<Subscription> subscriptions_;
-    std::vector<DWORD> comThreads_;  // that COM was initialised on, and is to be uninitialised
-    DWORD lastCookie_ = 0;
+    std::vector<Subscription> subscriptions_ MOVA_GUARDED_BY(mutex_);
+    std::vector<DWORD> comThreads_ MOVA_GUARDED_BY(mutex_);  // that COM was initialised on, and is to be uninitialised
+    DWORD lastCookie_ MOVA_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace mova

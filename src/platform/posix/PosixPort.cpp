@@ -112,20 +112,20 @@ void PosixPort::beginClose() {
 }
 
 int PosixPort::setQueueSizes(std::uint32_t input, std::uint32_t output) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     inputQueue_ = input;
     outputQueue_ = output;
     return 0;
 }
 
 int PosixPort::setTimeouts(const PortTimeouts& timeouts) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     timeouts_ = timeouts;
     return 0;
 }
 
 PortTimeouts PosixPort::timeouts() const {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     return timeouts_;
 }
 
@@ -142,14 +142,14 @@ int PosixPort::properties(PortProperties& out) const {
     out.settableBaud = kAnyBaud | kStandardBauds;
     out.settableData = kDataBits5To8;
     out.settableStopParity = kAllStopAndParity;
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     out.currentRxQueue = inputQueue_;
     out.currentTxQueue = outputQueue_;
     return 0;
 }
 
 int PosixPort::lineSettings(LineSettings& out) const {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     LineSettings settings = remembered_;
     if (const int error = readSettings(descriptor(), settings)) return error;
     out = settings;
@@ -157,7 +157,7 @@ int PosixPort::lineSettings(LineSettings& out) const {
 }
 
 int PosixPort::setLineSettings(const LineSettings& settings) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     if (const int error = applySettings(descriptor(), settings)) return error;
     remembered_ = settings;
     remembered_.length = sizeof settings;
@@ -200,7 +200,7 @@ int PosixPort::clearErrors(std::uint32_t& errorBits, PortStatus* status) {
 
 std::uint32_t PosixPort::newErrors() {
     if (!countsErrors_) return 0;
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     serial_icounter_struct now{};
     if (ioctl(descriptor(), TIOCGICOUNT, &now) != 0) return 0;
     std::uint32_t bits = 0;

@@ -7,7 +7,6 @@
 #include <linux/serial.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "platform/SerialDriver.h"
@@ -63,12 +62,12 @@ private:
     bool owned_;
     bool countsErrors_;
     PosixEvent closing_;
-    mutable std::mutex mutex_;  // guards what follows
-    LineSettings remembered_;
-    PortTimeouts timeouts_;
-    std::uint32_t inputQueue_;
-    std::uint32_t outputQueue_;
-    serial_icounter_struct counts_{};
+    mutable Mutex mutex_;
+    LineSettings remembered_ MOVA_GUARDED_BY(mutex_);
+    PortTimeouts timeouts_ MOVA_GUARDED_BY(mutex_);
+    std::uint32_t inputQueue_ MOVA_GUARDED_BY(mutex_);
+    std::uint32_t outputQueue_ MOVA_GUARDED_BY(mutex_);
+    serial_icounter_struct counts_ MOVA_GUARDED_BY(mutex_){};
 };
 
 }  // namespace mova

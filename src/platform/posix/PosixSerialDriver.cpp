@@ -49,18 +49,18 @@ ReadLimits readLimits(const PortTimeouts& timeouts, std::uint32_t capacity) {
 class PosixSerialDriver::PendingTransfers {
 public:
     void add(PosixTransfer& transfer) {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         transfers_.push_back(&transfer);
     }
     void remove(PosixTransfer& transfer) {
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         std::erase(transfers_, &transfer);
     }
     std::vector<PosixTransfer*> ofThisThread(PortHandle port);
 
 private:
-    std::mutex mutex_;
-    std::vector<PosixTransfer*> transfers_;
+    Mutex mutex_;
+    std::vector<PosixTransfer*> transfers_ MOVA_GUARDED_BY(mutex_);
 };
 
 class PosixSerialDriver::PosixTransfer final : public Transfer {
@@ -157,7 +157,7 @@ private:
 };
 
 std::vector<PosixSerialDriver::PosixTransfer*> PosixSerialDriver::PendingTransfers::ofThisThread(PortHandle port) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     std::vector<PosixTransfer*> found;
     std::copy_if(transfers_.begin(), transfers_.end(), std::back_inserter(found),
                  [port](const PosixTransfer* transfer) { return transfer->isOfThisThread(port); });

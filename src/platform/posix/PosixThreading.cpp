@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <ctime>
 #include <map>
+#include <mutex>
 #include <thread>
 
 #include "platform/posix/PosixFolders.h"
@@ -46,7 +47,7 @@ int pollUntil(std::span<pollfd> descriptors, Deadline deadline) {
 PosixEvent::PosixEvent() : descriptor_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
 
 void PosixEvent::set() {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     set_.store(static_cast<bool>(descriptor_), std::memory_order_release);
     const std::uint64_t one = 1;
     // A full counter refuses the write and is as set as it can be.
@@ -54,7 +55,7 @@ void PosixEvent::set() {
 }
 
 void PosixEvent::reset() {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     set_.store(false, std::memory_order_relaxed);
     std::uint64_t count = 0;
     // One read empties the counter; it fails when there is nothing to reset.
@@ -75,8 +76,8 @@ namespace {
 
 class PosixRecursiveMutex final : public RecursiveMutex {
 public:
-    void lock() override { mutex_.lock(); }
-    void unlock() override { mutex_.unlock(); }
+    void lock() MOVA_ACQUIRE() override { mutex_.lock(); }
+    void unlock() MOVA_RELEASE() override { mutex_.unlock(); }
 
 private:
     std::recursive_mutex mutex_;
@@ -181,6 +182,7 @@ public:
         auto argument = std::make_unique<std::shared_ptr<Shared>>(shared);
         std::unique_ptr<PosixThread> thread(new PosixThread({}, shared));
         if (pthread_create(&thread->thread_, nullptr, &PosixThread::main, argument.get()) != 0) {
+            const LockGuard guard(thread->mutex_);
             thread->joined_ = true;  // there is nothing to let go of
             return nullptr;
         }
@@ -205,7 +207,7 @@ public:
 
     bool join(std::uint32_t milliseconds) override {  // false at once on the thread itself
         {
-            const std::lock_guard guard(mutex_);
+            const LockGuard guard(mutex_);
             if (joined_) return true;
         }
         if (pthread_equal(pthread_self(), thread_)) return false;
@@ -218,7 +220,7 @@ public:
                 return false;
             }
         }
-        const std::lock_guard guard(mutex_);
+        const LockGuard guard(mutex_);
         // cppcheck-suppress knownConditionTrueFalse ; another thread may have joined while the lock was free
         if (!joined_) pthread_join(thread_, nullptr);  // it is on its way out; afterwards nothing of it is left
         joined_ = true;
@@ -253,8 +255,8 @@ private:
 
     pthread_t thread_;
     std::shared_ptr<Shared> shared_;
-    std::mutex mutex_;
-    bool joined_ = false;
+    Mutex mutex_;
+    bool joined_ MOVA_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <mutex>
 #include <span>
 #include <string>
 
@@ -43,7 +42,7 @@ public:
 
 private:
     FileDescriptor descriptor_;
-    std::mutex mutex_;  // keeps the descriptor's state and its copy together
+    Mutex mutex_;  // keeps the descriptor's state and its copy together
     std::atomic<bool> set_{false};
 };
 

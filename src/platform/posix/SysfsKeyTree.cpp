@@ -186,7 +186,7 @@ KeyTree::Key SysfsKeyTree::open(const std::string& path, KeyAccess access) {
     auto key = names.size() == kPortDepth ? portKey(names) : folderKey(names);
     if (!key) return kNoKey;
     key->access = access;
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     open_[++lastKey_] = std::move(*key);
     return lastKey_;
 }
@@ -197,7 +197,7 @@ const SysfsKeyTree::OpenKey* SysfsKeyTree::find(Key key) const {
 }
 
 bool SysfsKeyTree::subkey(Key key, std::uint32_t index, std::string& name) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     const OpenKey* const opened = find(key);
     if (opened == nullptr || opened->access != KeyAccess::Read || index >= opened->subkeys.size()) return false;
     name = opened->subkeys[index];
@@ -205,7 +205,7 @@ bool SysfsKeyTree::subkey(Key key, std::uint32_t index, std::string& name) {
 }
 
 bool SysfsKeyTree::value(Key key, const std::string& name, void* buffer, std::size_t& size) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     const OpenKey* const opened = find(key);
     if (opened == nullptr) return false;
     const auto found = opened->values.find(name);
@@ -216,7 +216,7 @@ bool SysfsKeyTree::value(Key key, const std::string& name, void* buffer, std::si
 }
 
 void SysfsKeyTree::close(Key key) {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     open_.erase(key);
 }
 

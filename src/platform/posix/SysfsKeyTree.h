@@ -8,12 +8,12 @@
 #pragma once
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <vector>
 
 #include "platform/KeyTree.h"
+#include "platform/Threading.h"
 
 namespace mova {
 
@@ -44,13 +44,13 @@ private:
     std::optional<PortEntry> portEntry(const std::string& link) const;
     std::optional<OpenKey> portKey(const std::vector<std::string_view>& names) const;
     std::optional<OpenKey> folderKey(const std::vector<std::string_view>& names) const;
-    const OpenKey* find(Key key) const;  // under the lock
+    const OpenKey* find(Key key) const MOVA_REQUIRES(mutex_);
 
     const std::filesystem::path deviceDir_;
     const std::filesystem::path sysDir_;
-    std::mutex mutex_;
-    Key lastKey_ = kNoKey;
-    std::map<Key, OpenKey> open_;
+    Mutex mutex_;
+    Key lastKey_ MOVA_GUARDED_BY(mutex_) = kNoKey;
+    std::map<Key, OpenKey> open_ MOVA_GUARDED_BY(mutex_);
 };
 
 }  // namespace mova

@@ -16,7 +16,6 @@ SRWLOCK* asLock(void** state) { return reinterpret_cast<SRWLOCK*>(state); }
 }  // namespace
 
 void Mutex::lock() noexcept { AcquireSRWLockExclusive(asLock(&state_)); }
-bool Mutex::try_lock() noexcept { return TryAcquireSRWLockExclusive(asLock(&state_)) != 0; }
 void Mutex::unlock() noexcept { ReleaseSRWLockExclusive(asLock(&state_)); }
 
 namespace {
@@ -38,12 +37,12 @@ DWORD waitAtMost(HANDLE event, std::uint32_t milliseconds) {
 Win32Event::Win32Event() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
 
 void Win32Event::set() {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     if (SetEvent(event_.get())) set_.store(true, std::memory_order_release);
 }
 
 void Win32Event::reset() {
-    const std::lock_guard guard(mutex_);
+    const LockGuard guard(mutex_);
     if (ResetEvent(event_.get())) set_.store(false, std::memory_order_relaxed);
 }
 
@@ -67,8 +66,8 @@ public:
     Win32RecursiveMutex(const Win32RecursiveMutex&) = delete;
     Win32RecursiveMutex& operator=(const Win32RecursiveMutex&) = delete;
 
-    void lock() override { EnterCriticalSection(&section_); }
-    void unlock() override { LeaveCriticalSection(&section_); }
+    void lock() MOVA_ACQUIRE() override { EnterCriticalSection(&section_); }
+    void unlock() MOVA_RELEASE() override { LeaveCriticalSection(&section_); }
 
 private:
     CRITICAL_SECTION section_{};
@@ -83,11 +82,12 @@ HANDLE createOrOpen(const char* name) {
 
 RecursiveMutex& processMutex() { return madeOnce<Win32RecursiveMutex>(); }
 
+// The process's mutex is held from acquire() to release(), which the thread safety analysis does not follow.
 class Win32NamedMutex final : public NamedMutex {
 public:
     explicit Win32NamedMutex(const std::string& name) : mutex_(createOrOpen(name.c_str())) {}
 
-    bool acquire() override {
+    bool acquire() MOVA_NO_THREAD_SAFETY_ANALYSIS override {
         const DWORD outcome = mutex_ ? WaitForSingleObject(mutex_.get(), INFINITE) : DWORD{WAIT_FAILED};
         if (outcome == WAIT_OBJECT_0 || outcome == WAIT_ABANDONED) return true;
         processMutex().lock();
@@ -95,7 +95,7 @@ public:
         return true;
     }
 
-    void release() override {  // by the thread that holds it
+    void release() MOVA_NO_THREAD_SAFETY_ANALYSIS override {  // by the thread that holds it
         if (processMutexHolds_ > 0) {
             --processMutexHolds_;
             processMutex().unlock();

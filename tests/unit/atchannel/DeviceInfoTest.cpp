@@ -75,7 +75,7 @@ constexpr const char* kReadIdentity = "AT*MOVA=0C00800101060080000310010018";
 
 TEST_F(DeviceInfoTest, NeverWrittenFieldReadsAsTheEmptyText) {
     // Length 60 + 6 = 42; frame 3 + 68 + 1 = 48; the 60 bytes of FF cancel out: 48^80^01^42^80^03^10^01 = 19
-    expectRequest("AT*MOVA=0C0080010106008000031001001" "8", "*MOVA=48008000014200800003100100" + std::string(120, 'F') + "19");
+    expectRequest("AT*MOVA=0C00800101060080000310010018", "*MOVA=48008000014200800003100100" + std::string(120, 'F') + "19");
     const auto answer = info.ask(3, 0, "");
     EXPECT_EQ(answer.code, 0u);
     EXPECT_EQ(answer.text, "");
@@ -107,7 +107,7 @@ TEST_F(DeviceInfoTest, TheValuesOfAFlashEntryAreTrimmed) {
 
 TEST_F(DeviceInfoTest, AFailingObjectGivesItsCode) {
     // Status 15: 0C^80^01^06^80^0F^03^10^01 = 16
-    expectRequest("AT*MOVA=0C0080010106008000031001001" "8", "*MOVA=0C008000010600800F0310010016");
+    expectRequest("AT*MOVA=0C00800101060080000310010018", "*MOVA=0C008000010600800F0310010016");
     EXPECT_EQ(info.ask(3, 0, "").code, 0x8310u);
 }
 

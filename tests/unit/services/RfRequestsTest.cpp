@@ -46,7 +46,7 @@ TEST_F(RfRequestsTest, TableIsBoundedByItsLengthByTheArrayAndBy1024) {
     EXPECT_EQ(rf.changeTable(7, 1, 2, 2000, std::vector<std::uint8_t>(2000, 0)), 0u);
     // Eleven segments: ten of 100 bytes and one of 24.
     EXPECT_EQ(comm.writes().size(), 11u);
-    EXPECT_EQ(comm.writes().back().bytes.substr(0, 28), "AT*MOVA=2100070102001800" "0B0B");
+    EXPECT_EQ(comm.writes().back().bytes.substr(0, 28), "AT*MOVA=21000701020018000B0B");
 }
 
 TEST_F(RfRequestsTest, EmptyTableIsOneFrameOfEightBytes) {
@@ -108,8 +108,8 @@ TEST_F(RfRequestsTest, TextFormReadsMissingAndBadTokensAsZeroAndCutsToTheWidth) 
     EXPECT_EQ(rf.byText(1, 1, "258,65539,x"), 0u);  // access 2, index 3, parameter 0
     EXPECT_EQ(rf.byText(1, 1, "-1,,1"), 0u);        // access 0xFF, index 0, parameter 1
     EXPECT_THAT(comm.writeTexts(),
-                ElementsAre("AT*MOVA=0B0001000000020000000000" "08\r", "AT*MOVA=0B0001020300020000000000" "09\r",
-                            "AT*MOVA=0B0001FF0000020000000100" "F6\r"));
+                ElementsAre("AT*MOVA=0B000100000002000000000008\r", "AT*MOVA=0B000102030002000000000009\r",
+                            "AT*MOVA=0B0001FF0000020000000100F6\r"));
 }
 
 TEST_F(RfRequestsTest, TextFormTakesWholePairsOfHexDigitsAndCountsOtherCharactersAsZero) {
@@ -137,7 +137,7 @@ TEST_F(RfAcknowledgementTest, SynchronousRequestWaitsForItsConfirmationWhichStay
 TEST_F(RfAcknowledgementTest, EachSegmentIsAcknowledgedBeforeTheNextIsWritten) {
     session.answerTerminator = "OK";
     const std::string first = "AT*MOVA=6D000102030064000102" + std::string(200, '0') + "0A\r";
-    const std::string second = "AT*MOVA=0A000102030001000202" "00" "0B\r";
+    const std::string second = "AT*MOVA=0A000102030001000202000B\r";
     comm.expect(first).reply("OK\r\n", 30ms);
     comm.expect(second).reply("OK\r\n", 30ms);
     EXPECT_EQ(rf.changeTable(1, 2, 3, 101, std::vector<std::uint8_t>(101, 0)), 0u);
