@@ -58,7 +58,9 @@ public:
         std::uint32_t length = 0;
         std::string data;
     };
-    Item fetchBytes();  // the first general confirmation; length in bytes
+    // The first general confirmation; length in bytes. Deliberate: a half byte at the end is in the data and does not
+    // count.
+    Item fetchBytes();
     Item fetchText();   // the same as hexadecimal text, also logged; length in characters
 
 private:
