@@ -46,7 +46,7 @@ struct QueuedItem {
     std::uint32_t remained = 0;  // records of every kind that are left in the queue
     std::uint32_t length = 0;    // bytes of data; of the text form, characters
     std::uint32_t error = 0;     // always 0
-    std::string data;            // empty when there was no confirmation
+    std::string data;            // empty when there was no confirmation; a half byte at its end does not count
 };
 
 struct AtResult {
@@ -144,7 +144,7 @@ public:
     // --- confirmation queue
 
     // Takes the first general (RF) confirmation. A queue of more than 100 records is emptied before the next is filed.
-    QueuedItem FetchQueuedCnfItem();      // data: the payload's bytes, length of them
+    QueuedItem FetchQueuedCnfItem();      // data: the payload's bytes
     QueuedItem FetchQueuedCnfTextItem();  // data: hexadecimal text
     // Takes in what waits, then empties port, pending text and queue.
     void ClearQueue();

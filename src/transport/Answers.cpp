@@ -58,7 +58,6 @@ Answers::Item Answers::fetchBytes() {
     if (fetched.record.valid == 1) {
         item.length = static_cast<std::uint32_t>(fetched.record.hexData.size() / 2);
         item.data = std::move(fetched.record.byteData);
-        item.data.resize(item.length);
     }
     return item;
 }

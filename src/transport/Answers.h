@@ -58,8 +58,10 @@ public:
         std::uint32_t length = 0;
         std::string data;
     };
-    Item fetchBytes() MOVA_REQUIRES(portLockRole);  // the first general confirmation; length in bytes
-    Item fetchText() MOVA_REQUIRES(portLockRole);   // the same as hexadecimal text, also logged; length in characters
+    // The first general confirmation; length in bytes. Deliberate: a half byte at the end is in the data and does not
+    // count.
+    Item fetchBytes() MOVA_REQUIRES(portLockRole);
+    Item fetchText() MOVA_REQUIRES(portLockRole);  // the same as hexadecimal text, also logged; length in characters
 
 private:
     void deliver(MovaRetCmdTag record) MOVA_REQUIRES(portLockRole) override;

@@ -102,8 +102,7 @@ std::string PlainModel::fetch(bool asText) {
     if (record.valid == 0) return remained + resultText(0, 0, "");
     const std::size_t bytes = record.hexData.size() / 2;
     if (asText) return remained + resultText(0, static_cast<std::int64_t>(record.hexData.size()), record.hexData);
-    return remained +
-           resultText(0, static_cast<std::int64_t>(bytes), hexOf(lenientBytes(record.hexData.substr(0, 2 * bytes))));
+    return remained + resultText(0, static_cast<std::int64_t>(bytes), hexOf(lenientBytes(record.hexData)));
 }
 
 std::string PlainModel::clear() {

@@ -213,6 +213,15 @@ TEST(FailedExchanges, AnAnswerThatIsMissingOrLate) {
     EXPECT_EQ(verdictOf({{0, kRfRequest}}), (Verdict{Outcome::Failed, 0x4004, "no answer"}));
 }
 
+// Without an answer the component reads option (command) 0: what asked for another fails.
+TEST(FailedExchanges, OptionAndCommandZeroNeedNoAnswer) {
+    const auto unanswered = [](const char* request) { return verdictOf({{0, request}, {1, kAck}, {1, kOk}}); };
+    EXPECT_EQ(unanswered("HCI-S 0900#A00101-0200-00%\n0102A8\r"), (Verdict{Outcome::Good, 0, ""}));
+    EXPECT_EQ(unanswered("WIFI-S 0800#B00101-00-00-0000%\nB8\r"), (Verdict{Outcome::Good, 0, ""}));
+    EXPECT_EQ(unanswered("HCI-S 0900#A00101-0200-04%\n0102AC\r").code, 0x4203U);
+    EXPECT_EQ(unanswered("WIFI-S 0A00#B00101-21-00-0200%\nAABB88\r").code, 0x4203U);
+}
+
 TEST(FailedExchanges, TheChecksOfAnE2pReply) {
     const auto read = [](const char* reply) { return verdictOf({{0, kReadRequest}, {1, kAck}, {1, reply}, {1, kOk}}); };
     const auto write = [](const char* reply) {

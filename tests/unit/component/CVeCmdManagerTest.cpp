@@ -310,6 +310,36 @@ TEST_F(CVeCmdManagerTest, ReleaseEndsAnObjectWhoseThreadTheEventRefused) {
     EXPECT_FALSE(comm.isOpen());
 }
 
+// Frames as the services' own tests have them.
+TEST_F(CVeCmdManagerTest, HciActionHasATextWithTheCodesOfTheReplysChecksAndNoneWithTheOthers) {
+    open();
+    const auto hci = [&](std::int32_t option, const std::string& request, const std::string& answer) {
+        comm.expect(request + "\r").reply("*MOVA=ACK\r\n" + answer + "OK\r\n", 5ms);
+        return manager->HciAction(option, "0102");
+    };
+    TextResult result = hci(4, "AT*MOVA=0900A001010200040102AC", "*MOVA=0900A0000102000500CC63\r\n");
+    EXPECT_EQ(result.code, 0x4203u);
+    EXPECT_EQ(result.text, "00CC");
+    result = hci(2, "AT*MOVA=0700A00101000002A5", "*MOVA=0900A0000102000201CC65\r\n");
+    EXPECT_EQ(result.code, 0xD303u);
+    EXPECT_EQ(result.text, "01CC");
+    result = hci(4, "AT*MOVA=0900A001010200040102AC", "");
+    EXPECT_EQ(result.code, 0x4203u);
+    EXPECT_EQ(result.text, "");
+    result = hci(0, "AT*MOVA=0900A001010200000102A8", "");
+    EXPECT_EQ(result.code, 0u);
+    EXPECT_EQ(result.text, "");
+    EXPECT_EQ(manager->HciAction(6, "0102").text, std::nullopt);
+    comm.expect("AT*MOVA=0900A001010200040102AC\r");  // no answer at all
+    result = manager->HciAction(4, "0102");
+    EXPECT_EQ(result.code, 0x4004u);
+    EXPECT_EQ(result.text, std::nullopt);
+    comm.expect("AT*MOVA=0A00B0010121000200AABB88\r").reply("*MOVA=ACK\r\nOK\r\n", 5ms);
+    result = manager->WiFiAction(0x21, "AABB");
+    EXPECT_EQ(result.code, 0x4203u);
+    EXPECT_EQ(result.text, std::nullopt);
+}
+
 TEST_F(CVeCmdManagerTest, SinkFailuresOfTheStatusTextsChangeNothing) {
     platform.failures().fail(Op::DatagramWrite).always();
     open();

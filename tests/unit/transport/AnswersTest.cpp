@@ -49,18 +49,18 @@ TEST_F(AnswersTest, FetchQueuedCnfItemGivesThePayloadBytesAndTheirNumber) {
     expectNothing(answers.fetchBytes(), 0);
 }
 
-TEST_F(AnswersTest, FetchQueuedCnfItemOfHalfABytePayloadGivesTheWholeBytes) {
+TEST_F(AnswersTest, FetchQueuedCnfItemOfHalfABytePayloadCountsTheWholeBytes) {
     receive("*MOVA=0200ABCA5\r\n");
     const Answers::Item item = answers.fetchBytes();
     EXPECT_EQ(item.length, 1u);
-    EXPECT_EQ(item.data, "\xAB");
+    EXPECT_EQ(item.data, "\xAB\x0C");
 }
 
-TEST_F(AnswersTest, FetchQueuedCnfItemOfASingleCharacterGivesNoByte) {
+TEST_F(AnswersTest, FetchQueuedCnfItemOfASingleCharacterCountsNoByte) {
     receive("*MOVA=0100504\r\n");  // 01^05
     const Answers::Item item = answers.fetchBytes();
     EXPECT_EQ(item.length, 0u);
-    EXPECT_EQ(item.data, "");
+    EXPECT_EQ(item.data, "\x05");
 }
 
 TEST_F(AnswersTest, FetchQueuedCnfItemGivesLongPayloadsByteForByte) {
