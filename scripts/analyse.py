@@ -21,7 +21,7 @@ GENERATED = "build/windows-x64/src/component/automation/generated"
 TOPS = ("src", "tools", "tests/support", "tests/campaigns/soak", "benchmarks/line", "benchmarks/support", "benchmarks/windows")
 WINDOWS = re.compile(r"/(win32|automation|windows)/|(Win32|Console|ComPortLine|MailslotReceiver)\.cpp$")
 # Names that only their own file may have: the kernel's terminal settings; private ones of the same name.
-ALONE = re.compile(r"/(TermiosLine|PendingText|OperatingMode|Win32SerialDriver|ProfileFile)\.cpp$")
+ALONE = re.compile(r"/(TermiosLine|PendingText|OperatingMode|Win32SerialDriver|ProfileFile|trace/Exchanges)\.cpp$")
 FORMATTED = ("src", "include", "tools", "tests", "benchmarks", "samples/cpp")
 ROOTS = ("src", "include", "tools", "tests", "benchmarks")
 COMPILE = ["-std=c++20", "-Wall", "-Wextra", "-Wthread-safety", "-Wno-unknown-warning-option",
