@@ -9,7 +9,9 @@
 
 namespace mova {
 
+// clang-format off: it takes the attribute for an initialiser
 enum class [[nodiscard]] Code : std::uint32_t {
+    // clang-format on
     Success = 0,
     Stopped = 0x0010,  // the port was closed, or the object told to end, while an operation waited
 
@@ -75,11 +77,11 @@ enum class [[nodiscard]] Code : std::uint32_t {
     E2pStatus19 = 0x8316,
     E2pStatus20 = 0x8317,
 
-    FlashChecksum = 0xB340,        // the flash status record fails its checksum
+    FlashChecksum = 0xB340,  // the flash status record fails its checksum
     FlashCounterAtLimit = 0xB341,
     FlashNotInProgress = 0xB342,  // an entry without a start
 
-    HciStatus = 0xD303,    // not "00"
+    HciStatus = 0xD303,  // not "00"
     WifiStatus1 = 0xD380,
     WifiStatus2 = 0xD381,
 };

@@ -9,25 +9,25 @@ namespace mova {
 // SwitchOperateMode: who takes in the handset's answers, where they go, and what ends one. Every other number is
 // Synchronous.
 enum class Mode : std::uint32_t {
-    Synchronous = 0,      // the caller's thread while it waits; to the queue; every look at the port ends an answer
-    Events = 1,           // the reader thread; to ConfirmationEvents; every look at the port
-    Background = 2,       // the reader thread; to the queue; every look at the port
-    SynchronousOk = 3,    // the caller's thread; to the queue; "OK"
-    SynchronousOk4 = 4,   // the same under a second number
-    BackgroundOk = 5,     // the reader thread; to the queue; "OK"
+    Synchronous = 0,     // the caller's thread while it waits; to the queue; every look at the port ends an answer
+    Events = 1,          // the reader thread; to ConfirmationEvents; every look at the port
+    Background = 2,      // the reader thread; to the queue; every look at the port
+    SynchronousOk = 3,   // the caller's thread; to the queue; "OK"
+    SynchronousOk4 = 4,  // the same under a second number
+    BackgroundOk = 5,    // the reader thread; to the queue; "OK"
 };
 
 // AssignTimeoutConstant. Time-outs 2 and 6 are kept for callers that set them; nothing reads them.
 enum class Timeout : std::int32_t {
-    Write = 1,               // of a request on the line
-    RfAcknowledgement = 3,   // of each segment of an RF request
-    Acknowledgement = 4,     // of each segment of an E2P, HCI or WiFi request: "*MOVA=ACK", then "OK"
-    AtWrite = 5,             // of an AT command on the line
+    Write = 1,              // of a request on the line
+    RfAcknowledgement = 3,  // of each segment of an RF request
+    Acknowledgement = 4,    // of each segment of an E2P, HCI or WiFi request: "*MOVA=ACK", then "OK"
+    AtWrite = 5,            // of an AT command on the line
 };
 
 // SetAtCmdProperty, the forms that send and pause. The same number plus kPropertyWaits sends and waits for the answer.
 enum class Property : std::uint32_t {
-    Echo = 1,        // "ATE1" for parameter 1, else "ATE0"
+    Echo = 1,  // "ATE1" for parameter 1, else "ATE0"
     Wake = 2,
     UartSwap = 3,
     Call112 = 4,
@@ -93,9 +93,7 @@ constexpr std::uint32_t kStartTrace = 1;
 enum class RfRequest : std::int32_t { ChangeParameter = 1, ChangeTable = 2, TestCase = 3, Statistics = 4 };
 
 template <class Name>
-    requires std::is_enum_v<Name>
-constexpr auto number(Name name) {
-    return static_cast<std::underlying_type_t<Name>>(name);
-}
+requires std::is_enum_v<Name>
+constexpr auto number(Name name) { return static_cast<std::underlying_type_t<Name>>(name); }
 
 }  // namespace mova

@@ -18,8 +18,7 @@ Code AtCommands::send(std::string_view command, Traced traced) {
     std::string line;
     line.reserve(command.size() + 1);
     line.append(command).append(1, '\r');
-    return port_.pacedWrite(line.data(), static_cast<std::uint32_t>(line.size()),
-                            session_.timeout(Timeout::AtWrite));
+    return port_.pacedWrite(line.data(), static_cast<std::uint32_t>(line.size()), session_.timeout(Timeout::AtWrite));
 }
 
 AtCommands::Answer AtCommands::ask(std::string_view command, std::uint32_t milliseconds) {

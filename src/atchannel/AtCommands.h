@@ -19,7 +19,8 @@ public:
     static constexpr std::size_t kLongestCommand = 4094;
     static constexpr std::string_view kFinalResults = "OK|ERROR";
 
-    AtCommands(HandsetPort& port, Answers& answers, const Session& session, FileLog& log, MyDebugMsg& debug, Trace& trace)
+    AtCommands(HandsetPort& port, Answers& answers, const Session& session, FileLog& log, MyDebugMsg& debug,
+               Trace& trace)
         : port_(port), answers_(answers), session_(session), log_(log), debug_(debug), trace_(trace) {}
 
     enum class Traced : bool { No, Yes };

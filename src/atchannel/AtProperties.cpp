@@ -23,7 +23,7 @@ enum class Argument {
 
 enum class Step {
     Plain,
-    ThenWakeFrame,    // the frame's result replaces the command's
+    ThenWakeFrame,  // the frame's result replaces the command's
     AfterClearQueue,
     WakeSequence,
 };

@@ -90,7 +90,8 @@ DeviceInfo::Reply DeviceInfo::flashStatus(std::int32_t access, const Fields& par
     }
     if (result != Code::Success) return {result, {}};
     return {e2p_.writeRange(FlashStatus::kObject, FlashStatus::kRecord, FlashStatus::kStart, FlashStatus::kWidth,
-                            status.text()).code,
+                            status.text())
+                .code,
             {}};
 }
 

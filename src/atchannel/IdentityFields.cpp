@@ -87,7 +87,8 @@ std::string decodeThreeValues(const IdentityField& field, std::string_view text)
 }  // namespace
 
 const IdentityField* findIdentityField(std::int32_t option) {
-    const auto row = std::find_if(kFields.begin(), kFields.end(), [&](const IdentityField& f) { return f.option == option; });
+    const auto row =
+        std::find_if(kFields.begin(), kFields.end(), [&](const IdentityField& f) { return f.option == option; });
     return row == kFields.end() ? nullptr : &*row;
 }
 

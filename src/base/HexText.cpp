@@ -32,9 +32,7 @@ constexpr auto kPairs = makePairs();
 
 void encodeHexTo(std::span<const std::uint8_t> bytes, char* out) {
     constexpr std::uint8_t kToLetters = 'A' - '9' - 1;
-    const auto digit = [](std::uint8_t value) {
-        return static_cast<char>(value + '0' + (value > 9 ? kToLetters : 0));
-    };
+    const auto digit = [](std::uint8_t value) { return static_cast<char>(value + '0' + (value > 9 ? kToLetters : 0)); };
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         out[2 * i] = digit(static_cast<std::uint8_t>(bytes[i] >> 4));
         out[2 * i + 1] = digit(bytes[i] & 15);

@@ -107,8 +107,7 @@ Code CVeCmdManager::SetDeviceHandle(std::int32_t handle) {
     return core_->port.isSerial() ? core_->port.device().setHandle(handle) : Code::NotSerial;
 }
 
-Code CVeCmdManager::SetCommDeviceType(std::int16_t type, std::int32_t port,
-                                               std::int32_t baudRate) {
+Code CVeCmdManager::SetCommDeviceType(std::int16_t type, std::int32_t port, std::int32_t baudRate) {
     constexpr std::int32_t kReset = 5;  // 6 keeps its value
     const PortLock lock(core_);
     core_->port.setDeviceType(type, port, baudRate);
@@ -237,8 +236,7 @@ void CVeCmdManager::SwitchCommFlowControlMode(std::int32_t mode) {
 
 // --- logging
 
-Code CVeCmdManager::ActivateMovaLogging(const std::string& fileName, std::uint32_t startTick,
-                                                 std::uint32_t request) {
+Code CVeCmdManager::ActivateMovaLogging(const std::string& fileName, std::uint32_t startTick, std::uint32_t request) {
     return core_->trace.activate(fileName, startTick, request);
 }
 

@@ -32,14 +32,13 @@ Code CVeCmdManager::RfGeneralTestReq(std::uint8_t service, std::uint16_t index) 
 }
 
 Code CVeCmdManager::RfChangeParamReq(std::uint8_t request, std::uint8_t access, std::uint16_t index,
-                                              std::uint16_t parameter) {
+                                     std::uint16_t parameter) {
     const PortLock lock(core_);
     return core_->rf.changeParameter(request, access, index, parameter);
 }
 
 Code CVeCmdManager::RfChangeTableReq(std::uint8_t request, std::uint8_t access, std::uint16_t index,
-                                              std::uint16_t length,
-                                              std::optional<std::span<const std::uint8_t>> array) {
+                                     std::uint16_t length, std::optional<std::span<const std::uint8_t>> array) {
     const PortLock lock(core_);
     return core_->rf.changeTable(request, access, index, length, array);
 }
@@ -155,7 +154,8 @@ TextResult CVeCmdManager::HciAction(std::int32_t option, const std::string& hexC
     const PortLock lock(core_);
     TextReply reply = core_->actions.hci(option, hexCommand);
     // Deliberate: the codes of the reply's checks come with its data; what ends the action before has none.
-    if (reply.code == Code::WrongCommandEcho || reply.code == Code::HciStatus) return {reply.code, std::move(reply.data)};
+    if (reply.code == Code::WrongCommandEcho || reply.code == Code::HciStatus)
+        return {reply.code, std::move(reply.data)};
     return toResult(std::move(reply));
 }
 

@@ -39,8 +39,7 @@ public:
     bool isCurrent();  // called on the reader thread itself
     // Waits until the thread has ended; between short waits letCallsIn runs. False when it has not ended in time.
     // On the reader thread itself it does not wait. The reader may want the port's lock before it ends.
-    bool awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn)
-        MOVA_EXCLUDES(portLockRole);
+    bool awaitEnd(std::uint32_t milliseconds, const std::function<void()>& letCallsIn) MOVA_EXCLUDES(portLockRole);
 
 private:
     void run(const Work& work);

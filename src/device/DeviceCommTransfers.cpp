@@ -40,8 +40,7 @@ Code DeviceComm::ReadData(void* buffer, std::int32_t capacity, std::uint32_t& by
     if (!isOpen() || capacity < 1) return Code::NotOpen;
     ClearDeviceError();  // deliberate: the transfer goes ahead even when the errors would not clear
     const auto size = static_cast<std::uint32_t>(capacity);
-    const Code result =
-        overlapped_ ? overlappedRead(buffer, size, bytesRead) : blockingRead(buffer, size, bytesRead);
+    const Code result = overlapped_ ? overlappedRead(buffer, size, bytesRead) : blockingRead(buffer, size, bytesRead);
     if (result == Code::Success && traceReceive_ && bytesRead > 0) {
         message("DC Recv: %s", encodeHex(std::string_view(static_cast<const char*>(buffer), bytesRead)).c_str());
     }
@@ -54,16 +53,10 @@ Code DeviceComm::overlappedRead(void* buffer, std::uint32_t capacity, std::uint3
     if (begun == BeginResult::Pending) {
         PendingTransfer pending(serial_, handle_, *reading_);
         switch (pending.await(stop_, readTimeout_)) {
-            case WaitResult::Stopped:
-                message("Get Stop Event in ReadData");
-                return Code::Stopped;
-            case WaitResult::TimedOut:
-                message("Read Timeout");
-                return Code::NoAnswer;
-            case WaitResult::Failed:
-                return Code::WaitFailed;
-            case WaitResult::Signalled:
-                break;
+            case WaitResult::Stopped: message("Get Stop Event in ReadData"); return Code::Stopped;
+            case WaitResult::TimedOut: message("Read Timeout"); return Code::NoAnswer;
+            case WaitResult::Failed: return Code::WaitFailed;
+            case WaitResult::Signalled: break;
         }
     }
     if (!serial_.finish(handle_, *reading_, bytesRead)) {
@@ -99,16 +92,10 @@ Code DeviceComm::overlappedWrite(const void* data, std::uint32_t length, std::ui
     if (begun == BeginResult::Pending) {
         PendingTransfer pending(serial_, handle_, *writing_);
         switch (pending.await(stop_, writeTimeout_)) {
-            case WaitResult::Stopped:
-                message("Get Stop Event in WriteData");
-                return Code::Stopped;
-            case WaitResult::TimedOut:
-                message("Write Timeout");
-                return Code::WriteTimeout;
-            case WaitResult::Failed:
-                return Code::WaitFailed;
-            case WaitResult::Signalled:
-                break;
+            case WaitResult::Stopped: message("Get Stop Event in WriteData"); return Code::Stopped;
+            case WaitResult::TimedOut: message("Write Timeout"); return Code::WriteTimeout;
+            case WaitResult::Failed: return Code::WaitFailed;
+            case WaitResult::Signalled: break;
         }
     }
     if (!serial_.finish(handle_, *writing_, bytesWritten)) {

@@ -19,7 +19,8 @@ Code DirectAccess::writeHex(std::string_view hexText, std::int32_t count, std::u
     written = 0;
     if (count < 1) return Code::Success;
     const std::string bytes = decodeHex(hexText.substr(0, 2 * static_cast<std::size_t>(count)));
-    return writeBytes(reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::int32_t>(bytes.size()), written);
+    return writeBytes(reinterpret_cast<const std::uint8_t*>(bytes.data()), static_cast<std::int32_t>(bytes.size()),
+                      written);
 }
 
 Code DirectAccess::writeBytes(const std::uint8_t* bytes, std::int32_t count, std::uint32_t& written) {
@@ -78,7 +79,8 @@ std::optional<std::string> DirectAccess::collect(std::int32_t option, std::int32
             if (seen == WaitResult::Failed) platform_.clock.sleep(kPollPause);  // a wait that fails takes no time
             continue;
         }
-        const std::uint32_t bytesRead = readInto(collected.data() + count, std::min(waitingBytes, kCollectionSize - count));
+        const std::uint32_t bytesRead =
+            readInto(collected.data() + count, std::min(waitingBytes, kCollectionSize - count));
         if (port_.deviceType() == HandsetPort::kSlowDevice) platform_.clock.sleep(HandsetPort::kSlowDevicePause);
         if (bytesRead == 0) platform_.clock.sleep(1);  // a full buffer goes on to the deadline without spinning
         count += bytesRead;

@@ -51,7 +51,7 @@ Code HandsetPort::open() {
         }
         if (device_.isOpen()) static_cast<void>(device_.CloseDevice());  // the open that follows tells
         const Code result = device_.openByNumber(static_cast<std::uint16_t>(portNumber_),
-                                                  static_cast<std::uint32_t>(baudRate_), handle_);
+                                                 static_cast<std::uint32_t>(baudRate_), handle_);
         if (result != Code::Success) {
             trace_.record(TraceKind::FreeText, "Open Device Fail");
             return result;
@@ -152,7 +152,8 @@ void HandsetPort::switchFlowControlMode(std::int32_t mode) {
     if (!isSerial()) return;
     constexpr std::int32_t kFallback = number(FlowControl::XonXoff);  // deliberate: not the device's own default
     // Deliberate: callers are not told what the port made of it.
-    static_cast<void>(device_.setFlowControlMode(static_cast<std::uint8_t>(mode >= number(FlowControl::RtsHandshake) && mode <= number(FlowControl::None) ? mode : kFallback)));
+    static_cast<void>(device_.setFlowControlMode(static_cast<std::uint8_t>(
+        mode >= number(FlowControl::RtsHandshake) && mode <= number(FlowControl::None) ? mode : kFallback)));
 }
 
 }  // namespace mova

@@ -18,7 +18,7 @@ namespace mova {
 
 class HandsetPort {
 public:
-    static constexpr std::int32_t kSlowDevice = 2;            // device type whose polling pauses are longer
+    static constexpr std::int32_t kSlowDevice = 2;          // device type whose polling pauses are longer
     static constexpr std::uint32_t kSlowDevicePause = 100;  // milliseconds
 
     HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace);

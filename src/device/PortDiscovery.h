@@ -35,7 +35,7 @@ private:
     struct Search {
         const char* valueName;
         std::string pattern;
-        int skip;              // matches still to pass over
+        int skip;  // matches still to pass over
         bool ignoreCase;
         bool serialEnumerator;  // only devices whose upper filter is the serial enumerator
     };

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "base/Text.h"
 #include "base/MadeOnce.h"
+#include "base/Text.h"
 #include "platform/Threading.h"
 
 namespace mova {
@@ -99,8 +99,7 @@ void append(Platform& platform, const std::string& path, const std::string& line
 
 }  // namespace
 
-Code Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
-                  LogDirection direction) {
+Code Log(Platform& platform, const std::string& path, LogType type, std::string_view message, LogDirection direction) {
     try {
         remember(path);
         if (!path.empty()) append(platform, path, makeLine(platform, type, message, direction));

@@ -31,7 +31,7 @@ enum class LogDirection { Received, Sent };
 // Success when the line was handled (a file that cannot be opened or written drops it without a report), LogPathEmpty
 // when the path is empty. A type outside the table writes an "[UNKNOWN]" line.
 Code Log(Platform& platform, const std::string& path, LogType type, std::string_view message,
-                  LogDirection direction = LogDirection::Received);
+         LogDirection direction = LogDirection::Received);
 
 // The path of the last call in this process, whichever object made it.
 std::string lastLogPath();

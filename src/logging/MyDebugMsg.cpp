@@ -15,8 +15,7 @@ constexpr std::uint32_t kGraceBeforeTermination = 1000;
 }  // namespace
 
 struct MyDebugMsg::Probe {
-    explicit Probe(Platform& p)
-        : platform(p), done(p.threading.makeEvent()), stop(p.threading.makeEvent()) {}
+    explicit Probe(Platform& p) : platform(p), done(p.threading.makeEvent()), stop(p.threading.makeEvent()) {}
 
     void search() noexcept {
         try {

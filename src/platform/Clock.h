@@ -6,7 +6,7 @@
 namespace mova {
 
 struct LocalTime {
-    int year = 0;  // four digits
+    int year = 0;   // four digits
     int month = 0;  // 1 to 12
     int day = 0;
     int hour = 0;

@@ -13,7 +13,7 @@ public:
     static constexpr Handle kInvalid = -1;
 
     virtual ~DatagramChannel() = default;
-    virtual Handle open(const std::string& name) = 0;  // for writing; kInvalid when nobody listens
+    virtual Handle open(const std::string& name) = 0;                  // for writing; kInvalid when nobody listens
     virtual bool write(Handle channel, std::string_view message) = 0;  // one message, whole
     virtual void close(Handle channel) = 0;
 };

@@ -45,12 +45,11 @@ Reply parseReply(std::string_view text) {
 
 // The handset echoes what these commands sent.
 bool echoesData(E2pCommand command) {
-    return command == E2pCommand::Write || command == E2pCommand::Password || command == E2pCommand::AuthenticationKey ||
-           command == E2pCommand::SerialNumber;
+    return command == E2pCommand::Write || command == E2pCommand::Password ||
+           command == E2pCommand::AuthenticationKey || command == E2pCommand::SerialNumber;
 }
 
-Code check(const Reply& reply, E2pCommand command, std::uint16_t object, std::uint16_t record,
-                    std::string_view sent) {
+Code check(const Reply& reply, E2pCommand command, std::uint16_t object, std::uint16_t record, std::string_view sent) {
     if (reply.command != static_cast<std::uint8_t>(command)) return Code::WrongCommandEcho;
     if (reply.status != 0) return e2pStatusCode(reply.status);
     if (reply.object != object) return Code::WrongObject;

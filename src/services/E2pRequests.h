@@ -42,7 +42,8 @@ public:
         std::string data;
     };
 
-    E2pRequests(RequestSender& sender, Answers& answers, FileLog& log) : sender_(sender), answers_(answers), log_(log) {}
+    E2pRequests(RequestSender& sender, Answers& answers, FileLog& log)
+        : sender_(sender), answers_(answers), log_(log) {}
 
     TextReply request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data = {})
         MOVA_REQUIRES(portLockRole);

@@ -20,9 +20,9 @@ struct HciOption {
 };
 
 constexpr std::array kHciOptions{
-    HciOption{0, true, kUsualTimeout, false}, HciOption{1, false, 10000, true},
-    HciOption{2, false, kUsualTimeout, true}, HciOption{3, false, kUsualTimeout, false},
-    HciOption{4, true, kUsualTimeout, false}, HciOption{5, true, kUsualTimeout, false},
+    HciOption{0, true, kUsualTimeout, false},  HciOption{1, false, 10000, true},
+    HciOption{2, false, kUsualTimeout, true},  HciOption{3, false, kUsualTimeout, false},
+    HciOption{4, true, kUsualTimeout, false},  HciOption{5, true, kUsualTimeout, false},
     HciOption{16, true, kUsualTimeout, false},
 };
 
@@ -38,7 +38,8 @@ Code wifiStatusCode(std::uint8_t status) {
 Code checkHci(const HciOption& option, std::string_view text) {
     const std::uint8_t echoed = text.size() < kHciHeader ? std::uint8_t{0} : hexByteAt(text, 4);
     if (echoed != static_cast<std::uint8_t>(option.option)) return Code::WrongCommandEcho;
-    if (option.hasStatus && (text.size() < kHciHeader + 2 || text.substr(kHciHeader, 2) != "00")) return Code::HciStatus;
+    if (option.hasStatus && (text.size() < kHciHeader + 2 || text.substr(kHciHeader, 2) != "00"))
+        return Code::HciStatus;
     return Code::Success;
 }
 

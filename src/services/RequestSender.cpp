@@ -11,7 +11,7 @@ constexpr std::size_t kLongestMessage = 10239;  // what a request record holds, 
 }  // namespace
 
 Code RequestSender::send(const Delivery& delivery, std::size_t segments,
-                                  const std::function<std::string(std::size_t)>& payload) {
+                         const std::function<std::string(std::size_t)>& payload) {
     const bool confirmed = delivery.acknowledgement == Delivery::Acknowledgement::Confirmation;
     const bool awaited = !confirmed || session_.synchronous;
     if (awaited) answers_.startAfresh();
@@ -21,8 +21,8 @@ Code RequestSender::send(const Delivery& delivery, std::size_t segments,
         result = sendSegment(number == 1 ? delivery.firstSegment : delivery.laterSegment, frame);
         if (result != Code::Success || !awaited) continue;
         // Each segment is acknowledged before the next is written.
-        result = confirmed ? answers_.waitForConfirmation(session_.timeout(Timeout::RfAcknowledgement))
-                           : awaitAckThenOk();
+        result =
+            confirmed ? answers_.waitForConfirmation(session_.timeout(Timeout::RfAcknowledgement)) : awaitAckThenOk();
     }
     return result;
 }
@@ -43,8 +43,7 @@ Code RequestSender::sendSegment(TraceKind kind, const std::string& frame) {
     debug_.post("Send: " + frame);
     log_.write(LogType::At, frame + "\n", LogDirection::Sent);
     trace_.record(kind, std::string_view(frame).substr(kRequestPrefix.size()));
-    return port_.pacedWrite(frame.data(), static_cast<std::uint32_t>(frame.size()),
-                            session_.timeout(Timeout::Write));
+    return port_.pacedWrite(frame.data(), static_cast<std::uint32_t>(frame.size()), session_.timeout(Timeout::Write));
 }
 
 Code RequestSender::awaitAckThenOk() {

@@ -36,12 +36,13 @@ constexpr Delivery Wifi{TraceKind::WifiFirstSent, TraceKind::WifiLaterSent, AckT
 
 class RequestSender {
 public:
-    RequestSender(HandsetPort& port, Answers& answers, const Session& session, FileLog& log, MyDebugMsg& debug, Trace& trace)
+    RequestSender(HandsetPort& port, Answers& answers, const Session& session, FileLog& log, MyDebugMsg& debug,
+                  Trace& trace)
         : port_(port), answers_(answers), session_(session), log_(log), debug_(debug), trace_(trace) {}
 
     // payload(n) gives segment n (from 1) as hexadecimal text. No segments: nothing is sent, result 0.
-    Code send(const Delivery& delivery, std::size_t segments,
-                       const std::function<std::string(std::size_t)>& payload) MOVA_REQUIRES(portLockRole);
+    Code send(const Delivery& delivery, std::size_t segments, const std::function<std::string(std::size_t)>& payload)
+        MOVA_REQUIRES(portLockRole);
 
     // A text family's message, cut into segments of 240 characters behind family byte, segment count and number.
     Code sendText(const Delivery& delivery, Family family, std::string_view message) MOVA_REQUIRES(portLockRole);

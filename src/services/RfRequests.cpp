@@ -16,14 +16,14 @@ constexpr std::size_t kSegment = 100;
 
 Code RfRequests::generalTest(std::uint8_t service, std::uint16_t index) { return send(service, 0, index, {}); }
 
-Code RfRequests::changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index,
-                                          std::uint16_t value) {
-    const std::array<std::uint8_t, 2> data{static_cast<std::uint8_t>(value & 0xFF), static_cast<std::uint8_t>(value >> 8)};
+Code RfRequests::changeParameter(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t value) {
+    const std::array<std::uint8_t, 2> data{static_cast<std::uint8_t>(value & 0xFF),
+                                           static_cast<std::uint8_t>(value >> 8)};
     return send(request, access, index, data);
 }
 
-Code RfRequests::changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index,
-                                      std::uint16_t length, std::optional<Bytes> table) {
+Code RfRequests::changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t length,
+                             std::optional<Bytes> table) {
     if (!table) return Code::WrongArrayType;
     return send(request, access, index, table->first(std::min({std::size_t{length}, kMostData, table->size()})));
 }

@@ -29,7 +29,7 @@ public:
         MOVA_REQUIRES(portLockRole);
     // Sends the smallest of length, kMostData and what the table holds. No table: WrongArrayType, nothing sent.
     Code changeTable(std::uint8_t request, std::uint8_t access, std::uint16_t index, std::uint16_t length,
-                              std::optional<Bytes> table) MOVA_REQUIRES(portLockRole);
+                     std::optional<Bytes> table) MOVA_REQUIRES(portLockRole);
     Code testCase(std::uint8_t request, std::uint8_t access) MOVA_REQUIRES(portLockRole);
     // One of the above by number, its arguments from a text of values separated by ",".
     Code byText(std::int32_t kind, std::uint8_t request, std::string_view parameter) MOVA_REQUIRES(portLockRole);

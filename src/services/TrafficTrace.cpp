@@ -21,9 +21,9 @@ struct Field {
 
 enum class Tail {
     None,
-    Rest,      // from a position to the end
-    Lines,     // the same in lines of 100 characters, each with its line end
-    LastSix,   // deliberate: the last six characters, in lines, not what follows the fields
+    Rest,     // from a position to the end
+    Lines,    // the same in lines of 100 characters, each with its line end
+    LastSix,  // deliberate: the last six characters, in lines, not what follows the fields
 };
 
 struct Row {
@@ -141,8 +141,8 @@ Code TrafficTrace::activate(const std::string& fileName, std::uint32_t startTick
         active_ = false;
         return Code::Success;
     }
-    const bool opened = canOpen(fileName, FileMode::TextAppend) ||
-                        canOpen(platform_.host.fallbackTraceFile(), FileMode::TextTruncate);
+    const bool opened =
+        canOpen(fileName, FileMode::TextAppend) || canOpen(platform_.host.fallbackTraceFile(), FileMode::TextTruncate);
     const LockGuard guard(mutex_);
     if (opened) {
         startTick_ = startTick;

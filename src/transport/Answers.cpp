@@ -16,9 +16,7 @@ Code Answers::wait(std::uint32_t milliseconds, std::string_view terminators) {
     return result;
 }
 
-void Answers::dropRecords(Purge purge) {
-    queue_.clear(trace_, purge == Purge::Yes ? &engine_.pending() : nullptr);
-}
+void Answers::dropRecords(Purge purge) { queue_.clear(trace_, purge == Purge::Yes ? &engine_.pending() : nullptr); }
 
 void Answers::discardInput() {
     if (!port_.hasHandle()) return;

@@ -21,8 +21,8 @@ namespace mova {
 class Answers : private RecordSink {
 public:
     // events is told of finished records in the unsolicited mode.
-    Answers(Platform& platform, HandsetPort& port, const Session& session, FileLog& log, MyDebugMsg& debug, Trace& trace,
-            RecordEvents& events)
+    Answers(Platform& platform, HandsetPort& port, const Session& session, FileLog& log, MyDebugMsg& debug,
+            Trace& trace, RecordEvents& events)
         : platform_(platform),
           port_(port),
           session_(session),

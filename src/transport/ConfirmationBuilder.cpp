@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "mova/Codes.h"
 #include "base/HexText.h"
 #include "base/Text.h"
+#include "mova/Codes.h"
 
 namespace mova {
 

@@ -21,7 +21,8 @@ bool isFamily(std::uint8_t value) {
 
 LineClass classifyLine(std::string_view line, std::string_view companion) {
     if (line.starts_with(kRequestPrefix)) return LineClass::Echo;
-    if (line.starts_with(kAcknowledgement) || companion.starts_with(kAcknowledgement)) return LineClass::Acknowledgement;
+    if (line.starts_with(kAcknowledgement) || companion.starts_with(kAcknowledgement))
+        return LineClass::Acknowledgement;
     if (!line.starts_with(kConfirmationPrefix) || line.size() < kShortestClassified) return LineClass::AtText;
     switch (static_cast<Family>(hexByteAt(line, kConfirmationPrefix.size() + kLengthSize))) {
         case Family::E2p: return LineClass::E2p;

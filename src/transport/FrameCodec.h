@@ -51,8 +51,8 @@ ParsedConfirmation parseConfirmation(std::string_view line);
 struct SplitPayload {
     Code status = Code::Success;  // or MalformedConfirmation
     std::uint8_t header1 = 0;
-    std::uint8_t header2 = 0;    // segment number
-    std::string_view data;       // into the payload
+    std::uint8_t header2 = 0;  // segment number
+    std::string_view data;     // into the payload
 };
 
 SplitPayload splitPayload(std::string_view payload);

@@ -12,7 +12,7 @@ namespace mova {
 class PendingText {
 public:
     struct Line {
-        std::size_t start;  // from the front of the text
+        std::size_t start;      // from the front of the text
         std::string_view text;  // right-trimmed
         std::size_t end;        // behind its "\r\n"
     };

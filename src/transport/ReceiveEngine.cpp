@@ -23,7 +23,8 @@ Code ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators
             found = process(terminators);
         }
         if (found) return Code::Success;
-        platform_.clock.sleep(port_.deviceType() == HandsetPort::kSlowDevice ? HandsetPort::kSlowDevicePause : kIdlePause);
+        platform_.clock.sleep(port_.deviceType() == HandsetPort::kSlowDevice ? HandsetPort::kSlowDevicePause
+                                                                             : kIdlePause);
         // A time-out of 0 is one pass, however coarse the tick count. Deliberate: compared as signed numbers, which
         // goes wrong for a call that spans the count of 2^31.
         if (milliseconds == 0) return Code::NoAnswer;

@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "mova/CVeCmdManager.h"
 #include "handset/PtyHandset.h"
-#include "unit/platform/TempFolder.h"
+#include "mova/CVeCmdManager.h"
 #include "platform/posix/PosixPlatform.h"
+#include "unit/platform/TempFolder.h"
 
 namespace mova::line {
 

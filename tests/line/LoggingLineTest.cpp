@@ -13,10 +13,10 @@
 #include "base/Environment.h"
 #include "line/LeftOver.h"
 #include "logging/LogWriter.h"
-#include "unit/platform/ChildProcess.h"
-#include "unit/platform/DatagramListener.h"
 #include "platform/posix/FileDescriptor.h"
 #include "services/TrafficTrace.h"
+#include "unit/platform/ChildProcess.h"
+#include "unit/platform/DatagramListener.h"
 
 namespace mova::line {
 namespace {
@@ -49,9 +49,7 @@ public:
     explicit StateFolder(const std::string& folder) : before_(environment(variable::kStateHome)) {
         setenv(variable::kStateHome, folder.c_str(), 1);
     }
-    ~StateFolder() {
-        before_ ? setenv(variable::kStateHome, before_->c_str(), 1) : unsetenv(variable::kStateHome);
-    }
+    ~StateFolder() { before_ ? setenv(variable::kStateHome, before_->c_str(), 1) : unsetenv(variable::kStateHome); }
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
 

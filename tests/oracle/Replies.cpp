@@ -11,24 +11,15 @@ std::uint32_t e2pCode(unsigned status) {
     if (status == 0) return 0;
     if (status >= 2 && status <= 12) return 0x81FF + status;
     switch (status) {
-        case 13:
-            return 0x8313;
-        case 14:
-            return 0x8314;
-        case 15:
-            return 0x8310;
-        case 16:
-            return 0x8311;
-        case 17:
-            return 0x8312;
-        case 18:
-            return 0x8315;
-        case 19:
-            return 0x8316;
-        case 20:
-            return 0x8317;
-        default:
-            return 0x820C;
+        case 13: return 0x8313;
+        case 14: return 0x8314;
+        case 15: return 0x8310;
+        case 16: return 0x8311;
+        case 17: return 0x8312;
+        case 18: return 0x8315;
+        case 19: return 0x8316;
+        case 20: return 0x8317;
+        default: return 0x820C;
     }
 }
 

@@ -67,18 +67,12 @@ std::vector<Op> allOps() {
 
 const char* nameOf(FailureKind kind) {
     switch (kind) {
-        case FailureKind::Error:
-            return "error";
-        case FailureKind::Pending:
-            return "pending";
-        case FailureKind::TimedOut:
-            return "timed out";
-        case FailureKind::WaitFailed:
-            return "wait failed";
-        case FailureKind::Stopped:
-            return "stopped";
-        case FailureKind::ShortCount:
-            return "short count";
+        case FailureKind::Error: return "error";
+        case FailureKind::Pending: return "pending";
+        case FailureKind::TimedOut: return "timed out";
+        case FailureKind::WaitFailed: return "wait failed";
+        case FailureKind::Stopped: return "stopped";
+        case FailureKind::ShortCount: return "short count";
     }
     return "?";
 }
@@ -87,18 +81,13 @@ std::vector<FailureKind> kindsOf(Op op) {
     using enum FailureKind;
     switch (op) {
         case Op::BeginRead:
-        case Op::BeginWrite:
-            return {Error, Pending, TimedOut, WaitFailed, Stopped, ShortCount};
-        case Op::Await:
-            return {TimedOut, WaitFailed, Stopped};
+        case Op::BeginWrite: return {Error, Pending, TimedOut, WaitFailed, Stopped, ShortCount};
+        case Op::Await: return {TimedOut, WaitFailed, Stopped};
         case Op::Finish:
         case Op::Read:
-        case Op::Write:
-            return {Error, ShortCount};
-        case Op::EventWait:
-            return {WaitFailed};
-        case Op::Join:
-            return {TimedOut};
+        case Op::Write: return {Error, ShortCount};
+        case Op::EventWait: return {WaitFailed};
+        case Op::Join: return {TimedOut};
         case Op::Cancel:
         case Op::CancelAll:
         case Op::MakeRecursiveMutex:
@@ -110,10 +99,8 @@ std::vector<FailureKind> kindsOf(Op op) {
         case Op::KeyClose:
         case Op::DatagramClose:
         case Op::FileClose:
-        case Op::SystemVersion:
-            return {};
-        default:
-            return {Error};
+        case Op::SystemVersion: return {};
+        default: return {Error};
     }
 }
 

@@ -7,12 +7,9 @@ namespace mova {
 namespace {
 const char* nameOf(FileMode mode) {
     switch (mode) {
-        case FileMode::LogAppend:
-            return "log append";
-        case FileMode::TextAppend:
-            return "text append";
-        case FileMode::TextTruncate:
-            return "text truncate";
+        case FileMode::LogAppend: return "log append";
+        case FileMode::TextAppend: return "text append";
+        case FileMode::TextTruncate: return "text truncate";
     }
     return "?";
 }

@@ -186,18 +186,10 @@ std::uint32_t ScriptedPort::nextErrorBits() {
 
 void ScriptedPort::drive(LineControl function) {
     switch (function) {
-        case LineControl::SetRts:
-            rts_ = true;
-            break;
-        case LineControl::ClearRts:
-            rts_ = false;
-            break;
-        case LineControl::SetDtr:
-            dtr_ = true;
-            break;
-        case LineControl::ClearDtr:
-            dtr_ = false;
-            break;
+        case LineControl::SetRts: rts_ = true; break;
+        case LineControl::ClearRts: rts_ = false; break;
+        case LineControl::SetDtr: dtr_ = true; break;
+        case LineControl::ClearDtr: dtr_ = false; break;
     }
 }
 

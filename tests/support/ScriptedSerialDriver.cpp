@@ -17,14 +17,10 @@ constexpr std::uint32_t kIncomplete = 996;
 
 const char* nameOf(LineControl function) {
     switch (function) {
-        case LineControl::SetRts:
-            return "SetRts";
-        case LineControl::ClearRts:
-            return "ClearRts";
-        case LineControl::SetDtr:
-            return "SetDtr";
-        case LineControl::ClearDtr:
-            return "ClearDtr";
+        case LineControl::SetRts: return "SetRts";
+        case LineControl::ClearRts: return "ClearRts";
+        case LineControl::SetDtr: return "SetDtr";
+        case LineControl::ClearDtr: return "ClearDtr";
     }
     return "?";
 }
@@ -433,12 +429,9 @@ WaitResult ScriptedSerialDriver::await(Transfer& record, Event* stop, std::uint3
     if (timesOut && milliseconds == kInfinite) return WaitResult::TimedOut;
     Signal* const done = timesOut || (failure && failure->kind == FailureKind::Stopped) ? nullptr : &transfer.done;
     switch (core_.scheduler.wait(done, event ? &event->signal() : nullptr, milliseconds)) {
-        case WaitOutcome::First:
-            return WaitResult::Signalled;
-        case WaitOutcome::Second:
-            return WaitResult::Stopped;
-        case WaitOutcome::TimedOut:
-            break;
+        case WaitOutcome::First: return WaitResult::Signalled;
+        case WaitOutcome::Second: return WaitResult::Stopped;
+        case WaitOutcome::TimedOut: break;
     }
     return WaitResult::TimedOut;
 }

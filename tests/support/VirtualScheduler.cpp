@@ -319,16 +319,11 @@ void VirtualScheduler::interleave(std::uint32_t seed, unsigned oneIn) {
 std::string VirtualScheduler::describe(const VirtualThread& thread) const {
     std::string text = "thread " + std::to_string(thread.id);
     switch (thread.state) {
-        case VirtualThread::State::Running:
-            return text + " runs";
-        case VirtualThread::State::Ready:
-            return text + " is ready to run";
-        case VirtualThread::State::Ended:
-            return text + " has ended";
-        case VirtualThread::State::Terminated:
-            return text + " was terminated";
-        case VirtualThread::State::Waiting:
-            break;
+        case VirtualThread::State::Running: return text + " runs";
+        case VirtualThread::State::Ready: return text + " is ready to run";
+        case VirtualThread::State::Ended: return text + " has ended";
+        case VirtualThread::State::Terminated: return text + " was terminated";
+        case VirtualThread::State::Waiting: break;
     }
     text += thread.awaited[0] || thread.awaited[1] ? " waits for " : " sleeps";
     if (thread.awaited[0]) text += thread.awaited[0]->what();

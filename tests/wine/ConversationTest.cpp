@@ -273,8 +273,7 @@ TEST(RefusedAction, CodeAndDataComeTogether) {
     EXPECT_EQ(result, 0xD303);
     EXPECT_EQ(reply.wide(), L"05AABB");
     Variant late;
-    const Outcome outcome =
-        call(manager.get(), L"HciAction", {Variant(1).raw(), Variant(L"").raw(), variable(late)});
+    const Outcome outcome = call(manager.get(), L"HciAction", {Variant(1).raw(), Variant(L"").raw(), variable(late)});
     EXPECT_EQ(outcome.value.number(), 0xD303);
     EXPECT_EQ(late.text(), L"05AABB");
 }

@@ -1,9 +1,8 @@
 // What a client sees of an exception inside an entry.
-#include "component/automation/Guard.h"
-
 #include <string>
 
 #include "Client.h"
+#include "component/automation/Guard.h"
 
 namespace mova::test {
 namespace {

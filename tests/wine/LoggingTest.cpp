@@ -85,8 +85,9 @@ TEST_F(LoggingEdges, ARefusedCommandLeavesItsErrorAndNoLineThatItWasSent) {
     EXPECT_EQ(manager->SendNormalAtCmd(0, Text(L"").get(), &code), S_OK);
     EXPECT_EQ(code, 0x2007);
     const std::wstring tooLong(4095, L'x');
-    EXPECT_EQ(call(manager.get(), L"SendNormalAtCmd", {Variant(0).raw(), Variant(tooLong.c_str()).raw()}).value.number(),
-              0x2007);
+    EXPECT_EQ(
+        call(manager.get(), L"SendNormalAtCmd", {Variant(0).raw(), Variant(tooLong.c_str()).raw()}).value.number(),
+        0x2007);
     const std::string text = fileText(log);
     EXPECT_THAT(text, Not(HasSubstr("[AT]")));
     const std::string error = "\t[ERROR CODE]: SendNormalAtCmd Fail, ErrorCode= 8199\r\n";

@@ -135,12 +135,9 @@ void keepNoFreedTexts() {
 
 std::wstring shown(const Variant& value) {
     switch (value.type()) {
-        case VT_EMPTY:
-            return L"nothing ";
-        case VT_BSTR:
-            return L"'" + value.text() + L"' ";
-        case VT_I4:
-            return std::to_wstring(value.number()) + L" ";
+        case VT_EMPTY: return L"nothing ";
+        case VT_BSTR: return L"'" + value.text() + L"' ";
+        case VT_I4: return std::to_wstring(value.number()) + L" ";
         case VT_ARRAY | VT_UI1: {
             const std::string bytes = value.bytes();
             return L"[" + std::wstring(bytes.begin(), bytes.end()) + L"] ";
@@ -155,8 +152,7 @@ std::wstring shown(const Variant& value) {
             }
             return text;
         }
-        default:
-            return L"type " + std::to_wstring(value.type()) + L" ";
+        default: return L"type " + std::to_wstring(value.type()) + L" ";
     }
 }
 

@@ -44,26 +44,16 @@ ComPtr<ITypeInfo> vtableView(ITypeLib* from) {
 
 std::string typeName(const TYPEDESC& type) {
     switch (type.vt) {
-        case VT_PTR:
-            return typeName(*type.lptdesc) + "*";
-        case VT_I2:
-            return "short";
-        case VT_I4:
-            return "long";
-        case VT_INT:
-            return "int";
-        case VT_UI1:
-            return "unsigned char";
-        case VT_UI2:
-            return "unsigned short";
-        case VT_UI4:
-            return "unsigned long";
-        case VT_BSTR:
-            return "BSTR";
-        case VT_VARIANT:
-            return "VARIANT";
-        default:
-            return "type " + std::to_string(type.vt);
+        case VT_PTR: return typeName(*type.lptdesc) + "*";
+        case VT_I2: return "short";
+        case VT_I4: return "long";
+        case VT_INT: return "int";
+        case VT_UI1: return "unsigned char";
+        case VT_UI2: return "unsigned short";
+        case VT_UI4: return "unsigned long";
+        case VT_BSTR: return "BSTR";
+        case VT_VARIANT: return "VARIANT";
+        default: return "type " + std::to_string(type.vt);
     }
 }
 

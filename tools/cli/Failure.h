@@ -11,8 +11,8 @@ namespace mova::cli {
 
 struct Failure {
     ExitStatus status = ExitStatus::Refused;
-    std::string message;     // what was not done
-    std::string hint;        // what to do about it; may be empty
+    std::string message;        // what was not done
+    std::string hint;           // what to do about it; may be empty
     Code code = Code::Success;  // the component's, 0 when it is not one of those
 };
 

@@ -62,7 +62,8 @@ void askAll(Context& context) {
     Failure first;
     for (const Question& question : kQuestions) {
         checkInterrupt();
-        const TextResult answer = handset.SpecificInfo(number(question.option), number(Access::Read), question.parameter);
+        const TextResult answer =
+            handset.SpecificInfo(number(question.option), number(Access::Read), question.parameter);
         if (answer.code == Code::Success) {
             const std::string text = tidy(answer.text.value_or(""), question.sent);
             context.result[question.key] = text;

@@ -11,14 +11,10 @@ namespace {
 
 const char* sequenceOf(Style style) {
     switch (style) {
-        case Style::Good:
-            return "\033[32m";
-        case Style::Bad:
-            return "\033[1;31m";
-        case Style::Strong:
-            return "\033[1m";
-        case Style::Faint:
-            return "\033[2m";
+        case Style::Good: return "\033[32m";
+        case Style::Bad: return "\033[1;31m";
+        case Style::Strong: return "\033[1m";
+        case Style::Faint: return "\033[2m";
     }
     return "";
 }

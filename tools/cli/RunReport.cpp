@@ -12,24 +12,13 @@ std::string xml(const std::string& text) {
     std::string escaped;
     for (const char c : text) {
         switch (c) {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            case '\n':
-                escaped += "&#10;";
-                break;
+            case '&': escaped += "&amp;"; break;
+            case '<': escaped += "&lt;"; break;
+            case '>': escaped += "&gt;"; break;
+            case '"': escaped += "&quot;"; break;
+            case '\n': escaped += "&#10;"; break;
             // Bytes beyond ASCII have no known code page here; control characters are not allowed at all.
-            default:
-                escaped += static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) >= 0x7F ? '?' : c;
+            default: escaped += static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) >= 0x7F ? '?' : c;
         }
     }
     return escaped;
@@ -43,12 +32,9 @@ std::string joined(const std::vector<std::string>& lines) {
 
 const char* nameOf(StepOutcome::Verdict verdict) {
     switch (verdict) {
-        case StepOutcome::Verdict::Passed:
-            return "passed";
-        case StepOutcome::Verdict::Failed:
-            return "failed";
-        case StepOutcome::Verdict::NotRun:
-            break;
+        case StepOutcome::Verdict::Passed: return "passed";
+        case StepOutcome::Verdict::Failed: return "failed";
+        case StepOutcome::Verdict::NotRun: break;
     }
     return "not run";
 }

@@ -126,8 +126,7 @@ bool matchesWildcard(std::string_view text, std::string_view pattern) {
 }
 
 // Empty when it is met.
-std::string unmet(const Expectation& expected, const std::vector<std::string>& output, bool failed,
-                  Code code) {
+std::string unmet(const Expectation& expected, const std::vector<std::string>& output, bool failed, Code code) {
     const auto matching = [&](auto matches) { return std::find_if(output.begin(), output.end(), matches); };
     const auto wildcard = [&](const std::string& line) { return matchesWildcard(line, expected.text); };
     switch (expected.kind) {
@@ -143,8 +142,7 @@ std::string unmet(const Expectation& expected, const std::vector<std::string>& o
                 matching([&](const std::string& line) { return std::regex_search(line, pattern); }) != output.end();
             return found ? "" : "no line holds a match of " + expected.text;
         }
-        case Expectation::Kind::Failure:
-            return failed ? "" : "it did not fail";
+        case Expectation::Kind::Failure: return failed ? "" : "it did not fail";
         case Expectation::Kind::Code: {
             if (!failed) return "it did not fail";
             if (code == parseCode(expected.text)) return "";
@@ -168,8 +166,7 @@ std::vector<ScriptStep> parseScript(const std::string& text, const std::string& 
     return Parser(path).parse(text);
 }
 
-std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed,
-                             Code code) {
+std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed, Code code) {
     for (const Expectation& expected : step.expectations) {
         const std::string problem = unmet(expected, output, failed, code);
         if (!problem.empty()) return "line " + std::to_string(expected.line) + ": " + problem;

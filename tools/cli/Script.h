@@ -37,7 +37,6 @@ struct ScriptStep {
 std::vector<ScriptStep> parseScript(const std::string& text, const std::string& path);
 
 // What of the outcome is not as expected; empty when all is. output: the lines, failed and code: how it ended.
-std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed,
-                             Code code);
+std::string unmetExpectation(const ScriptStep& step, const std::vector<std::string>& output, bool failed, Code code);
 
 }  // namespace mova::cli

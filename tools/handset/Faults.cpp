@@ -4,8 +4,8 @@ namespace mova::handset {
 
 namespace {
 constexpr std::array<std::string_view, kFaults> kNames{
-    "silence",     "wrong-checksum", "wrong-echo",        "wrong-record",    "wrong-data", "missing-ack",
-    "missing-ok",  "duplicate-segment", "skipped-segment", "two-families", "hang-up"};
+    "silence",    "wrong-checksum",    "wrong-echo",      "wrong-record", "wrong-data", "missing-ack",
+    "missing-ok", "duplicate-segment", "skipped-segment", "two-families", "hang-up"};
 }
 
 std::optional<Fault> faultByName(std::string_view name) {

@@ -10,11 +10,11 @@
 namespace mova::handset {
 
 enum class Fault : std::size_t {
-    Silence,           // no answer at all
-    WrongChecksum,     // of a confirmation
-    WrongEcho,         // the reply names another command or option
-    WrongRecord,       // the reply names another record
-    WrongData,         // an echoed data byte differs
+    Silence,        // no answer at all
+    WrongChecksum,  // of a confirmation
+    WrongEcho,      // the reply names another command or option
+    WrongRecord,    // the reply names another record
+    WrongData,      // an echoed data byte differs
     MissingAck,
     MissingOk,
     DuplicateSegment,  // the first segment comes twice

@@ -48,9 +48,7 @@ std::uint16_t wordAt(std::string_view bytes, std::size_t position) {
                                       256 * static_cast<unsigned char>(bytes[position + 1]));
 }
 
-std::string word(std::uint16_t value) {
-    return {static_cast<char>(value % 256), static_cast<char>(value / 256)};
-}
+std::string word(std::uint16_t value) { return {static_cast<char>(value % 256), static_cast<char>(value / 256)}; }
 
 Request readRequest(std::string_view body) {
     constexpr std::size_t kLength = 2;

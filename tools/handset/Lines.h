@@ -11,8 +11,8 @@ namespace mova::handset {
 
 struct Line {
     Profile profile;
-    std::string link;  // Linux: kept as a symbolic link to the pseudo-terminal
-    std::string port;  // Windows: the COM port to open
+    std::string link;   // Linux: kept as a symbolic link to the pseudo-terminal
+    std::string port;   // Windows: the COM port to open
     std::string cable;  // Linux, of the first line: files of this name and an ending move its cable; empty: none
     std::function<void(Handset&, std::uint64_t nowMicroseconds)> prepare;  // before the first byte
     std::function<void(Handset&)> finish;                                  // after the last one

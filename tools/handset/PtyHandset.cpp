@@ -33,7 +33,8 @@ std::uint64_t PtyHandset::nowMicroseconds() {
     return static_cast<std::uint64_t>(time.tv_sec) * kSecond + static_cast<std::uint64_t>(time.tv_nsec) / 1000;
 }
 
-PtyHandset::PtyHandset(Profile profile, std::string link) : link_(std::move(link)), handset_(std::move(profile)), wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+PtyHandset::PtyHandset(Profile profile, std::string link)
+    : link_(std::move(link)), handset_(std::move(profile)), wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (wakeUp_ < 0) fail("eventfd");
     plug();
     thread_ = std::thread([this] { serve(); });
@@ -50,7 +51,8 @@ PtyHandset::~PtyHandset() {
 void PtyHandset::plug() {
     const int master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     std::array<char, 128> name{};
-    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 || ptsname_r(master, name.data(), name.size()) != 0) {
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ||
+        ptsname_r(master, name.data(), name.size()) != 0) {
         fail("pseudo-terminal");
     }
     slavePath_ = name.data();

@@ -147,19 +147,11 @@ std::uint8_t RequestProtocol::performE2p(std::uint8_t command, std::uint16_t obj
         }
         case kPassword:
         case kAuthenticationKey:
-        case kSerialNumber:
-            return kGood;  // echoed
-        case kAuthenticationRequest:
-            data = std::string("\x01\x23\x45\x67\x89\xAB\xCD\xEF", 8);
-            return kGood;
-        case kHashRequest:
-            data = std::string(20, '\x5A');
-            return kGood;
-        case kLockOtp:
-            data.clear();
-            return kGood;
-        default:
-            return kUnknownCommand;
+        case kSerialNumber: return kGood;  // echoed
+        case kAuthenticationRequest: data = std::string("\x01\x23\x45\x67\x89\xAB\xCD\xEF", 8); return kGood;
+        case kHashRequest: data = std::string(20, '\x5A'); return kGood;
+        case kLockOtp: data.clear(); return kGood;
+        default: return kUnknownCommand;
     }
 }
 

@@ -20,24 +20,15 @@ std::string hexText(std::uint32_t value, int digits) { return format("0x%0*X", d
 
 std::string e2pName(std::uint32_t command) {
     switch (command) {
-        case 0x80:
-            return "E2P read";
-        case 0x81:
-            return "E2P write";
-        case 0x82:
-            return "E2P password";
-        case 0x83:
-            return "E2P authentication request";
-        case 0x84:
-            return "E2P authentication key";
-        case 0x85:
-            return "E2P serial number";
-        case 0x86:
-            return "E2P hash request";
-        case 0x87:
-            return "E2P lock OTP";
-        default:
-            return "E2P command " + hexText(command, 2);
+        case 0x80: return "E2P read";
+        case 0x81: return "E2P write";
+        case 0x82: return "E2P password";
+        case 0x83: return "E2P authentication request";
+        case 0x84: return "E2P authentication key";
+        case 0x85: return "E2P serial number";
+        case 0x86: return "E2P hash request";
+        case 0x87: return "E2P lock OTP";
+        default: return "E2P command " + hexText(command, 2);
     }
 }
 

@@ -51,9 +51,9 @@ struct Exchange {
     std::string title;  // the same with its object: "E2P read 0x1234/1"
     Outcome outcome = Outcome::Unfinished;
     Code code = Code::Success;  // the component's number for what the records show; 0: none
-    std::string finding;     // what went wrong, in words
-    bool retry = false;      // the same request as the one before, which did not succeed
-    std::uint64_t line = 0;  // of its first record
+    std::string finding;        // what went wrong, in words
+    bool retry = false;         // the same request as the one before, which did not succeed
+    std::uint64_t line = 0;     // of its first record
     std::int64_t sent = 0;
     std::optional<std::int64_t> acknowledged;  // the last segment's
     std::optional<std::int64_t> answered;

@@ -18,13 +18,10 @@ enum TextField : std::size_t { kSegment = 3 };
 Family textFamilyOf(RecordKind kind) {
     switch (kind) {
         case RecordKind::HciLaterSent:
-        case RecordKind::HciReply:
-            return Family::Hci;
+        case RecordKind::HciReply: return Family::Hci;
         case RecordKind::WifiLaterSent:
-        case RecordKind::WifiReply:
-            return Family::Wifi;
-        default:
-            return Family::E2p;
+        case RecordKind::WifiReply: return Family::Wifi;
+        default: return Family::E2p;
     }
 }
 
@@ -55,43 +52,23 @@ bool containsAck(std::string_view text) { return text.find("*MOVA=ACK") != text.
 
 void Exchanges::take(const Record& record, const Decoded& decoded) {
     switch (decoded.kind) {
-        case RecordKind::RfSent:
-            takeRf(record, decoded);
-            break;
+        case RecordKind::RfSent: takeRf(record, decoded); break;
         case RecordKind::E2pFirstSent:
         case RecordKind::HciFirstSent:
         case RecordKind::WifiFirstSent:
-        case RecordKind::AtSent:
-            takeFirst(record, decoded);
-            break;
+        case RecordKind::AtSent: takeFirst(record, decoded); break;
         case RecordKind::E2pLaterSent:
         case RecordKind::HciLaterSent:
-        case RecordKind::WifiLaterSent:
-            takeLater(record, decoded);
-            break;
-        case RecordKind::AckSeen:
-            takeAcknowledgement(record);
-            break;
-        case RecordKind::OkSeen:
-            takeOk(record);
-            break;
-        case RecordKind::RfReply:
-            takeRfReply(record, decoded);
-            break;
+        case RecordKind::WifiLaterSent: takeLater(record, decoded); break;
+        case RecordKind::AckSeen: takeAcknowledgement(record); break;
+        case RecordKind::OkSeen: takeOk(record); break;
+        case RecordKind::RfReply: takeRfReply(record, decoded); break;
         case RecordKind::E2pReply:
         case RecordKind::HciReply:
-        case RecordKind::WifiReply:
-            takeReply(record, decoded);
-            break;
-        case RecordKind::ReplyInError:
-            takeErrorReply(record);
-            break;
-        case RecordKind::AtReply:
-            takeAtReply(record);
-            break;
-        case RecordKind::Purged:
-            takePurge(record);
-            break;
+        case RecordKind::WifiReply: takeReply(record, decoded); break;
+        case RecordKind::ReplyInError: takeErrorReply(record); break;
+        case RecordKind::AtReply: takeAtReply(record); break;
+        case RecordKind::Purged: takePurge(record); break;
         case RecordKind::Echo:
             if (current_ && current_->exchange.family == Family::Rf && containsAck(record.text)) {
                 takeAcknowledgement(record);
@@ -109,9 +86,7 @@ void Exchanges::take(const Record& record, const Decoded& decoded) {
             }
             break;
         }
-        case RecordKind::FreeText:
-            takeFreeText(record);
-            break;
+        case RecordKind::FreeText: takeFreeText(record); break;
     }
     ++number_;
 }

@@ -102,10 +102,8 @@ bool isSent(RecordKind kind) {
         case RecordKind::HciFirstSent:
         case RecordKind::HciLaterSent:
         case RecordKind::WifiFirstSent:
-        case RecordKind::WifiLaterSent:
-            return true;
-        default:
-            return false;
+        case RecordKind::WifiLaterSent: return true;
+        default: return false;
     }
 }
 
@@ -202,14 +200,10 @@ RecordKind kindOf(std::string_view text) {
     for (const Beginning& beginning : kBeginnings) {
         if (!text.starts_with(beginning.text)) continue;
         switch (beginning.kind) {
-            case RecordKind::E2pFirstSent:
-                return laterOrFirst(text, beginning.kind, RecordKind::E2pLaterSent);
-            case RecordKind::HciFirstSent:
-                return laterOrFirst(text, beginning.kind, RecordKind::HciLaterSent);
-            case RecordKind::WifiFirstSent:
-                return laterOrFirst(text, beginning.kind, RecordKind::WifiLaterSent);
-            default:
-                return beginning.kind;
+            case RecordKind::E2pFirstSent: return laterOrFirst(text, beginning.kind, RecordKind::E2pLaterSent);
+            case RecordKind::HciFirstSent: return laterOrFirst(text, beginning.kind, RecordKind::HciLaterSent);
+            case RecordKind::WifiFirstSent: return laterOrFirst(text, beginning.kind, RecordKind::WifiLaterSent);
+            default: return beginning.kind;
         }
     }
     return RecordKind::FreeText;

@@ -93,17 +93,10 @@ void checkReply(const Open& open, Exchange& exchange) {
         return;
     }
     switch (exchange.family) {
-        case Family::E2p:
-            checkE2p(open, exchange);
-            break;
-        case Family::Hci:
-            checkHci(open, exchange);
-            break;
-        case Family::Wifi:
-            checkWifi(open, exchange);
-            break;
-        default:
-            break;
+        case Family::E2p: checkE2p(open, exchange); break;
+        case Family::Hci: checkHci(open, exchange); break;
+        case Family::Wifi: checkWifi(open, exchange); break;
+        default: break;
     }
 }
 
@@ -182,17 +175,10 @@ void judgeAt(Open& open, bool traceEnds) {
 
 void judge(Open& open, bool traceEnds) {
     switch (open.exchange.family) {
-        case Family::Rf:
-            judgeRf(open, traceEnds);
-            break;
-        case Family::At:
-            judgeAt(open, traceEnds);
-            break;
-        case Family::Port:
-            break;  // the records say it themselves
-        default:
-            judgeText(open, traceEnds);
-            break;
+        case Family::Rf: judgeRf(open, traceEnds); break;
+        case Family::At: judgeAt(open, traceEnds); break;
+        case Family::Port: break;  // the records say it themselves
+        default: judgeText(open, traceEnds); break;
     }
 }
 

@@ -91,17 +91,10 @@ void makeScriptSafe(VARIANT& value) {
     switch (V_VT(&value)) {
         case VT_INT:
         case VT_UINT:
-        case VT_UI4:
-            V_VT(&value) = VT_I4;
-            break;
-        case VT_UI2:
-            widen(value, V_UI2(&value));
-            break;
-        case VT_I1:
-            widen(value, V_I1(&value));
-            break;
-        default:
-            break;
+        case VT_UI4: V_VT(&value) = VT_I4; break;
+        case VT_UI2: widen(value, V_UI2(&value)); break;
+        case VT_I1: widen(value, V_I1(&value)); break;
+        default: break;
     }
 }
 

@@ -11,12 +11,9 @@ namespace {
 
 int flagsOf(FileMode mode) {
     switch (mode) {
-        case FileMode::LogAppend:
-            return O_WRONLY | O_CREAT | O_APPEND;
-        case FileMode::TextAppend:
-            return O_RDWR | O_CREAT | O_APPEND;
-        case FileMode::TextTruncate:
-            return O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
+        case FileMode::LogAppend: return O_WRONLY | O_CREAT | O_APPEND;
+        case FileMode::TextAppend: return O_RDWR | O_CREAT | O_APPEND;
+        case FileMode::TextTruncate: return O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
     }
     return O_RDONLY;
 }

@@ -221,14 +221,10 @@ int PosixPort::purge(std::uint32_t what) const {
 
 int PosixPort::control(LineControl function) const {
     switch (function) {
-        case LineControl::SetRts:
-            return setLine(descriptor(), TIOCM_RTS, true);
-        case LineControl::ClearRts:
-            return setLine(descriptor(), TIOCM_RTS, false);
-        case LineControl::SetDtr:
-            return setLine(descriptor(), TIOCM_DTR, true);
-        case LineControl::ClearDtr:
-            return setLine(descriptor(), TIOCM_DTR, false);
+        case LineControl::SetRts: return setLine(descriptor(), TIOCM_RTS, true);
+        case LineControl::ClearRts: return setLine(descriptor(), TIOCM_RTS, false);
+        case LineControl::SetDtr: return setLine(descriptor(), TIOCM_DTR, true);
+        case LineControl::ClearDtr: return setLine(descriptor(), TIOCM_DTR, false);
     }
     return EINVAL;
 }

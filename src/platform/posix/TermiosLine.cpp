@@ -87,7 +87,8 @@ void takeSettings(const termios2& terminal, LineSettings& settings) {
     settings.parity = 0;
     if ((terminal.c_cflag & PARENB) != 0) {
         for (std::size_t code = 1; code < kParities.size(); ++code) {
-            if ((terminal.c_cflag & kParityMask) == kParities.at(code)) settings.parity = static_cast<std::uint8_t>(code);
+            if ((terminal.c_cflag & kParityMask) == kParities.at(code))
+                settings.parity = static_cast<std::uint8_t>(code);
         }
     }
     const std::uint8_t moreThanOne = settings.byteSize == 5 ? 1 : 2;  // of 5 data bits: one and a half

@@ -68,12 +68,9 @@ std::unique_ptr<OpenFile> openText(const char* path, const char* mode) {
 
 std::unique_ptr<OpenFile> openAs(FileMode mode, const char* path) {
     switch (mode) {
-        case FileMode::LogAppend:
-            return openLog(path);
-        case FileMode::TextAppend:
-            return openText(path, "a+t");
-        case FileMode::TextTruncate:
-            return openText(path, "w+t");
+        case FileMode::LogAppend: return openLog(path);
+        case FileMode::TextAppend: return openText(path, "a+t");
+        case FileMode::TextTruncate: return openText(path, "w+t");
     }
     return nullptr;
 }

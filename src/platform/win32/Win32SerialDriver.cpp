@@ -98,15 +98,10 @@ public:
         if (state_ == State::Empty) return WaitResult::Signalled;
         const HANDLE handles[] = {completion_.handle(), stop != nullptr ? stop->handle() : nullptr};
         switch (WaitForMultipleObjects(stop != nullptr ? 2 : 1, handles, FALSE, milliseconds)) {
-            case WAIT_OBJECT_0:
-                return WaitResult::Signalled;
-            case WAIT_OBJECT_0 + 1:
-                return WaitResult::Stopped;
-            case WAIT_TIMEOUT:
-                return WaitResult::TimedOut;
-            default:
-                fail(GetLastError());
-                return WaitResult::Failed;
+            case WAIT_OBJECT_0: return WaitResult::Signalled;
+            case WAIT_OBJECT_0 + 1: return WaitResult::Stopped;
+            case WAIT_TIMEOUT: return WaitResult::TimedOut;
+            default: fail(GetLastError()); return WaitResult::Failed;
         }
     }
 

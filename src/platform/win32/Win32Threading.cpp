@@ -48,12 +48,9 @@ void Win32Event::reset() {
 
 WaitResult Win32Event::wait(std::uint32_t milliseconds) {
     switch (waitAtMost(event_.get(), milliseconds)) {
-        case WAIT_OBJECT_0:
-            return WaitResult::Signalled;
-        case WAIT_TIMEOUT:
-            return WaitResult::TimedOut;
-        default:
-            return WaitResult::Failed;
+        case WAIT_OBJECT_0: return WaitResult::Signalled;
+        case WAIT_TIMEOUT: return WaitResult::TimedOut;
+        default: return WaitResult::Failed;
     }
 }
 

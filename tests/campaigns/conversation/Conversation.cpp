@@ -325,18 +325,12 @@ private:
                 faults.set(fault);
                 break;
             }
-            case 3:
-                setSegmentSize(random_.between(1, 130));
-                break;
+            case 3: setSegmentSize(random_.between(1, 130)); break;
             case 4:
                 handset_.protocol().setE2pStatus(static_cast<std::uint8_t>(random_.oneIn(2) ? 0 : random_.below(24)));
                 break;
-            case 5:
-                handset_.protocol().setHciStatus(static_cast<std::uint8_t>(random_.below(2)));
-                break;
-            case 6:
-                handset_.protocol().setWifiStatus(static_cast<std::uint8_t>(random_.below(4)));
-                break;
+            case 5: handset_.protocol().setHciStatus(static_cast<std::uint8_t>(random_.below(2))); break;
+            case 6: handset_.protocol().setWifiStatus(static_cast<std::uint8_t>(random_.below(4))); break;
             default: {
                 constexpr int kAllButHangUp = static_cast<int>(handset::kFaults) - 1;
                 const auto fault = static_cast<handset::Fault>(random_.below(kAllButHangUp));
@@ -622,18 +616,12 @@ private:
             printed("provisioning %d %d ", which, object) + data,
             [&](CVeCmdManager& m) {
                 switch (which) {
-                    case 2:
-                        return shown(m.SendE2PPasswd(object, 3, data));
-                    case 3:
-                        return shown(m.SendAuthReq(object, 3));
-                    case 4:
-                        return shown(m.SendAuthKey(object, 3, data));
-                    case 5:
-                        return shown(m.SendSerialNumber(object, 3, data));
-                    case 6:
-                        return shown(m.SendHashReq(object, 3));
-                    default:
-                        return shown(m.SendLockOtp(object, 3));
+                    case 2: return shown(m.SendE2PPasswd(object, 3, data));
+                    case 3: return shown(m.SendAuthReq(object, 3));
+                    case 4: return shown(m.SendAuthKey(object, 3, data));
+                    case 5: return shown(m.SendSerialNumber(object, 3, data));
+                    case 6: return shown(m.SendHashReq(object, 3));
+                    default: return shown(m.SendLockOtp(object, 3));
                 }
             },
             [&](PlainModel& x) {

@@ -98,7 +98,8 @@ private:
 
 class TapedLock : public RecursiveMutex {
 public:
-    TapedLock(Recorder& recorder, std::unique_ptr<RecursiveMutex> inner) : recorder_(recorder), inner_(std::move(inner)) {}
+    TapedLock(Recorder& recorder, std::unique_ptr<RecursiveMutex> inner)
+        : recorder_(recorder), inner_(std::move(inner)) {}
     void lock() override {
         inner_->lock();
         recorder_.lock();

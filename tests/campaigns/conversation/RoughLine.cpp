@@ -102,16 +102,11 @@ std::string RoughLine::noiseLine() {
                                 "*MOVA=03008",
                                 "*MOVA=030080"};
     switch (random_.below(8)) {
-        case 0:
-            return handset::confirmationLine(std::string{'\x7D', '\0'} + serial);
-        case 1:
-            return handset::confirmationLine(std::string{'\x80', '\0', '\1'} + serial);
-        case 2:
-            return handset::confirmationLine(std::string{'\xA0', '\0', '\1'} + serial);
-        case 3:
-            return handset::confirmationLine(std::string{'\xB0', '\0', '\1'} + serial, true);
-        default:
-            return random_.oneOf(kLines);
+        case 0: return handset::confirmationLine(std::string{'\x7D', '\0'} + serial);
+        case 1: return handset::confirmationLine(std::string{'\x80', '\0', '\1'} + serial);
+        case 2: return handset::confirmationLine(std::string{'\xA0', '\0', '\1'} + serial);
+        case 3: return handset::confirmationLine(std::string{'\xB0', '\0', '\1'} + serial, true);
+        default: return random_.oneOf(kLines);
     }
 }
 

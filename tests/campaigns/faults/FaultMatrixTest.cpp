@@ -87,42 +87,27 @@ bool explains(const Fault& fault, std::uint32_t code) {
     using enum FailureKind;
     const bool endless = fault.kind == Pending;
     switch (code) {
-        case 0x0010:
-            return fault.kind == Stopped || (endless && fault.rescue == Rescue::Close);
-        case 0x1002:
-            return fault.op == Op::FileOpen;
-        case 0x3005:
-            return fault.op == Op::StartThread;
-        case 0x3006:
-            return fault.kind == WaitFailed;
-        case 0x4000:
-            return isOneOf(fault.op, {Op::Open, Op::KeyOpen, Op::KeyEnum, Op::KeyQuery, Op::Close});
-        case 0x4002:
-            return isOneOf(fault.op, {Op::Properties, Op::GetLineSettings});
-        case 0x4003:
-            return isOneOf(fault.op, {Op::SetQueueSizes, Op::SetTimeouts, Op::SetLineSettings});
+        case 0x0010: return fault.kind == Stopped || (endless && fault.rescue == Rescue::Close);
+        case 0x1002: return fault.op == Op::FileOpen;
+        case 0x3005: return fault.op == Op::StartThread;
+        case 0x3006: return fault.kind == WaitFailed;
+        case 0x4000: return isOneOf(fault.op, {Op::Open, Op::KeyOpen, Op::KeyEnum, Op::KeyQuery, Op::Close});
+        case 0x4002: return isOneOf(fault.op, {Op::Properties, Op::GetLineSettings});
+        case 0x4003: return isOneOf(fault.op, {Op::SetQueueSizes, Op::SetTimeouts, Op::SetLineSettings});
         case 0x4004:
         case 0x4203:
         case 0x4207:
         case 0xB340:
-        case 0xD303:
-            return movesBytes(fault.op) || (fault.persistent && opensThePort(fault.op));
-        case 0x4005:
-            return fault.kind == TimedOut;
-        case 0x4010:
-            return fault.kind == ShortCount;
-        case 0x4201:
-            return fault.op == Op::SetEventMask;
-        case 0x4340:
-            return isOneOf(fault.op, {Op::BeginRead, Op::Finish});
+        case 0xD303: return movesBytes(fault.op) || (fault.persistent && opensThePort(fault.op));
+        case 0x4005: return fault.kind == TimedOut;
+        case 0x4010: return fault.kind == ShortCount;
+        case 0x4201: return fault.op == Op::SetEventMask;
+        case 0x4340: return isOneOf(fault.op, {Op::BeginRead, Op::Finish});
         case 0x4341:
             return isOneOf(fault.op, {Op::BeginWrite, Op::Finish}) || (endless && fault.rescue == Rescue::Unplug);
-        case 0x4343:
-            return fault.op == Op::Close;
-        case 0x4344:
-            return fault.op == Op::Control && fault.persistent;
-        default:
-            return false;
+        case 0x4343: return fault.op == Op::Close;
+        case 0x4344: return fault.op == Op::Control && fault.persistent;
+        default: return false;
     }
 }
 

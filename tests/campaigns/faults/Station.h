@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "mova/CVeCmdManager.h"
 #include "handset/Handset.h"
+#include "mova/CVeCmdManager.h"
 #include "support/PeerDevice.h"
 #include "support/ScriptedPlatform.h"
 

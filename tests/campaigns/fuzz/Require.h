@@ -15,8 +15,12 @@ void require(bool holds, std::string_view what);
 // The same with both values, escaped.
 void requireEqual(std::string_view is, std::string_view expected, std::string_view what);
 void requireEqual(std::uint64_t is, std::uint64_t expected, std::string_view what);
-inline void requireEqual(Code is, std::uint64_t expected, std::string_view what) { requireEqual(std::uint64_t{number(is)}, expected, what); }
-inline void requireEqual(Code is, Code expected, std::string_view what) { requireEqual(is, std::uint64_t{number(expected)}, what); }
+inline void requireEqual(Code is, std::uint64_t expected, std::string_view what) {
+    requireEqual(std::uint64_t{number(is)}, expected, what);
+}
+inline void requireEqual(Code is, Code expected, std::string_view what) {
+    requireEqual(is, std::uint64_t{number(expected)}, what);
+}
 
 // A place in a target that its corpus must reach: inputs that have come to mean something else show by it.
 class Landmark {

@@ -152,23 +152,12 @@ int main(int argc, char** argv) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread yet
     for (int letter = 0; (letter = getopt_long(argc, argv, "", kOptions, nullptr)) != -1;) {
         switch (letter) {
-            case 'm':
-                options.minutes = std::strtod(optarg, nullptr);
-                break;
-            case 'o':
-                options.objects = static_cast<int>(std::strtol(optarg, nullptr, 10));
-                break;
-            case 's':
-                options.seed = std::strtoull(optarg, nullptr, 10);
-                break;
-            case 'i':
-                options.interval = std::strtod(optarg, nullptr);
-                break;
-            case 'n':
-                options.faults = false;
-                break;
-            default:
-                return 2;
+            case 'm': options.minutes = std::strtod(optarg, nullptr); break;
+            case 'o': options.objects = static_cast<int>(std::strtol(optarg, nullptr, 10)); break;
+            case 's': options.seed = std::strtoull(optarg, nullptr, 10); break;
+            case 'i': options.interval = std::strtod(optarg, nullptr); break;
+            case 'n': options.faults = false; break;
+            default: return 2;
         }
     }
     if (optind != argc || options.minutes <= 0 || options.objects < 1 || options.objects > 200 ||

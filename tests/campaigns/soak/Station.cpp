@@ -156,18 +156,10 @@ bool Station::inject() {
         }
         h.faults().seed = random_();
         switch (which - kFaults.size()) {
-            case 0:
-                h.faults().droppedPerMille = 50;
-                break;
-            case 1:
-                h.faults().noisePerMille = 50;
-                break;
-            case 2:
-                h.faults().delayMicroseconds = 400'000;
-                break;  // comes too late
-            default:
-                h.sendUnsolicited(PtyHandset::nowMicroseconds());
-                break;
+            case 0: h.faults().droppedPerMille = 50; break;
+            case 1: h.faults().noisePerMille = 50; break;
+            case 2: h.faults().delayMicroseconds = 400'000; break;  // comes too late
+            default: h.sendUnsolicited(PtyHandset::nowMicroseconds()); break;
         }
     });
     return true;
@@ -196,28 +188,23 @@ Station::Outcome Station::perform(std::uint64_t kind) {
             if (outcome.code == Code::Success) stored_ = own;
             return outcome;
         }
-        case 1:
-            return outcomeOf(manager_->ReadE2PObject(0x1234, 2), stored_);
-        case 2:
-            return outcomeOf(manager_->WiFiAction(static_cast<std::uint8_t>(serial_), own), own);
+        case 1: return outcomeOf(manager_->ReadE2PObject(0x1234, 2), stored_);
+        case 2: return outcomeOf(manager_->WiFiAction(static_cast<std::uint8_t>(serial_), own), own);
         case 3: {
             // The request sets its own limit; this option's is the longest, for a machine that has much else to do.
             Outcome outcome = outcomeOf(manager_->HciAction(1, ""), "00");
             manager_->AssignTimeoutConstant(4, kPatience);
             return outcome;
         }
-        case 4:
-            return rf();
+        case 4: return rf();
         case 5: {
             const RangeResult written = manager_->WriteE2PObjectEx(0x1234, 1, 8, 4, own);
             if (written.code != Code::Success) return {written.code, {}, {}};
             const RangeResult read = manager_->ReadE2PObjectEx(0x1234, 1, 8, 4);
             return {read.code, read.text.value_or(""), own};
         }
-        case 6:
-            return byItself() ? unsolicited() : (background() ? rf() : at());
-        default:
-            return byItself() ? unsolicited() : (background() ? rf() : direct());
+        case 6: return byItself() ? unsolicited() : (background() ? rf() : at());
+        default: return byItself() ? unsolicited() : (background() ? rf() : direct());
     }
 }
 

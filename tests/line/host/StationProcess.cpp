@@ -43,7 +43,9 @@ public:
 struct Station {
     explicit Station(std::int32_t port) {
         manager.put_CommPortId(port);
-        if (manager.InitCmdManager(0) != mova::Code::Success || manager.SwitchOperateMode(kEvents, 0) != mova::Code::Success) std::_Exit(kUnusable);
+        if (manager.InitCmdManager(0) != mova::Code::Success ||
+            manager.SwitchOperateMode(kEvents, 0) != mova::Code::Success)
+            std::_Exit(kUnusable);
         for (int i = 0; i < 30'000 && !listener->came; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         if (!listener->came) std::_Exit(kNothingCame);
     }

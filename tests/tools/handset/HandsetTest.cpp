@@ -92,7 +92,8 @@ TEST_F(HandsetTest, AnAnswerOfItsOwnMayTakeItsTime) {
 
 TEST_F(HandsetTest, ReplaysWhatTheConversationHoldsAndAnswersTheRest) {
     std::string error;
-    handset_.replay(*Conversation::fromText("1 -> RING\\r\\n\n10 <- AT+CGMR\n10 -> 9.9\\r\\n\n12 -> OK\\r\\n\n", error), now_);
+    handset_.replay(*Conversation::fromText("1 -> RING\\r\\n\n10 <- AT+CGMR\n10 -> 9.9\\r\\n\n12 -> OK\\r\\n\n", error),
+                    now_);
     EXPECT_EQ(handset_.due(now_ + 999), "");
     EXPECT_EQ(handset_.due(now_ + 1'000), "RING\r\n");
     now_ += kSecond;

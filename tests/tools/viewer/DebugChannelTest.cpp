@@ -8,12 +8,12 @@
 #include <filesystem>
 #include <thread>
 
-#include "mova/CVeCmdManager.h"
 #include "line/LineStation.h"
 #include "logging/MyDebugMsg.h"
-#include "unit/platform/TempFolder.h"
+#include "mova/CVeCmdManager.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/PosixPlatform.h"
+#include "unit/platform/TempFolder.h"
 #include "viewer/SocketReceiver.h"
 #include "viewer/Viewer.h"
 

@@ -1,7 +1,6 @@
-#include "atchannel/AtProperties.h"
-
 #include <vector>
 
+#include "atchannel/AtProperties.h"
 #include "unit/atchannel/AtFixture.h"
 
 namespace mova {
@@ -40,18 +39,19 @@ TEST_P(AtPropertySendTest, SendsTheCommandAndPauses) {
 
 INSTANTIATE_TEST_SUITE_P(
     Ids, AtPropertySendTest,
-    ::testing::Values(
-        SendCase{1, 1, "ATE1", true, 100}, SendCase{1, 0, "ATE0", true, 100}, SendCase{1, 2, "ATE0", true, 100},
-        SendCase{1, 4294967295u, "ATE0", true, 100}, SendCase{3, 0, "AT*UARTSWAP", false, 100},
-        SendCase{4, 0, "ATD112;", true, 100}, SendCase{5, 0, "ATH", false, 100},
-        SendCase{6, 0, "AT+CFUN=1", false, 100}, SendCase{7, 0, "AT+COPS=0", false, 100},
-        SendCase{8, 0, "AT*SLEEPMODE=1", true, 100}, SendCase{9, 0, "AT*SLEEPMODE=0", true, 100},
-        SendCase{10, 5, "ATS0=5", true, 200}, SendCase{10, 0, "ATS0=0", true, 200},
-        SendCase{10, 4294967295u, "ATS0=-1", true, 200}, SendCase{11, 0, "<j", true, 100},
-        SendCase{12, 1, "AT*BYPASS=1", true, 100}, SendCase{12, 2, "AT*BYPASS=0", true, 100},
-        SendCase{13, 0, "<k", true, 100}, SendCase{14, 1, "AT*BOARDTEST=1", true, 100},
-        SendCase{14, 0, "AT*BOARDTEST=0", true, 100}),
-    [](const auto& test) { return "Id" + std::to_string(test.param.id) + "With" + std::to_string(test.param.parameter); });
+    ::testing::Values(SendCase{1, 1, "ATE1", true, 100}, SendCase{1, 0, "ATE0", true, 100},
+                      SendCase{1, 2, "ATE0", true, 100}, SendCase{1, 4294967295u, "ATE0", true, 100},
+                      SendCase{3, 0, "AT*UARTSWAP", false, 100}, SendCase{4, 0, "ATD112;", true, 100},
+                      SendCase{5, 0, "ATH", false, 100}, SendCase{6, 0, "AT+CFUN=1", false, 100},
+                      SendCase{7, 0, "AT+COPS=0", false, 100}, SendCase{8, 0, "AT*SLEEPMODE=1", true, 100},
+                      SendCase{9, 0, "AT*SLEEPMODE=0", true, 100}, SendCase{10, 5, "ATS0=5", true, 200},
+                      SendCase{10, 0, "ATS0=0", true, 200}, SendCase{10, 4294967295u, "ATS0=-1", true, 200},
+                      SendCase{11, 0, "<j", true, 100}, SendCase{12, 1, "AT*BYPASS=1", true, 100},
+                      SendCase{12, 2, "AT*BYPASS=0", true, 100}, SendCase{13, 0, "<k", true, 100},
+                      SendCase{14, 1, "AT*BOARDTEST=1", true, 100}, SendCase{14, 0, "AT*BOARDTEST=0", true, 100}),
+    [](const auto& test) {
+        return "Id" + std::to_string(test.param.id) + "With" + std::to_string(test.param.parameter);
+    });
 
 struct WaitCase {
     std::uint32_t id;
@@ -75,7 +75,8 @@ TEST_P(AtPropertyWaitTest, WaitsForItsAnswers) {
         comm.clearWritten();
         comm.expect(std::string(c.sent) + "\r").reply(answer + "\r\n", 40ms);
         EXPECT_EQ(properties.set(c.id, c.parameter), 0u) << answer;
-        EXPECT_EQ(trace.of(TraceKind::AtSent), c.traced ? std::vector<std::string>{c.sent} : std::vector<std::string>{});
+        EXPECT_EQ(trace.of(TraceKind::AtSent),
+                  c.traced ? std::vector<std::string>{c.sent} : std::vector<std::string>{});
     }
     for (const std::string& answer : c.refused) {
         comm.expect(std::string(c.sent) + "\r").reply(answer + "\r\n", 40ms);
@@ -86,24 +87,27 @@ TEST_P(AtPropertyWaitTest, WaitsForItsAnswers) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Ids, AtPropertyWaitTest,
-    ::testing::Values(
-        WaitCase{101, 1, "ATE1", true, 800, kFinal, kPrompts}, WaitCase{101, 2, "ATE0", true, 800, kFinal, kPrompts},
-        WaitCase{103, 0, "AT*UARTSWAP", false, 1500, kFinal, kPrompts},
-        WaitCase{104, 0, "ATD112;", true, 8000, kFinal, kPrompts}, WaitCase{105, 0, "ATH", false, 1500, kFinal, kPrompts},
-        WaitCase{106, 0, "AT+CFUN=1", false, 1500, kFinal, kPrompts},
-        WaitCase{107, 0, "AT+COPS=0", true, 1500, kFinal, kPrompts},
-        WaitCase{108, 0, "AT*SLEEPMODE=1", true, 1000, kFinal, kPrompts},
-        WaitCase{109, 0, "AT*SLEEPMODE=0", true, 1000, kFinal, kPrompts},
-        WaitCase{110, 7, "ATS0=7", true, 1000, kFinal, kPrompts},
-        WaitCase{111, 0, "<j", true, 100, {">j", "OK"}, {">k", "ERROR"}},
-        WaitCase{112, 1, "AT*BYPASS=1", true, 1000, kFinal, kPrompts},
-        WaitCase{112, 0, "AT*BYPASS=0", true, 1000, kFinal, kPrompts},
-        WaitCase{113, 0, "<k", true, 100, {">k"}, {">j", "OK", "ERROR"}},
-        WaitCase{114, 1, "AT*BOARDTEST=1", true, 1000, kFinal, kPrompts},
-        WaitCase{114, 2, "AT*BOARDTEST=0", true, 1000, kFinal, kPrompts}),
-    [](const auto& test) { return "Id" + std::to_string(test.param.id) + "With" + std::to_string(test.param.parameter); });
+INSTANTIATE_TEST_SUITE_P(Ids, AtPropertyWaitTest,
+                         ::testing::Values(WaitCase{101, 1, "ATE1", true, 800, kFinal, kPrompts},
+                                           WaitCase{101, 2, "ATE0", true, 800, kFinal, kPrompts},
+                                           WaitCase{103, 0, "AT*UARTSWAP", false, 1500, kFinal, kPrompts},
+                                           WaitCase{104, 0, "ATD112;", true, 8000, kFinal, kPrompts},
+                                           WaitCase{105, 0, "ATH", false, 1500, kFinal, kPrompts},
+                                           WaitCase{106, 0, "AT+CFUN=1", false, 1500, kFinal, kPrompts},
+                                           WaitCase{107, 0, "AT+COPS=0", true, 1500, kFinal, kPrompts},
+                                           WaitCase{108, 0, "AT*SLEEPMODE=1", true, 1000, kFinal, kPrompts},
+                                           WaitCase{109, 0, "AT*SLEEPMODE=0", true, 1000, kFinal, kPrompts},
+                                           WaitCase{110, 7, "ATS0=7", true, 1000, kFinal, kPrompts},
+                                           WaitCase{111, 0, "<j", true, 100, {">j", "OK"}, {">k", "ERROR"}},
+                                           WaitCase{112, 1, "AT*BYPASS=1", true, 1000, kFinal, kPrompts},
+                                           WaitCase{112, 0, "AT*BYPASS=0", true, 1000, kFinal, kPrompts},
+                                           WaitCase{113, 0, "<k", true, 100, {">k"}, {">j", "OK", "ERROR"}},
+                                           WaitCase{114, 1, "AT*BOARDTEST=1", true, 1000, kFinal, kPrompts},
+                                           WaitCase{114, 2, "AT*BOARDTEST=0", true, 1000, kFinal, kPrompts}),
+                         [](const auto& test) {
+                             return "Id" + std::to_string(test.param.id) + "With" +
+                                    std::to_string(test.param.parameter);
+                         });
 
 TEST_F(AtPropertiesTest, UnknownIdsSendNothing) {
     for (std::uint32_t id = 0; id < 300; ++id) {

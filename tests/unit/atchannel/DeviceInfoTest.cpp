@@ -1,5 +1,4 @@
 #include "atchannel/DeviceInfo.h"
-
 #include "unit/atchannel/AtFixture.h"
 
 namespace mova {
@@ -75,7 +74,8 @@ constexpr const char* kReadIdentity = "AT*MOVA=0C00800101060080000310010018";
 
 TEST_F(DeviceInfoTest, NeverWrittenFieldReadsAsTheEmptyText) {
     // Length 60 + 6 = 42; frame 3 + 68 + 1 = 48; the 60 bytes of FF cancel out: 48^80^01^42^80^03^10^01 = 19
-    expectRequest("AT*MOVA=0C00800101060080000310010018", "*MOVA=48008000014200800003100100" + std::string(120, 'F') + "19");
+    expectRequest("AT*MOVA=0C00800101060080000310010018",
+                  "*MOVA=48008000014200800003100100" + std::string(120, 'F') + "19");
     const auto answer = info.ask(3, 0, "");
     EXPECT_EQ(answer.code, 0u);
     EXPECT_EQ(answer.text, "");
@@ -91,15 +91,21 @@ TEST_F(DeviceInfoTest, NeverWrittenFieldReadsAsTheEmptyText) {
 TEST_F(DeviceInfoTest, TheValuesOfAFlashEntryAreTrimmed) {
     const std::string others(24, '0');
     const std::string started = others + "01" + std::string(132, '0') + "01";
-    const std::string entered =
-        others + "010100000001" "051A0000002403050907" + std::string(102, '0') + "32";
+    const std::string entered = others +
+                                "010100000001"
+                                "051A0000002403050907" +
+                                std::string(102, '0') + "32";
     for (const char* parameter : {"2,5,1A", "2,5,1A ", " 2 ,\t5 , 1A\r\n"}) {
         for (int reads = 0; reads < 2; ++reads) {
             expectRequest("AT*MOVA=0C0080010106008000031002001B",
-                          "*MOVA=5C0080000156008000031002" "00" + started + "1A");
+                          "*MOVA=5C0080000156008000031002"
+                          "00" +
+                              started + "1A");
         }
         expectRequest("AT*MOVA=5C008001015600810003100200" + entered + "1A",
-                      "*MOVA=5C0080000156008100031002" "00" + entered + "1B");
+                      "*MOVA=5C0080000156008100031002"
+                      "00" +
+                          entered + "1B");
         EXPECT_EQ(info.ask(9, 1, parameter).code, 0u) << parameter;
         EXPECT_THAT(comm.written(), ::testing::EndsWith(entered + "1A\r")) << parameter;
     }

@@ -1,8 +1,8 @@
-#include "atchannel/FlashStatus.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "atchannel/FlashStatus.h"
 
 namespace mova {
 namespace {

@@ -1,8 +1,8 @@
-#include "atchannel/IdentityFields.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
+
+#include "atchannel/IdentityFields.h"
 
 namespace mova {
 namespace {
@@ -63,15 +63,25 @@ TEST(IdentityFields, ZeroFilledValueFillsItsField) {
 }
 
 TEST(IdentityFields, FramedValueIsFollowedByFourZeros) {
-    EXPECT_EQ(written(5, "ABCDEF", std::string(24, 'F')), "06000000" "414243444546" "0000");
-    EXPECT_EQ(written(5, "AB", std::string(24, 'F')), "02000000" "414200000000" "0000");
+    EXPECT_EQ(written(5, "ABCDEF", std::string(24, 'F')),
+              "06000000"
+              "414243444546"
+              "0000");
+    EXPECT_EQ(written(5, "AB", std::string(24, 'F')),
+              "02000000"
+              "414200000000"
+              "0000");
     EXPECT_EQ(decodeField(field(5), "4142434445460000"), "ABCDEF");
     EXPECT_EQ(decodeField(field(5), "4142000000000000"), "AB");
 }
 
 TEST(IdentityFields, ThreeValuesAndTheirNumber) {
     const std::string text = written(8, "AB,,C", std::string(56, 'F'));
-    EXPECT_EQ(text, "02" "024142000000000000" "000000000000000000" "014300000000000000");
+    EXPECT_EQ(text,
+              "02"
+              "024142000000000000"
+              "000000000000000000"
+              "014300000000000000");
     EXPECT_EQ(decodeField(field(8), text), "2,AB,,C");
     EXPECT_EQ(encodeField(field(8), "", Fields("123456789,B")).value, "12345678,B,");
 }
@@ -85,7 +95,12 @@ TEST(IdentityFields, NeverWrittenFieldsReadEmpty) {
     // In lower case too, whatever stands behind the length.
     EXPECT_EQ(decodeField(field(3), "ff414243" + std::string(32, 'f')), "");
     EXPECT_EQ(decodeField(field(7), "fF4142" + std::string(28, '0')), "");
-    EXPECT_EQ(decodeField(field(8), "ff" "ff4142000000000000" "Ff4142000000000000" "014300000000000000"), "0,,,C");
+    EXPECT_EQ(decodeField(field(8),
+                          "ff"
+                          "ff4142000000000000"
+                          "Ff4142000000000000"
+                          "014300000000000000"),
+              "0,,,C");
 }
 
 TEST(IdentityFields, WhatIsWrittenIsWhatIsRead) {

@@ -184,7 +184,7 @@ TEST_F(EventsTest, RecordThatIsCompletedWhileAnEarlierOneIsRaisedDoesNotOvertake
     EXPECT_EQ(told->wait(1000), WaitResult::Signalled);
     comm.feed(confirmation(2));
     const auto before = platform.elapsed();
-    manager->ClearQueue();  // its pass completes the second record, on this thread
+    manager->ClearQueue();                  // its pass completes the second record, on this thread
     EXPECT_EQ(platform.elapsed(), before);  // which waits for nobody's listener
     EXPECT_THAT(ended, IsEmpty());
     platform.advance(1000);

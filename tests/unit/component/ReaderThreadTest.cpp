@@ -1,8 +1,8 @@
 // The reader thread: when it starts and ends, that there is never a second one, and how it shares the port.
-#include "unit/component/ComponentFixture.h"
-#include "component/ReaderThread.h"
-
 #include <stdexcept>
+
+#include "component/ReaderThread.h"
+#include "unit/component/ComponentFixture.h"
 
 namespace mova {
 namespace {
@@ -240,24 +240,12 @@ TEST_F(ManagersReaderTest, NeverTwoUnderAnyOrderOfOpenCloseAndSwitch) {
         std::minstd_rand random(seed);
         for (int step = 0; step < 30; ++step) {
             switch (random() % 6) {
-                case 0:
-                    object.InitCmdManager(0);
-                    break;
-                case 1:
-                    object.ProprietaryOpenComPort(0);
-                    break;
-                case 2:
-                    object.ResetCmdManager(0);
-                    break;
-                case 3:
-                    object.SwitchOperateMode(static_cast<std::uint32_t>(random() % 7), 0);
-                    break;
-                case 4:
-                    object.SwitchOperateMode(2, 0);
-                    break;
-                default:
-                    own.clock().sleep(static_cast<std::uint32_t>(random() % 4));
-                    break;
+                case 0: object.InitCmdManager(0); break;
+                case 1: object.ProprietaryOpenComPort(0); break;
+                case 2: object.ResetCmdManager(0); break;
+                case 3: object.SwitchOperateMode(static_cast<std::uint32_t>(random() % 7), 0); break;
+                case 4: object.SwitchOperateMode(2, 0); break;
+                default: own.clock().sleep(static_cast<std::uint32_t>(random() % 4)); break;
             }
             ASSERT_LE(own.threading().alive(), 2u);
             ASSERT_LE(recorder->started.size() - recorder->ended.size(), 1u) << "seed " << seed << " step " << step;

@@ -1,8 +1,8 @@
 // The handset's port on the scripted platform: COM7, not opened yet, its trace and its device messages kept.
 #pragma once
-#include "unit/device/DeviceFixture.h"
 #include "device/HandsetPort.h"
 #include "support/RecordingTrace.h"
+#include "unit/device/DeviceFixture.h"
 
 namespace mova {
 

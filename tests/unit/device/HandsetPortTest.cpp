@@ -1,5 +1,5 @@
-#include "unit/device/HandsetFixture.h"
 #include "device/HandsetPort.h"
+#include "unit/device/HandsetFixture.h"
 
 namespace mova {
 namespace {

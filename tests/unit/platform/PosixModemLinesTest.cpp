@@ -67,13 +67,9 @@ extern "C" int ioctl(int descriptor, unsigned long code, ...) noexcept {
         case TIOCMBIC:
             if (uart->failing == 0) uart->lines &= ~*static_cast<int*>(argument);
             return answer(uart->failing);
-        case TIOCGICOUNT:
-            *static_cast<serial_icounter_struct*>(argument) = uart->counts;
-            return 0;
-        case TCSETS2:
-            return setRate(descriptor, argument);
-        default:
-            return passOn(descriptor, code, argument);
+        case TIOCGICOUNT: *static_cast<serial_icounter_struct*>(argument) = uart->counts; return 0;
+        case TCSETS2: return setRate(descriptor, argument);
+        default: return passOn(descriptor, code, argument);
     }
 }
 

@@ -1,8 +1,7 @@
-#include "base/E2pStatus.h"
-#include "services/E2pRequests.h"
-
 #include <vector>
 
+#include "base/E2pStatus.h"
+#include "services/E2pRequests.h"
 #include "unit/services/ServicesFixture.h"
 
 namespace mova {
@@ -39,21 +38,20 @@ TEST_P(E2pCommandTest, RequestIsSentAndItsReplyDataHandedBack) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, E2pCommandTest,
-    ::testing::Values(
-        CommandCase{E2pCommand::Read, false, kReadRequest, kReadReply},
-        CommandCase{E2pCommand::Write, true, kWriteRequest, kWriteReply},
-        CommandCase{E2pCommand::Password, true, "AT*MOVA=0E008001010800820034120200AABB31",
-                    "*MOVA=0E008000010800820034120200AABB30"},
-        CommandCase{E2pCommand::AuthenticationRequest, false, "AT*MOVA=0C0080010106008300341202002D",
-                    "*MOVA=0E008000010800830034120200AABB31"},
-        CommandCase{E2pCommand::AuthenticationKey, true, "AT*MOVA=0E008001010800840034120200AABB37",
-                    "*MOVA=0E008000010800840034120200AABB36"},
-        CommandCase{E2pCommand::SerialNumber, true, "AT*MOVA=0E008001010800850034120200AABB36",
-                    "*MOVA=0E008000010800850034120200AABB37"},
-        CommandCase{E2pCommand::HashRequest, false, "AT*MOVA=0C00800101060086003412020028",
-                    "*MOVA=0E008000010800860034120200AABB34"},
-        CommandCase{E2pCommand::LockOtp, false, "AT*MOVA=0C00800101060087003412020029",
-                    "*MOVA=0E008000010800870034120200AABB35"}),
+    ::testing::Values(CommandCase{E2pCommand::Read, false, kReadRequest, kReadReply},
+                      CommandCase{E2pCommand::Write, true, kWriteRequest, kWriteReply},
+                      CommandCase{E2pCommand::Password, true, "AT*MOVA=0E008001010800820034120200AABB31",
+                                  "*MOVA=0E008000010800820034120200AABB30"},
+                      CommandCase{E2pCommand::AuthenticationRequest, false, "AT*MOVA=0C0080010106008300341202002D",
+                                  "*MOVA=0E008000010800830034120200AABB31"},
+                      CommandCase{E2pCommand::AuthenticationKey, true, "AT*MOVA=0E008001010800840034120200AABB37",
+                                  "*MOVA=0E008000010800840034120200AABB36"},
+                      CommandCase{E2pCommand::SerialNumber, true, "AT*MOVA=0E008001010800850034120200AABB36",
+                                  "*MOVA=0E008000010800850034120200AABB37"},
+                      CommandCase{E2pCommand::HashRequest, false, "AT*MOVA=0C00800101060086003412020028",
+                                  "*MOVA=0E008000010800860034120200AABB34"},
+                      CommandCase{E2pCommand::LockOtp, false, "AT*MOVA=0C00800101060087003412020029",
+                                  "*MOVA=0E008000010800870034120200AABB35"}),
     [](const auto& test) { return "Command" + std::to_string(static_cast<int>(test.param.command)); });
 
 TEST_F(E2pRequestsTest, EveryStatusBecomesItsCode) {
@@ -83,18 +81,17 @@ TEST_P(E2pReplyCheckTest, ReplyToAWriteIsCheckedAgainstTheRequest) {
 
 INSTANTIATE_TEST_SUITE_P(
     Replies, E2pReplyCheckTest,
-    ::testing::Values(
-        ReplyCase{"Good", kWriteReply, 0},
-        ReplyCase{"LowerCaseEcho", "*MOVA=0E008000010800810034120200aabb33", 0},
-        ReplyCase{"OtherCommand", kReadReply, 0x4203},
-        ReplyCase{"StatusBeforeObject", "*MOVA=0E0080000108008101FFFF0200AABB14", 0x820C},
-        ReplyCase{"OtherObject", "*MOVA=0E008000010800810035120200AABB32", 0x4204},
-        ReplyCase{"OtherRecord", "*MOVA=0E008000010800810034120300AABB32", 0x4205},
-        ReplyCase{"EchoOneCharacterShorter", "*MOVA=0D008000010700810034120200AAB8F", 0x4207},
-        ReplyCase{"OtherData", "*MOVA=0E008000010800810034120200AABC34", 0x4206},
-        ReplyCase{"WrongChecksum", "*MOVA=0E008000010800810034120200AABB00", 0x4203},
-        ReplyCase{"TooShort", "*MOVA=06008000010887", 0x4203},
-        ReplyCase{"AnotherFamily", "*MOVA=0A00B0000121000200CCDD89", 0x4203}),
+    ::testing::Values(ReplyCase{"Good", kWriteReply, 0},
+                      ReplyCase{"LowerCaseEcho", "*MOVA=0E008000010800810034120200aabb33", 0},
+                      ReplyCase{"OtherCommand", kReadReply, 0x4203},
+                      ReplyCase{"StatusBeforeObject", "*MOVA=0E0080000108008101FFFF0200AABB14", 0x820C},
+                      ReplyCase{"OtherObject", "*MOVA=0E008000010800810035120200AABB32", 0x4204},
+                      ReplyCase{"OtherRecord", "*MOVA=0E008000010800810034120300AABB32", 0x4205},
+                      ReplyCase{"EchoOneCharacterShorter", "*MOVA=0D008000010700810034120200AAB8F", 0x4207},
+                      ReplyCase{"OtherData", "*MOVA=0E008000010800810034120200AABC34", 0x4206},
+                      ReplyCase{"WrongChecksum", "*MOVA=0E008000010800810034120200AABB00", 0x4203},
+                      ReplyCase{"TooShort", "*MOVA=06008000010887", 0x4203},
+                      ReplyCase{"AnotherFamily", "*MOVA=0A00B0000121000200CCDD89", 0x4203}),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(E2pRequestsTest, StatusFifteenOfAReadIs8310) {
@@ -210,7 +207,7 @@ TEST_F(E2pRequestsTest, LongestMessageGoesOutIn43FramesAndOneCharacterMoreIsRefu
     comm.onWrite([&](std::string_view) { comm.feedAfter(1ms, "*MOVA=ACK\r\nOK\r\n"); });
     const std::string data(10223, '0');
     EXPECT_EQ(e2p.request(E2pCommand::Write, 0x1234, 2, data).code, 0x4203u);  // no confirmation was queued
-    ASSERT_EQ(comm.writes().size(), 43u);  // 42 of 240 characters and one of 159
+    ASSERT_EQ(comm.writes().size(), 43u);                                      // 42 of 240 characters and one of 159
     EXPECT_EQ(comm.writes().back().bytes.size(), 8u + 4 + 6 + 159 + 2 + 1);
     EXPECT_EQ(comm.writes().back().bytes.substr(0, 18), "AT*MOVA=5300802B2B");
     comm.clearWritten();
@@ -249,14 +246,15 @@ TEST_P(E2pReadRangeTest, ReadsThePartOfTheObject) {
     EXPECT_EQ(reply.length, static_cast<std::int32_t>(std::string(GetParam().expected).size()));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Ranges, E2pReadRangeTest,
-    ::testing::Values(RangeCase{"Inside", 2, 4, "CDEF"}, RangeCase{"ToTheEnd", 6, 4, "0123"},
-                      RangeCase{"OverTheEnd", 8, 100, "23"}, RangeCase{"AtTheEnd", 10, 1, ""},
-                      RangeCase{"BeyondTheEnd", 5000, 10, ""}, RangeCase{"NegativeStart", -3, 2, "AB"},
-                      RangeCase{"NegativeLength", 2, -1, ""}, RangeCase{"Huge", 2147483647, 2147483647, ""},
-                      RangeCase{"StartPlusLengthOverflows", 1, 2147483647, "BCDEF0123"}),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Ranges, E2pReadRangeTest,
+                         ::testing::Values(RangeCase{"Inside", 2, 4, "CDEF"}, RangeCase{"ToTheEnd", 6, 4, "0123"},
+                                           RangeCase{"OverTheEnd", 8, 100, "23"}, RangeCase{"AtTheEnd", 10, 1, ""},
+                                           RangeCase{"BeyondTheEnd", 5000, 10, ""},
+                                           RangeCase{"NegativeStart", -3, 2, "AB"},
+                                           RangeCase{"NegativeLength", 2, -1, ""},
+                                           RangeCase{"Huge", 2147483647, 2147483647, ""},
+                                           RangeCase{"StartPlusLengthOverflows", 1, 2147483647, "BCDEF0123"}),
+                         [](const auto& test) { return test.param.name; });
 
 TEST_F(E2pRequestsTest, FailedRangeReadTellsNothing) {
     expectRequest(kReadRequest, "*MOVA=0C008000010600800F3412020020");

@@ -1,5 +1,4 @@
 #include "services/HciWifiActions.h"
-
 #include "unit/services/ServicesFixture.h"
 
 namespace mova {

@@ -1,7 +1,6 @@
-#include "services/RfRequests.h"
-
 #include <vector>
 
+#include "services/RfRequests.h"
 #include "unit/services/ServicesFixture.h"
 
 namespace mova {
@@ -79,8 +78,7 @@ INSTANTIATE_TEST_SUITE_P(
     Sizes, RfSegmentsTest,
     ::testing::Values(
         // 09^00^01^02^03^00 = 09; 0A.. as given
-        SegmentCase{0, {"09000102030000000000"}, {"09"}, {0}},
-        SegmentCase{1, {"0A000102030001000000"}, {"0B"}, {1}},
+        SegmentCase{0, {"09000102030000000000"}, {"09"}, {0}}, SegmentCase{1, {"0A000102030001000000"}, {"0B"}, {1}},
         SegmentCase{99, {"6C000102030063000000"}, {"0F"}, {99}},
         SegmentCase{100, {"6D000102030064000000"}, {"09"}, {100}},
         SegmentCase{101, {"6D000102030064000102", "0A000102030001000202"}, {"0A", "0B"}, {100, 1}},
@@ -104,7 +102,7 @@ TEST_F(RfRequestsTest, TextFormReachesEachRequest) {
 }
 
 TEST_F(RfRequestsTest, TextFormReadsMissingAndBadTokensAsZeroAndCutsToTheWidth) {
-    EXPECT_EQ(rf.byText(1, 1, ""), 0u);            // access 0, index 0, parameter 0
+    EXPECT_EQ(rf.byText(1, 1, ""), 0u);             // access 0, index 0, parameter 0
     EXPECT_EQ(rf.byText(1, 1, "258,65539,x"), 0u);  // access 2, index 3, parameter 0
     EXPECT_EQ(rf.byText(1, 1, "-1,,1"), 0u);        // access 0xFF, index 0, parameter 1
     EXPECT_THAT(comm.writeTexts(),
@@ -115,8 +113,8 @@ TEST_F(RfRequestsTest, TextFormReadsMissingAndBadTokensAsZeroAndCutsToTheWidth) 
 TEST_F(RfRequestsTest, TextFormTakesWholePairsOfHexDigitsAndCountsOtherCharactersAsZero) {
     EXPECT_EQ(rf.byText(2, 7, "1,2,9,0a0B0Cf"), 0u);  // the last single digit is left out
     EXPECT_EQ(rf.byText(2, 7, "1,2,3,zA0BxC"), 0u);
-    EXPECT_THAT(comm.writeTexts(), ElementsAre("AT*MOVA=0C0007010200030000000A0B0C06\r",
-                                               "AT*MOVA=0C0007010200030000000A0B0C06\r"));
+    EXPECT_THAT(comm.writeTexts(),
+                ElementsAre("AT*MOVA=0C0007010200030000000A0B0C06\r", "AT*MOVA=0C0007010200030000000A0B0C06\r"));
 }
 
 class RfAcknowledgementTest : public ServicesTest {
@@ -197,7 +195,8 @@ TEST_F(RfAcknowledgementTest, FramesAreLoggedTracedAndPosted) {
     EXPECT_THAT(trace.lines(), ElementsAre("1 090005000201000000000F\r"));
     EXPECT_THAT(platform.files().content("C:\\a.log"),
                 ::testing::EndsWith("\t[AT] Send: AT*MOVA=090005000201000000000F\r\n"));
-    EXPECT_THAT(platform.datagrams().texts(), ::testing::Contains("MovaCmdSvr:(COM7) Send: AT*MOVA=090005000201000000000F\r"));
+    EXPECT_THAT(platform.datagrams().texts(),
+                ::testing::Contains("MovaCmdSvr:(COM7) Send: AT*MOVA=090005000201000000000F\r"));
 }
 
 }  // namespace

@@ -33,9 +33,7 @@ protected:
     }
 
     // The handset's answer to one text-family request: acknowledgement, confirmation lines, "OK".
-    static std::string answer(const std::string& confirmation) {
-        return "*MOVA=ACK\r\n" + confirmation + "\r\nOK\r\n";
-    }
+    static std::string answer(const std::string& confirmation) { return "*MOVA=ACK\r\n" + confirmation + "\r\nOK\r\n"; }
     void expectRequest(const std::string& request, const std::string& confirmation) {
         comm.expect(request + "\r").reply(answer(confirmation), 5ms);
     }

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "mova/Codes.h"
 #include "base/HexText.h"
+#include "mova/Codes.h"
 #include "transport/FrameCodec.h"
 
 namespace mova {

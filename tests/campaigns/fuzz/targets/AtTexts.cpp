@@ -1,10 +1,10 @@
 // Texts and numbers that callers give to the AT channel: what leaves the port is the command and a carriage return or
 // nothing; identity values written to the simulated handset read back.
-#include "mova/CVeCmdManager.h"
 #include "campaigns/fuzz/Input.h"
 #include "campaigns/fuzz/LineBench.h"
 #include "campaigns/fuzz/Require.h"
 #include "handset/Handset.h"
+#include "mova/CVeCmdManager.h"
 
 using namespace mova;
 using namespace mova::fuzz;
@@ -116,18 +116,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text(input.text());
     Station station;
     switch (what) {
-        case 0:
-            station.send(text);
-            break;
-        case 1:
-            station.collect(id % 4, text);
-            break;
-        case 2:
-            station.set(id % 128, parameter);
-            break;
-        default:
-            station.ask(id % 16, static_cast<std::int32_t>(parameter % 3), text);
-            break;
+        case 0: station.send(text); break;
+        case 1: station.collect(id % 4, text); break;
+        case 2: station.set(id % 128, parameter); break;
+        default: station.ask(id % 16, static_cast<std::int32_t>(parameter % 3), text); break;
     }
     station.expectGoodAnswer();
     return 0;

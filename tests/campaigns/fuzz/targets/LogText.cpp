@@ -1,9 +1,9 @@
 // Log lines of any message: one line with time, thread and tag, the message as it is; nothing is formatted.
+#include "base/Text.h"
 #include "campaigns/fuzz/Input.h"
 #include "campaigns/fuzz/LineBench.h"
 #include "campaigns/fuzz/Require.h"
 #include "logging/LogWriter.h"
-#include "base/Text.h"
 
 using namespace mova;
 using namespace mova::fuzz;

@@ -75,12 +75,9 @@ oracle::Reply expectedOf(const Question& question, const std::string& answer) {
                                                : oracle::wifiReply(option, record.hexData);
     }
     switch (question.family) {
-        case oracle::kHci:
-            return oracle::hciReply(static_cast<std::uint8_t>(question.option), {});
-        case oracle::kWifi:
-            return oracle::wifiReply(static_cast<std::uint8_t>(question.option), {});
-        default:
-            return {oracle::kOtherCommand, {}};
+        case oracle::kHci: return oracle::hciReply(static_cast<std::uint8_t>(question.option), {});
+        case oracle::kWifi: return oracle::wifiReply(static_cast<std::uint8_t>(question.option), {});
+        default: return {oracle::kOtherCommand, {}};
     }
 }
 
@@ -104,7 +101,8 @@ public:
         }
         bench_.comm.onWrite({});
         const bool judgedHci = reply.code == 0x4203 || reply.code == 0xD303;  // these come with the reply's data
-        if (reply.code != 0 && (question.family != oracle::kHci || !judgedHci)) requireEqual(reply.data, "", "data of a failure");
+        if (reply.code != 0 && (question.family != oracle::kHci || !judgedHci))
+            requireEqual(reply.data, "", "data of a failure");
         return {number(reply.code), reply.data};
     }
 

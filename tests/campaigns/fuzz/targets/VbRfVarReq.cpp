@@ -81,12 +81,8 @@ Expected expectedOf(std::int32_t kind, std::string_view text) {
             expected.data.resize(std::min({expected.data.size(), std::size_t{at(2)}, std::size_t{1024}}));
             break;
         }
-        case 3:
-            expected.access = at(0) & 0xFF;
-            break;
-        default:
-            expected.index = at(0);
-            break;
+        case 3: expected.access = at(0) & 0xFF; break;
+        default: expected.index = at(0); break;
     }
     return expected;
 }
