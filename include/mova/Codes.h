@@ -9,7 +9,8 @@
 
 namespace mova {
 
-// clang-format off: it takes the attribute for an initialiser
+// The formatter takes the attribute for an initialiser.
+// clang-format off
 enum class [[nodiscard]] Code : std::uint32_t {
     // clang-format on
     Success = 0,
