@@ -10,9 +10,9 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 sys.dont_write_bytecode = True
-spec = importlib.util.spec_from_file_location("analyse", ROOT / "scripts/analyse.py")
-analyse = importlib.util.module_from_spec(spec)
-spec.loader.exec_module(analyse)
+found = importlib.util.spec_from_file_location("analyse", ROOT / "scripts/analyse.py")
+analyse = importlib.util.module_from_spec(found)
+found.loader.exec_module(analyse)
 
 UNLOCKED = """#include "component/Core.h"
 
