@@ -103,7 +103,7 @@ enum class Timeout : std::int32_t { RfAcknowledgement = 3, TextAcknowledgement =
 class LineStation {
 public:
     static constexpr std::int32_t kPort = 3;
-    static constexpr std::int32_t kPatience = 240'000;     // milliseconds
+    static constexpr std::int32_t kPatience = 200'000;     // milliseconds; a longer one would be taken as 500
     static constexpr std::uint32_t kAnswersEndWithOk = 3;  // operating mode
 
     explicit LineStation(Profile profile = atOnce(), std::shared_ptr<ConfirmationEvents> events = nullptr)
