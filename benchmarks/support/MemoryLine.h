@@ -57,6 +57,7 @@ public:
     }
     void cancel(PortHandle, Transfer&) override {}
     void cancelAll(PortHandle) override {}
+    WaitResult awaitInput(PortHandle, Event*, std::uint32_t) override { return WaitResult::Signalled; }
     bool read(PortHandle, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override {
         bytes = std::min(capacity, waiting());
         char* out = static_cast<char*>(buffer);

@@ -42,6 +42,7 @@ Code Core::startReader(const std::shared_ptr<Core>& core) {
     Core* const self = core.get();
     ReaderThread::Work work;
     work.begin = [self] { self->tellListener(&ConfirmationEvents::readerStarted); };
+    work.rest = [weak = std::weak_ptr(core)](Event& call) { return readerRest(weak.lock(), call); };
     work.pass = [weak = std::weak_ptr(core)] { receivePass(weak.lock()); };
     work.end = [self] { self->tellListener(&ConfirmationEvents::readerEnded); };
     return core->reader.start(core, std::move(work));
@@ -54,6 +55,51 @@ void Core::tellListener(void (ConfirmationEvents::*what)()) noexcept {
     } catch (...) {
         // A listener's failure is its own.
     }
+}
+
+namespace {
+
+// Milliseconds; then a pass is made all the same: a port may have bytes, or be gone, without its driver telling. The
+// rhythm has a pass at this time whether it awaits a terminator or not.
+constexpr std::uint32_t kLongestRest = 995;
+
+// The passes that were left out would have come after 5 ms each, and the pause of a pass that finds no terminator.
+std::uint32_t untilNextPass(std::uint32_t rested, std::uint32_t pauseOfPass) {
+    if (rested <= ReaderThread::kPollPause) return ReaderThread::kPollPause - rested;
+    const std::uint32_t rhythm = ReaderThread::kPollPause + pauseOfPass;
+    const std::uint32_t sincePass = (rested - ReaderThread::kPollPause) % rhythm;
+    return sincePass == 0 ? 0 : rhythm - sincePass;
+}
+
+}  // namespace
+
+std::uint32_t Core::readerRest(const std::shared_ptr<Core>& core, Event& call) noexcept {
+    Platform& platform = core->platform;
+    const std::uint32_t since = platform.clock.tickCount();
+    std::uint32_t pauseOfPass = 0;
+    PortHandle port = kInvalidPort;
+    {
+        const PortLock lock(core);
+        call.reset();  // before the look: what comes after it calls again
+        if (core->reader.isToStop() || !core->nothingToDo()) return ReaderThread::kPollPause;
+        if (!core->session.answerTerminator.empty()) {
+            pauseOfPass = ReceiveEngine::pauseFor(core->port.deviceType());
+        }
+        port = core->port.listenedPort();
+        core->readerRestsFor = port;
+    }
+    const WaitResult seen =
+        port != kInvalidPort ? platform.serial.awaitInput(port, &call, kLongestRest) : call.wait(kLongestRest);
+    if (seen == WaitResult::TimedOut) return 0;
+    return untilNextPass(platform.clock.tickCount() - since, pauseOfPass);
+}
+
+bool Core::nothingToDo() { return answers.pending().empty() && !port.isToBeReopened(); }
+
+void Core::callReader() {
+    if (!readerRestsFor || (nothingToDo() && *readerRestsFor == port.listenedPort())) return;
+    readerRestsFor.reset();
+    reader.call();
 }
 
 void Core::receivePass(const std::shared_ptr<Core>& core) noexcept {
@@ -89,7 +135,7 @@ PortLock::PortLock(std::shared_ptr<Core> core) : core_(std::move(core)) {
 }
 
 PortLock::~PortLock() {
-    --core_->lockDepth;
+    if (--core_->lockDepth == 0) core_->callReader();
     core_->port.lock().unlock();
 }
 

@@ -2,6 +2,7 @@
 // goes before the thread that uses it has ended.
 #pragma once
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "atchannel/AtCommands.h"
@@ -30,6 +31,8 @@ struct Core final : RecordEvents {
     Core(Platform& platform, std::shared_ptr<ConfirmationEvents> events);
 
     static Code startReader(const std::shared_ptr<Core>& core);
+    // Between two passes of the reader: see ReaderThread::Work.
+    static std::uint32_t readerRest(const std::shared_ptr<Core>& core, Event& call) noexcept;
     static void receivePass(const std::shared_ptr<Core>& core) noexcept;
 
     void completed(const MovaRetCmdTag& record) MOVA_REQUIRES(portLockRole) override;
@@ -37,6 +40,10 @@ struct Core final : RecordEvents {
     // the lock held again; meanwhile the reader thread makes no pass, so that it takes no answer of an exchange that is
     // under way.
     void passEnded() MOVA_REQUIRES(portLockRole) override;
+    // Whether there is nothing that the reader's next pass could find but new bytes.
+    bool nothingToDo() MOVA_REQUIRES(portLockRole);
+    // Whoever lets go of the port's lock calls the reader when it has left something behind for it.
+    void callReader() MOVA_REQUIRES(portLockRole);
     void statusText(const std::string& text) { trace.record(TraceKind::FreeText, text); }
     void tellListener(void (ConfirmationEvents::*what)()) noexcept;
 
@@ -62,6 +69,8 @@ struct Core final : RecordEvents {
     EventOutbox outbox;
 
     int lockDepth MOVA_GUARDED_BY(portLockRole) = 0;  // times that the lock's holder holds it
+    // The port whose bytes the reader rests for; none while it does not rest, kInvalidPort while no port is open.
+    std::optional<PortHandle> readerRestsFor MOVA_GUARDED_BY(portLockRole);
     // Calls of other threads than the reader's that have let go of it to raise an event.
     int interrupted MOVA_GUARDED_BY(portLockRole) = 0;
 };

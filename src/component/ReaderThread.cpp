@@ -29,6 +29,7 @@ void ReaderThread::requestStop() {
     if (!recorded_) return;
     stopping_ = true;
     stop_.set();
+    call();
 }
 
 void ReaderThread::requestEnd() {
@@ -69,8 +70,8 @@ void ReaderThread::run(const Work& work) {
     }
     work.begin();
     for (;;) {
-        const WaitResult seen = stop_.wait(kPollPause);
-        if (seen == WaitResult::TimedOut && !stopping_ && !ending_) {
+        const WaitResult seen = stop_.wait(work.rest(*call_));
+        if (seen == WaitResult::TimedOut && !isToStop()) {
             work.pass();
         } else if (mayEnd(seen)) {
             break;

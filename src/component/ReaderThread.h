@@ -1,5 +1,8 @@
 // The thread that runs the receive engine while no caller waits.
 //
+// It makes a pass every 5 ms while there is something to do, and rests otherwise: until bytes arrive or somebody calls
+// it. After a rest it falls into the rhythm that it would have kept, so that records are cut as if it had never rested.
+//
 // A caller that opens the port or chooses a background mode starts it, and no second one makes passes beside it. The
 // thread holds keepAlive, which owns this object and whatever Work touches, until it has ended, even when the manager
 // went before. It ends, after the pass under way, when the stop event is signalled, unless start() takes that back
@@ -22,20 +25,27 @@ public:
 
     struct Work {  // all on the thread
         std::function<void()> begin;
-        std::function<void()> pass;  // after each 5 ms without a stop
+        std::function<std::uint32_t(Event& call)> rest;  // returns when there is something to do, or at the call;
+                                                         // the milliseconds until the pass
+        std::function<void()> pass;                      // then, when no stop has come
         std::function<void()> end;
     };
 
     ReaderThread(Platform& platform, Event& stop)
-        : platform_(platform), stop_(stop), lock_(platform.threading.makeRecursiveMutex()) {}
+        : platform_(platform),
+          stop_(stop),
+          call_(platform.threading.makeEvent()),
+          lock_(platform.threading.makeRecursiveMutex()) {}
 
     // Success, also when one runs already, and after requestEnd(), when none is started. ReaderNotStarted: the system
     // has no thread.
     Code start(std::shared_ptr<void> keepAlive, Work work);
+    void call() { call_->set(); }  // ends a rest: there is something to do
     void requestStop();  // signals the stop event when a thread is recorded; a reset of the event does not undo it
     void requestEnd();   // for good: nothing takes this back
     bool isRecorded();
     bool isEnding() const { return ending_; }
+    bool isToStop() const { return stopping_ || ending_; }
     bool isCurrent();  // called on the reader thread itself
     // Waits until the thread has ended; between short waits letCallsIn runs. False when it has not ended in time.
     // On the reader thread itself it does not wait. The reader may want the port's lock before it ends.
@@ -47,6 +57,7 @@ private:
 
     Platform& platform_;
     Event& stop_;
+    const std::unique_ptr<Event> call_;
     std::unique_ptr<RecursiveMutex> lock_;
     std::shared_ptr<Thread> thread_ MOVA_GUARDED_BY(*lock_);
     bool recorded_ MOVA_GUARDED_BY(*lock_) = false;

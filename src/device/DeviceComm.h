@@ -62,6 +62,9 @@ public:
     bool ClearDeviceError() MOVA_REQUIRES(portLockRole);  // reporting form
     // Queue form: bytes waiting in the input queue.
     Code ClearDeviceError(std::uint32_t& waiting) MOVA_REQUIRES(portLockRole);
+    // Waits for bytes, the stop event (Stopped) or the end of the time. Failed: the port is closed, or its driver cannot
+    // wait for bytes; no time has passed.
+    WaitResult awaitInput(std::uint32_t milliseconds) MOVA_REQUIRES(portLockRole);
     void purge() MOVA_REQUIRES(portLockRole);  // drops what waits in both queues; failures are not told
 
     Code setSignal(std::int32_t index, bool raise) MOVA_REQUIRES(portLockRole);  // index 1: DTR, every other: RTS

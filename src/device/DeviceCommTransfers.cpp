@@ -74,6 +74,10 @@ Code DeviceComm::blockingRead(void* buffer, std::uint32_t capacity, std::uint32_
     return closeAfter("ReadFile Error", Code::ReadFailed);
 }
 
+WaitResult DeviceComm::awaitInput(std::uint32_t milliseconds) {
+    return isOpen() ? serial_.awaitInput(handle_, stop_, milliseconds) : WaitResult::Failed;
+}
+
 Code DeviceComm::WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
     bytesWritten = 0;
     if (!isOpen() || static_cast<std::int32_t>(length) < 0) return Code::NotOpen;

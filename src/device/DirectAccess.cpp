@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/HexText.h"
+#include "device/InputWait.h"
 #include "mova/Options.h"
 
 namespace mova {
@@ -68,15 +69,16 @@ std::optional<std::string> DirectAccess::collect(std::int32_t option, std::int32
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): large, and only what was read is looked at
     std::array<std::uint8_t, kCollectionSize> collected;
     std::uint32_t count = 0;
+    std::uint32_t lately = 0;  // read since the last pause
+    InputWait pauses(platform_, port_);
     for (;;) {
         if (static_cast<std::int32_t>(platform_.clock.tickCount() - deadline) >= 0) {
             return count == 0 ? std::string("NULL") : encodeHex(std::span(collected.data(), count));
         }
         const std::uint32_t waitingBytes = waiting();
         if (waitingBytes == 0) {
-            const WaitResult seen = port_.stopEvent().wait(kPollPause);
-            if (seen == WaitResult::Signalled) return std::nullopt;
-            if (seen == WaitResult::Failed) platform_.clock.sleep(kPollPause);  // a wait that fails takes no time
+            if (pauses.pause(kPollPause, 0, lately) == WaitResult::Stopped) return std::nullopt;
+            lately = 0;
             continue;
         }
         const std::uint32_t bytesRead =
@@ -84,6 +86,7 @@ std::optional<std::string> DirectAccess::collect(std::int32_t option, std::int32
         if (port_.deviceType() == HandsetPort::kSlowDevice) platform_.clock.sleep(HandsetPort::kSlowDevicePause);
         if (bytesRead == 0) platform_.clock.sleep(1);  // a full buffer goes on to the deadline without spinning
         count += bytesRead;
+        lately += bytesRead;
     }
 }
 

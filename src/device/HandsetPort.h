@@ -40,6 +40,12 @@ public:
     void markInitialised() MOVA_REQUIRES(portLockRole) { initialised_ = initialised_ || isSerial(); }
     // The manager's copy of the handle: invalid whenever the port has been closed through close().
     bool hasHandle() const MOVA_REQUIRES(portLockRole) { return handle_ != kInvalidPort; }
+    // The port whose bytes the receive engine reads: invalid while none is open.
+    PortHandle listenedPort() const MOVA_REQUIRES(portLockRole) {
+        return deviceOpen_ && isSerial() ? device_.handle() : kInvalidPort;
+    }
+    // It closed itself, and the next look at it will try to open it.
+    bool isToBeReopened() const MOVA_REQUIRES(portLockRole) { return deviceOpen_ && isSerial() && !device_.isOpen(); }
     CardType cardType() const MOVA_REQUIRES(portLockRole) { return cardType_; }
     std::int32_t pendingFlowControlMode() const MOVA_REQUIRES(portLockRole) { return pendingFlowControlMode_; }
 

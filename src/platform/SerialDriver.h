@@ -167,6 +167,12 @@ public:
     virtual void cancel(PortHandle port, Transfer& transfer) = 0;
     virtual void cancelAll(PortHandle port) = 0;
 
+    // awaitInput() waits until bytes are there to be read, the event (which may be null) is set, or the time is over, and
+    // leaves the bytes where they are. It is Signalled as well when the port hangs up or is closed, and it may be for
+    // nothing: whoever has waited looks for himself. Failed: there is no waiting for this port's bytes, and no time has
+    // passed. Several threads may wait for one port at a time, also while it is being closed.
+    virtual WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) = 0;
+
     // These transfers block; they are for a port opened without overlapped I/O.
     virtual bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) = 0;
     virtual bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) = 0;

@@ -3,28 +3,30 @@
 #include <algorithm>
 #include <string>
 
+#include "device/InputWait.h"
 #include "transport/ConfirmationBuilder.h"
 
 namespace mova {
 
-namespace {
-constexpr std::uint32_t kIdlePause = 1;
-}  // namespace
-
 Code ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators) {
     bool found = terminators.empty();
+    InputWait pauses(platform_, port_);
     const std::uint32_t deadline = milliseconds == 0 ? 0 : platform_.clock.tickCount() + milliseconds;
     for (bool first = true;; first = false) {
         if (port_.stopEvent().isSet()) return found ? Code::Stopped : Code::NoAnswer;
         const std::uint32_t waiting = port_.waitingBytes();
+        std::uint32_t taken = 0;
         // Old pending text is looked at once; later passes need new bytes.
         if (waiting > 0 || (first && !pending_.empty())) {
-            readInto(waiting);
+            taken = readInto(waiting);
             found = process(terminators);
         }
         if (found) return Code::Success;
-        platform_.clock.sleep(port_.deviceType() == HandsetPort::kSlowDevice ? HandsetPort::kSlowDevicePause
-                                                                             : kIdlePause);
+        if (port_.deviceType() == HandsetPort::kSlowDevice) {
+            platform_.clock.sleep(HandsetPort::kSlowDevicePause);
+        } else {
+            pauses.pause(kIdlePause, waiting, taken);
+        }
         // A time-out of 0 is one pass, however coarse the tick count. Deliberate: compared as signed numbers, which
         // goes wrong for a call that spans the count of 2^31.
         if (milliseconds == 0) return Code::NoAnswer;
@@ -33,11 +35,12 @@ Code ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators
     }
 }
 
-void ReceiveEngine::readInto(std::uint32_t waiting) {
-    if (waiting == 0) return;
+std::uint32_t ReceiveEngine::readInto(std::uint32_t waiting) {
+    if (waiting == 0) return 0;
     pending_.makeRoom(std::min(waiting, kReadSize));  // before the bytes leave the port: none is lost without memory
     const std::uint32_t bytesRead = port_.readWaiting(buffer_.data(), std::min(waiting, kReadSize));
     pending_.append(std::string_view(buffer_.data(), bytesRead));
+    return bytesRead;
 }
 
 bool ReceiveEngine::process(std::string_view terminators) {

@@ -23,6 +23,10 @@ public:
 class ReceiveEngine {
 public:
     static constexpr std::uint32_t kReadSize = 2048;
+    static constexpr std::uint32_t kIdlePause = 1;  // milliseconds between two looks at the line, at most
+    static constexpr std::uint32_t pauseFor(std::int32_t deviceType) {
+        return deviceType == HandsetPort::kSlowDevice ? HandsetPort::kSlowDevicePause : kIdlePause;
+    }
 
     ReceiveEngine(Platform& platform, HandsetPort& port, Trace& trace, RecordSink& sink)
         : platform_(platform), port_(port), trace_(trace), sink_(sink) {}
@@ -35,7 +39,7 @@ public:
     PendingText& pending() MOVA_REQUIRES(portLockRole) { return pending_; }
 
 private:
-    void readInto(std::uint32_t waiting) MOVA_REQUIRES(portLockRole);
+    std::uint32_t readInto(std::uint32_t waiting) MOVA_REQUIRES(portLockRole);
     bool process(std::string_view terminators) MOVA_REQUIRES(portLockRole);
     void finish(std::string_view response, std::string_view terminator, std::size_t consumed)
         MOVA_REQUIRES(portLockRole);

@@ -42,6 +42,10 @@ void PlainModel::otherThreads() {
             leave();
             continue;
         }
+        if (hold_.happenings.empty()) {  // a look whether there is anything to do, which asks nothing of the port
+            leave();
+            continue;
+        }
         onReader_ = true;
         run(0, terminator_);
         onReader_ = false;
@@ -123,14 +127,42 @@ void PlainModel::pause(std::uint32_t milliseconds) {
     }
 }
 
+// The time between two looks at the line. Bytes may end it early, and the stop event does: then it is true. While the
+// line trickles it is a wait for the stop event alone.
+bool PlainModel::idle(std::uint32_t milliseconds) {
+    const std::uint64_t before = now_;
+    const bool forBytes = comes(Act::Input);
+    const Happening& wait = take(forBytes ? Act::Input : Act::Poll);
+    if (wait.number != milliseconds) wrong(printed("expected: a wait of %u ms", milliseconds));
+    const auto ended = static_cast<Waited>(wait.count);
+    if (forBytes && ended == Waited::Failed) {
+        pause(0);
+        return false;
+    }
+    if (forBytes && ended == Waited::Signalled) return false;
+    const bool stopped = forBytes ? ended == Waited::Stopped : wait.ok;
+    const bool isShort = now_ < before + milliseconds * 1000ull;
+    if (!stopped && isShort && comes(Act::Sleep)) {
+        pause(milliseconds);  // the wait itself failed
+    } else if (!stopped && isShort) {
+        wrong("a wait that is over too early");
+    }
+    checkStop(stopped);
+    return stopped;
+}
+
 bool PlainModel::stopSeen() {
-    const Happening& poll = take(Act::Poll);
+    const bool seen = take(Act::Poll).ok;
+    checkStop(seen);
+    return seen;
+}
+
+void PlainModel::checkStop(bool seen) {
     const bool expectable = !onReader_ && stop_ != Stop::Unknown;
-    if (expectable && poll.ok != (stop_ == Stop::Up)) {
+    if (expectable && seen != (stop_ == Stop::Up)) {
         --next_;
         wrong(stop_ == Stop::Up ? "the stop event must be set" : "the stop event must not be set");
     }
-    return poll.ok;
 }
 
 // Somebody set the stop event in the middle of it. A reader thread sees it as well, takes it down and ends.

@@ -88,7 +88,9 @@ private:
     [[noreturn]] void wrong(const std::string& what) const;
     std::uint32_t ticks() const { return static_cast<std::uint32_t>(now_ / 1000) + firstTick_; }
     void pause(std::uint32_t milliseconds);
+    bool idle(std::uint32_t milliseconds);
     bool stopSeen();
+    void checkStop(bool seen);
     void stoppedInTransfer();
 
     // device

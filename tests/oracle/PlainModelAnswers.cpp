@@ -24,7 +24,7 @@ std::uint32_t PlainModel::run(std::uint32_t milliseconds, const std::string& ter
             }
         }
         if (once) return 0;
-        pause(1);
+        idle(1);
         if (milliseconds == 0 || static_cast<std::int32_t>(deadline) < static_cast<std::int32_t>(ticks())) {
             return kNoAnswer;
         }

@@ -7,9 +7,9 @@
 namespace mova::oracle {
 
 namespace {
-constexpr std::array kNames{"poll",      "sleep",      "open",     "close",     "mask",   "cancelAll", "queues",
-                            "timeouts",  "properties", "settings", "configure", "clear",  "count",     "purge",
-                            "beginRead", "beginWrite", "await",    "finish",    "cancel", "start"};
+constexpr std::array kNames{"poll",   "sleep",     "input",      "open",     "close",     "mask",   "cancelAll",
+                            "queues", "timeouts",  "properties", "settings", "configure", "clear",  "count",
+                            "purge",  "beginRead", "beginWrite", "await",    "finish",    "cancel", "start"};
 }
 
 const char* nameOf(Act act) { return kNames[static_cast<std::size_t>(act)]; }

@@ -11,6 +11,7 @@ namespace mova::oracle {
 enum class Act : std::uint8_t {
     Poll,   // a look at the stop event, or a wait for it: number = milliseconds, ok = it is set
     Sleep,  // number = milliseconds
+    Input,  // a wait for bytes: number = milliseconds, count = Waited
     Open,   // text = path
     Close,
     Mask,  // number = event mask

@@ -28,6 +28,7 @@ constexpr std::array<const char*, kOps> kNames{
     "cancelAll",
     "read",
     "write",
+    "awaitInput",
     "makeEvent",
     "eventWait",
     "makeRecursiveMutex",
@@ -72,6 +73,7 @@ const char* nameOf(FailureKind kind) {
         case FailureKind::TimedOut: return "timed out";
         case FailureKind::WaitFailed: return "wait failed";
         case FailureKind::Stopped: return "stopped";
+        case FailureKind::ForNothing: return "for nothing";
         case FailureKind::ShortCount: return "short count";
     }
     return "?";
@@ -83,6 +85,7 @@ std::vector<FailureKind> kindsOf(Op op) {
         case Op::BeginRead:
         case Op::BeginWrite: return {Error, Pending, TimedOut, WaitFailed, Stopped, ShortCount};
         case Op::Await: return {TimedOut, WaitFailed, Stopped};
+        case Op::AwaitInput: return {TimedOut, WaitFailed, Stopped, ForNothing};
         case Op::Finish:
         case Op::Read:
         case Op::Write: return {Error, ShortCount};

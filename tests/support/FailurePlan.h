@@ -55,6 +55,7 @@ enum class Op : std::size_t {
     CancelAll,
     Read,
     Write,
+    AwaitInput,
     // Threading
     MakeEvent,
     EventWait,
@@ -89,7 +90,7 @@ enum class Op : std::size_t {
 };
 constexpr std::size_t kOps = static_cast<std::size_t>(Op::FileTime) + 1;
 
-constexpr bool isSerial(Op op) { return op <= Op::Write; }
+constexpr bool isSerial(Op op) { return op <= Op::AwaitInput; }
 // Where interleaved threads may overtake each other: not where the code may hold a lock of its own (the debug channel,
 // the files), and not in the searches of the device tree, which nobody shares.
 constexpr bool mayBeOvertaken(Op op) { return op < Op::LongDate; }
@@ -99,9 +100,10 @@ std::vector<Op> allOps();
 enum class FailureKind {
     Error,       // the call reports failure; lastError() gives the code
     Pending,     // BeginRead, BeginWrite: pending for ever, only stop, time-out, cancelling or unplugging ends it
-    TimedOut,    // BeginRead, BeginWrite: pending, and the wait for it times out. Await, Join: times out
-    WaitFailed,  // the same, and the wait itself fails. EventWait: fails
-    Stopped,     // BeginRead, BeginWrite, Await: the stop event is set while the transfer is awaited
+    TimedOut,    // BeginRead, BeginWrite: pending, and the wait for it times out. Await, AwaitInput, Join: times out
+    WaitFailed,  // the same, and the wait itself fails. EventWait, AwaitInput: fails
+    Stopped,     // BeginRead, BeginWrite, Await, AwaitInput: the stop event is set while it is awaited
+    ForNothing,  // AwaitInput: ends at once, with no bytes there
     ShortCount,  // BeginRead, BeginWrite, Finish, Read, Write: fewer bytes move
 };
 const char* nameOf(FailureKind kind);

@@ -178,6 +178,7 @@ bool ScriptedSerialDriver::close(PortHandle handle) {
     for (ScriptedTransfer* transfer : transfers_) {
         if (transfer->handle == handle) abort(*transfer, kAborted);
     }
+    endInputWaits(*found->second.port);
     if (!isDead(found->second)) {
         found->second.port->pullPeer();
         found->second.port->open_ = false;
@@ -382,6 +383,10 @@ void ScriptedSerialDriver::abort(ScriptedTransfer& transfer, std::uint32_t error
 }
 
 void ScriptedSerialDriver::portChanged(ScriptedPort& port) {
+    if (!port.plugged_ || port.waiting() > 0)
+        endInputWaits(port);
+    else if (std::any_of(inputWaiters_.begin(), inputWaiters_.end(), [&](auto* w) { return w->port == &port; }))
+        watchPeer(port);
     for (ScriptedTransfer* transfer : std::vector(transfers_)) {
         if (transfer->port != &port || transfer->state != ScriptedTransfer::State::Pending) continue;
         const auto handle = handles_.find(transfer->handle);
@@ -469,6 +474,60 @@ void ScriptedSerialDriver::cancelAll(PortHandle handle) {
     for (ScriptedTransfer* transfer : transfers_) {
         if (transfer->handle == handle && transfer->thread == self) abort(*transfer, kAborted);
     }
+}
+
+// --- waiting for bytes
+
+WaitResult ScriptedSerialDriver::awaitInput(PortHandle handle, Event* event, std::uint32_t milliseconds) {
+    constexpr std::uint32_t kLongestPause = 100;
+    const auto failure = core_.enter(Op::AwaitInput);
+    const auto found = handles_.find(handle);
+    auto* const awaited = static_cast<ScriptedEvent*>(event);
+    const bool fails = found == handles_.end() || (awaited && awaited->isRefused()) ||
+                       (failure && failure->kind == FailureKind::WaitFailed) ||
+                       (plainPauses_ && milliseconds > kLongestPause);
+    core_.note(Op::AwaitInput, found == handles_.end() ? "" : found->second.port->path_,
+               core_.call("awaitInput %u", milliseconds),
+               failure ? nameOf(failure->kind)
+               : fails ? "error 6"
+                       : "");
+    if (fails) {
+        fail(kInvalidHandle);
+        return WaitResult::Failed;
+    }
+    if (failure && failure->kind == FailureKind::Stopped && awaited) awaited->signal().set();
+    Signal* const stop = awaited ? &awaited->signal() : nullptr;
+    if (stop && stop->isSet()) return WaitResult::Stopped;
+    ScriptedPort& port = *found->second.port;
+    const bool deaf = plainPauses_ || (failure && failure->kind == FailureKind::TimedOut);
+    if (failure && failure->kind == FailureKind::ForNothing) return WaitResult::Signalled;
+    if (!deaf && (isDead(found->second) || port.waiting() > 0)) return WaitResult::Signalled;
+    InputWaiter waiter{&port, Signal(core_.scheduler, "bytes on " + port.path_)};
+    if (!deaf) {
+        inputWaiters_.push_back(&waiter);
+        watchPeer(port);
+    }
+    const WaitOutcome outcome = core_.scheduler.wait(&waiter.arrived, stop, milliseconds);
+    std::erase(inputWaiters_, &waiter);
+    if (outcome == WaitOutcome::First) return WaitResult::Signalled;
+    return outcome == WaitOutcome::Second ? WaitResult::Stopped : WaitResult::TimedOut;
+}
+
+void ScriptedSerialDriver::endInputWaits(ScriptedPort& port) {
+    for (InputWaiter* waiter : inputWaiters_) {
+        if (waiter->port == &port) waiter->arrived.set();
+    }
+}
+
+// A peer says when its next bytes are due, not that they have come.
+void ScriptedSerialDriver::watchPeer(ScriptedPort& port) {
+    if (!port.peer_) return;
+    const auto next = port.peer_->nextDue();
+    if (!next) return;
+    core_.scheduler.at(VirtualTime(static_cast<std::int64_t>(*next)), [this, &port] {
+        if (std::any_of(inputWaiters_.begin(), inputWaiters_.end(), [&](auto* w) { return w->port == &port; }))
+            portChanged(port);
+    });
 }
 
 // --- blocking transfers

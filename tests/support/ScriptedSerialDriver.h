@@ -24,6 +24,8 @@ public:
     ScriptedPort& port(const std::string& path);  // of one that is there
     std::size_t openHandles() const { return handles_.size(); }
     std::size_t pendingTransfers() const;
+    // The pauses of a driver that does not end them early: bytes end no wait, and there are no long ones.
+    void setPlainPauses() { plainPauses_ = true; }
     void setErrorText(std::uint32_t error, std::string text) { errorTexts_[error] = std::move(text); }
 
     PortHandle open(const std::string& path, bool overlapped) override;
@@ -45,6 +47,7 @@ public:
     bool finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) override;
     void cancel(PortHandle port, Transfer& transfer) override;
     void cancelAll(PortHandle port) override;
+    WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override;
     bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override;
     bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) override;
     std::uint32_t lastError() override;
@@ -57,6 +60,10 @@ private:
         ScriptedPort* port;
         bool overlapped;
         unsigned plugging;
+    };
+    struct InputWaiter {
+        ScriptedPort* port;
+        Signal arrived;
     };
     struct Call {
         ScriptedPort* port = nullptr;    // null: the call has failed
@@ -73,6 +80,8 @@ private:
     void abort(ScriptedTransfer& transfer, std::uint32_t error);
     void portChanged(ScriptedPort& port);
     void watchPeer(ScriptedTransfer& transfer);
+    void watchPeer(ScriptedPort& port);
+    void endInputWaits(ScriptedPort& port);
     bool passBlocking(PortHandle handle, ScriptedPort& port, std::optional<VirtualTime> time);
     bool isDead(const Handle& handle) const { return handle.plugging != handle.port->plugging_; }
 
@@ -80,6 +89,8 @@ private:
     std::map<std::string, std::unique_ptr<ScriptedPort>> ports_;
     std::map<PortHandle, Handle> handles_;
     std::vector<ScriptedTransfer*> transfers_;
+    std::vector<InputWaiter*> inputWaiters_;
+    bool plainPauses_ = false;
     std::map<std::uint32_t, std::string> errorTexts_;
     PortHandle nextHandle_ = 0x100;
 };

@@ -183,15 +183,17 @@ PortHandle PosixSerialDriver::open(const std::string& path, bool) {
     return port->descriptor();
 }
 
+std::shared_ptr<PosixPort> PosixSerialDriver::known(PortHandle handle) {
+    const std::shared_lock guard(mutex_);
+    const auto port = ports_.find(handle);
+    return port != ports_.end() ? port->second : nullptr;
+}
+
 std::shared_ptr<PosixPort> PosixSerialDriver::find(PortHandle handle) {
-    {
-        const std::shared_lock guard(mutex_);
-        const auto known = ports_.find(handle);
-        if (known != ports_.end()) return known->second;
-    }
+    if (auto port = known(handle)) return port;
     const std::lock_guard guard(mutex_);
-    const auto known = ports_.find(handle);
-    if (known != ports_.end()) return known->second;
+    const auto adopted = ports_.find(handle);
+    if (adopted != ports_.end()) return adopted->second;
     int error = 0;
     auto port = PosixPort::adopt(descriptorOf(handle), error);
     if (report(error)) ports_[handle] = port;
@@ -295,6 +297,24 @@ void PosixSerialDriver::cancel(PortHandle, Transfer& transfer) { PosixTransfer::
 
 void PosixSerialDriver::cancelAll(PortHandle handle) {
     for (PosixTransfer* transfer : pending_->ofThisThread(handle)) transfer->end(ECANCELED);
+}
+
+// A handle that is not known is not adopted here: its port may just have been closed, and its number be another's.
+WaitResult PosixSerialDriver::awaitInput(PortHandle handle, Event* event, std::uint32_t milliseconds) {
+    const auto port = known(handle);
+    auto* const awaited = PosixEvent::of(event);
+    if (!port || (awaited != nullptr && awaited->descriptor() < 0)) {
+        fail(EINVAL);
+        return WaitResult::Failed;
+    }
+    switch (port->waitFor(POLLIN, awaited, deadlineAfter(milliseconds))) {
+        case PortWait::Stopped: return WaitResult::Stopped;
+        case PortWait::TimedOut: return WaitResult::TimedOut;
+        case PortWait::Failed: fail(errno); return WaitResult::Failed;
+        case PortWait::Ready:
+        case PortWait::Closed: break;
+    }
+    return WaitResult::Signalled;
 }
 
 bool PosixSerialDriver::read(PortHandle handle, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) {

@@ -41,6 +41,8 @@ public:
     void cancel(PortHandle port, Transfer& transfer) override;
     void cancelAll(PortHandle port) override;
 
+    WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override;
+
     // read() keeps to the port's read time-outs.
     bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override;
     bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) override;
@@ -53,7 +55,8 @@ private:
     class PendingTransfers;
 
     std::string devicePath(const std::string& path) const;
-    std::shared_ptr<PosixPort> find(PortHandle port);  // null and lastError() set when it is no terminal
+    std::shared_ptr<PosixPort> known(PortHandle port);  // null when nothing was asked of it yet
+    std::shared_ptr<PosixPort> find(PortHandle port);   // null and lastError() set when it is no terminal
     template <class Call>
     bool on(PortHandle port, Call call);
 

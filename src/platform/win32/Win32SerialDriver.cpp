@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "platform/win32/OwnedHandle.h"
+#include "platform/win32/Win32InputWatch.h"
 #include "platform/win32/Win32Threading.h"
 
 namespace mova {
@@ -97,7 +98,7 @@ public:
     WaitResult await(Win32Event* stop, DWORD milliseconds) {
         if (state_ == State::Empty) return WaitResult::Signalled;
         const HANDLE handles[] = {completion_.handle(), stop != nullptr ? stop->handle() : nullptr};
-        switch (WaitForMultipleObjects(stop != nullptr ? 2 : 1, handles, FALSE, milliseconds)) {
+        switch (waitForFirst({handles, std::size_t{stop != nullptr ? 2U : 1U}}, milliseconds)) {
             case WAIT_OBJECT_0: return WaitResult::Signalled;
             case WAIT_OBJECT_0 + 1: return WaitResult::Stopped;
             case WAIT_TIMEOUT: return WaitResult::TimedOut;
@@ -150,7 +151,34 @@ PortHandle Win32SerialDriver::open(const std::string& path, bool overlapped) {
     return reinterpret_cast<PortHandle>(port);
 }
 
-bool Win32SerialDriver::close(PortHandle port) { return report(CloseHandle(handleOf(port))); }
+// The wait for bytes ends first: until then the system writes to its record.
+bool Win32SerialDriver::close(PortHandle port) {
+    if (const auto watch = stopWatching(port)) watch->end();
+    return report(CloseHandle(handleOf(port)));
+}
+
+std::shared_ptr<Win32InputWatch> Win32SerialDriver::watchOf(PortHandle port) {
+    const LockGuard guard(mutex_);
+    const auto watch = watches_.find(port);
+    return watch != watches_.end() ? watch->second : nullptr;
+}
+
+std::shared_ptr<Win32InputWatch> Win32SerialDriver::stopWatching(PortHandle port) {
+    const LockGuard guard(mutex_);
+    const auto watch = watches_.extract(port);
+    return watch.empty() ? nullptr : std::move(watch.mapped());
+}
+
+// Without memory there is no watch, and awaitInput() fails.
+void Win32SerialDriver::startWatching(PortHandle port) noexcept {
+    try {
+        const auto watch = std::make_shared<Win32InputWatch>(handleOf(port));
+        const LockGuard guard(mutex_);
+        watches_.try_emplace(port, watch);
+    } catch (const std::bad_alloc&) {
+        static_cast<void>(stopWatching(port));
+    }
+}
 
 bool Win32SerialDriver::setQueueSizes(PortHandle port, std::uint32_t input, std::uint32_t output) {
     return report(SetupComm(handleOf(port), input, output));
@@ -181,14 +209,20 @@ bool Win32SerialDriver::setLineSettings(PortHandle port, const LineSettings& set
 }
 
 bool Win32SerialDriver::setEventMask(PortHandle port, std::uint32_t mask) {
-    return report(SetCommMask(handleOf(port), mask));
+    if ((mask & kEventMaskRxChar) == 0) {
+        if (const auto watch = stopWatching(port)) watch->end();
+    }
+    if (!report(SetCommMask(handleOf(port), mask))) return false;
+    if ((mask & kEventMaskRxChar) != 0) startWatching(port);
+    return true;
 }
 
 bool Win32SerialDriver::clearErrors(PortHandle port, std::uint32_t& errorBits, PortStatus* status) {
     DWORD errors = 0;
     COMSTAT record{};
     if (!report(ClearCommError(handleOf(port), &errors, status != nullptr ? &record : nullptr))) return false;
-    errorBits = errors;
+    const auto watch = watchOf(port);
+    errorBits = errors | (watch ? watch->takeErrors() : 0);
     if (status != nullptr) *status = std::bit_cast<PortStatus>(record);
     return true;
 }
@@ -238,6 +272,13 @@ bool Win32SerialDriver::finish(PortHandle port, Transfer& transfer, std::uint32_
 void Win32SerialDriver::cancel(PortHandle, Transfer& transfer) { Win32Transfer::of(transfer).cancel(); }
 
 void Win32SerialDriver::cancelAll(PortHandle port) { report(CancelIo(handleOf(port))); }
+
+WaitResult Win32SerialDriver::awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) {
+    const auto watch = watchOf(port);
+    if (watch) return watch->await(Win32Event::of(event), milliseconds);
+    fail(ERROR_INVALID_HANDLE);
+    return WaitResult::Failed;
+}
 
 bool Win32SerialDriver::read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) {
     DWORD count = 0;

@@ -4,9 +4,13 @@
 // The stop event of a wait is one made by Win32Threading. A transfer is begun, awaited and cancelled on one thread.
 // A transfer that the port's own time-out ended is not a failure but a short one.
 #pragma once
+#include <map>
+
 #include "platform/SerialDriver.h"
 
 namespace mova {
+
+class Win32InputWatch;
 
 class Win32SerialDriver final : public SerialDriver {
 public:
@@ -31,6 +35,9 @@ public:
     void cancel(PortHandle port, Transfer& transfer) override;
     void cancelAll(PortHandle port) override;
 
+    // Ports that have received characters in their event mask are watched, from setEventMask() to close().
+    WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override;
+
     bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override;
     bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) override;
 
@@ -39,6 +46,13 @@ public:
 
 private:
     class Win32Transfer;
+
+    std::shared_ptr<Win32InputWatch> watchOf(PortHandle port);
+    std::shared_ptr<Win32InputWatch> stopWatching(PortHandle port);
+    void startWatching(PortHandle port) noexcept;
+
+    Mutex mutex_;
+    std::map<PortHandle, std::shared_ptr<Win32InputWatch>> watches_ MOVA_GUARDED_BY(mutex_);
 };
 
 }  // namespace mova

@@ -1,5 +1,8 @@
 #include "platform/win32/Win32Threading.h"
 
+#include <algorithm>
+#include <array>
+
 #include "base/MadeOnce.h"
 #include "platform/win32/OwnModule.h"
 #include "platform/win32/Win32Clock.h"
@@ -18,21 +21,21 @@ SRWLOCK* asLock(void** state) { return reinterpret_cast<SRWLOCK*>(state); }
 void Mutex::lock() noexcept { AcquireSRWLockExclusive(asLock(&state_)); }
 void Mutex::unlock() noexcept { ReleaseSRWLockExclusive(asLock(&state_)); }
 
-namespace {
-
-DWORD waitAtMost(HANDLE event, std::uint32_t milliseconds) {
-    if (ShortTimer::isFor(milliseconds)) {
+DWORD waitForFirst(std::span<const HANDLE> handles, DWORD milliseconds) {
+    constexpr std::size_t kMost = 4;
+    const auto count = static_cast<DWORD>(handles.size());
+    if (handles.size() < kMost && ShortTimer::isFor(milliseconds)) {
         const ShortTimer timer(milliseconds);
         if (timer) {
-            const HANDLE both[] = {event, timer.get()};
-            const DWORD first = WaitForMultipleObjects(2, both, FALSE, INFINITE);
-            return first == WAIT_OBJECT_0 + 1 ? DWORD{WAIT_TIMEOUT} : first;
+            std::array<HANDLE, kMost> all{};
+            std::copy(handles.begin(), handles.end(), all.begin());
+            all[count] = timer.get();
+            const DWORD first = WaitForMultipleObjects(count + 1, all.data(), FALSE, INFINITE);
+            return first == WAIT_OBJECT_0 + count ? DWORD{WAIT_TIMEOUT} : first;
         }
     }
-    return WaitForSingleObject(event, milliseconds);
+    return WaitForMultipleObjects(count, handles.data(), FALSE, milliseconds);
 }
-
-}  // namespace
 
 Win32Event::Win32Event() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
 
@@ -47,7 +50,8 @@ void Win32Event::reset() {
 }
 
 WaitResult Win32Event::wait(std::uint32_t milliseconds) {
-    switch (waitAtMost(event_.get(), milliseconds)) {
+    const HANDLE event = event_.get();
+    switch (waitForFirst({&event, 1}, milliseconds)) {
         case WAIT_OBJECT_0: return WaitResult::Signalled;
         case WAIT_TIMEOUT: return WaitResult::TimedOut;
         default: return WaitResult::Failed;

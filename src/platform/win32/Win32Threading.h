@@ -2,11 +2,16 @@
 // serial driver has one.
 #pragma once
 #include <atomic>
+#include <span>
 
 #include "platform/Threading.h"
 #include "platform/win32/OwnedHandle.h"
 
 namespace mova {
+
+// Waits for the first of the handles, of which there are at most three: WAIT_OBJECT_0 and its index, WAIT_TIMEOUT or
+// WAIT_FAILED. A short time-out is kept to the millisecond where the system has timers for that.
+DWORD waitForFirst(std::span<const HANDLE> handles, DWORD milliseconds);
 
 class Win32Event final : public Event {
 public:

@@ -136,6 +136,11 @@ WaitResult RestingPlatform::RestingSerial::await(Transfer& transfer, Event* stop
     return inner.await(transfer, stop ? &static_cast<RestingEvent*>(stop)->inner() : nullptr, milliseconds);
 }
 
+WaitResult RestingPlatform::RestingSerial::awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) {
+    const Rest rest;
+    return inner.awaitInput(port, event ? &static_cast<RestingEvent*>(event)->inner() : nullptr, milliseconds);
+}
+
 bool RestingPlatform::RestingSerial::finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) {
     const Rest rest;
     return inner.finish(port, transfer, bytes);

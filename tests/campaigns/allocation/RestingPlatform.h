@@ -136,6 +136,7 @@ private:
         bool finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) override;
         void cancel(PortHandle port, Transfer& transfer) override;
         void cancelAll(PortHandle port) override;
+        WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override;
         bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override;
         bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) override;
         std::uint32_t lastError() override;

@@ -231,6 +231,12 @@ public:
         inner_.cancelAll(port);
         recorder_.note(Act::CancelAll, true);
     }
+    WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override {
+        const WaitResult result =
+            inner_.awaitInput(port, event ? static_cast<TapedEvent*>(event)->inner() : nullptr, milliseconds);
+        recorder_.note(Act::Input, result != WaitResult::Failed, milliseconds, told(result));
+        return result;
+    }
     bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override {
         return inner_.read(port, buffer, capacity, bytes);
     }

@@ -304,7 +304,7 @@ TEST_F(OpenCloseTest, StopOfTheCloseEndsAnExchangeThatIsUnderWay) {
     platform.advance(100);
     const auto before = platform.elapsed();
     EXPECT_EQ(manager->ResetCmdManager(0), 0u);
-    EXPECT_EQ(platform.elapsed() - before, 501);  // one idle pause of the exchange, then the close
+    EXPECT_EQ(platform.elapsed() - before, 500);  // the close
     EXPECT_TRUE(caller->join(10));
 }
 

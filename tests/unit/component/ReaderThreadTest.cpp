@@ -75,22 +75,49 @@ TEST_F(ManagersReaderTest, AnotherDeviceTypeHasOneToo) {
 
 // --- running
 
-TEST_F(ManagersReaderTest, PollsEveryFiveMilliseconds) {
+TEST_F(ManagersReaderTest, RestsWithOneWakeUpASecond) {
     open();
     manager->SwitchOperateMode(2, 0);
     platform.advance(1);
     platform.failures().resetCalls();
-    platform.advance(1000);
-    EXPECT_EQ(platform.failures().calls(Op::ClearErrors), 200u);
+    platform.advance(60'000);
+    EXPECT_EQ(platform.failures().calls(Op::ClearErrors), 60u);
+    EXPECT_EQ(platform.failures().calls(Op::AwaitInput), 60u);  // one every 995 ms
 }
 
-TEST_F(ManagersReaderTest, PollsEverySixMillisecondsWhileItAwaitsATerminator) {
-    open();
-    manager->SwitchOperateMode(5, 0);
+TEST_F(ManagersReaderTest, RestsWhileNoPortIsOpenAsWell) {
+    manager->SwitchOperateMode(2, 0);
     platform.advance(1);
     platform.failures().resetCalls();
-    platform.advance(600);
-    EXPECT_EQ(platform.failures().calls(Op::ClearErrors), 100u);
+    platform.advance(60'000);
+    EXPECT_LE(platform.failures().calls(Op::EventWait), 4 * 61u);  // two of them are looks at the event
+    EXPECT_EQ(manager->InitCmdManager(0), 0u);
+    comm.feedAfter(10ms, confirmation(1));
+    platform.advance(15);
+    EXPECT_EQ(manager->FetchQueuedCnfItem().length, 2u);
+}
+
+// What a caller's exchange leaves pending is no byte on the port.
+TEST_F(ManagersReaderTest, IsCalledForTheTextThatAnExchangeHasLeftPending) {
+    open();
+    manager->SwitchOperateMode(1, 0);
+    platform.advance(1003);
+    comm.expect("ATE0\r").reply("OK\r\n+CSQ: 9,99\r\n");
+    EXPECT_EQ(manager->SetAtCmdProperty(101, 0), 0u);
+    EXPECT_THAT(listener->texts(), ElementsAre("OK"));
+    platform.advance(5);
+    EXPECT_THAT(listener->texts(), ElementsAre("OK", "+CSQ: 9,99~"));
+}
+
+TEST_F(ManagersReaderTest, ReopensAPortThatAWriteHasClosed) {
+    open();
+    manager->SwitchOperateMode(2, 0);
+    platform.advance(1003);
+    platform.failures().fail(Op::BeginWrite);
+    EXPECT_NE(manager->SendNormalAtCmd(0, "AT"), 0u);  // it pauses for half a second after the close
+    platform.advance(5);
+    EXPECT_EQ(manager->IsCommDeviceOpen(), 1);
+    EXPECT_EQ(comm.opens(), 2u);
 }
 
 TEST_F(ManagersReaderTest, FilesConfirmationsInTheQueue) {
@@ -169,7 +196,8 @@ TEST_F(ManagersReaderTest, WaitThatFailsEndsItAndTheNextOpenStartsAnother) {
     open();
     manager->SwitchOperateMode(2, 0);
     platform.advance(1);
-    platform.failures().fail(Op::EventWait).onCall(2);  // the first is the look at the event inside a pass
+    platform.failures().fail(Op::EventWait);
+    comm.feed("\r\n");  // ends its rest
     platform.advance(10);
     EXPECT_EQ(readers(), 0u);
     EXPECT_EQ(manager->InitCmdManager(0), 0u);
@@ -324,7 +352,8 @@ TEST_F(ManagersReaderTest, CloseFromAnotherThreadEndsItsWaitForALongAnswer) {
 class ReaderThreadTest : public ::testing::Test {
 protected:
     ReaderThread::Work work() {
-        return {[this] { log += "begin "; }, [this] { log += "pass "; }, [this] { log += "end "; }};
+        return {[this] { log += "begin "; }, [](Event&) { return ReaderThread::kPollPause; },
+                [this] { log += "pass "; }, [this] { log += "end "; }};
     }
 
     ScriptedPlatform platform;

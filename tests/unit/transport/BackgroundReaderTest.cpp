@@ -41,7 +41,8 @@ protected:
     std::vector<std::int64_t> countQueries() {  // milliseconds from the start
         std::vector<std::int64_t> times;
         for (const JournalEntry& entry : platform.journal().entries()) {
-            if (entry.op == Op::ClearErrors) times.push_back((entry.when - started).count() / 1000);
+            if (entry.op == Op::ClearErrors && entry.text == "clearErrors status")
+                times.push_back((entry.when - started).count() / 1000);
         }
         return times;
     }
@@ -53,16 +54,65 @@ protected:
     VirtualTime started{0};
 };
 
-TEST_F(BackgroundReaderTest, PollsThePortEveryFiveMilliseconds) {
+TEST_F(BackgroundReaderTest, RestsWhileNothingArrivesButForALookEachSecond) {
     start(2);
+    platform.advance(3500);
+    EXPECT_THAT(countQueries(), ElementsAre(995, 1990, 2985));
+}
+
+// The passes that it has left out would have come at 5, 10, 15, ... ms.
+TEST_F(BackgroundReaderTest, ByteEndsTheRestAndIsReadWhenThePassWouldHaveCome) {
+    start(2);
+    comm.feedAfter(12ms, "\r\n");
+    comm.feedAfter(30ms, "\r\n");
+    platform.advance(100);
+    EXPECT_THAT(countQueries(), ElementsAre(15, 30));
+}
+
+// Each of these passes would have paused for one millisecond more: 5, 11, 17, ... ms.
+TEST_F(BackgroundReaderTest, RhythmAfterARestIsThatOfPassesThatAwaitATerminator) {
+    start(5);
+    comm.feedAfter(12ms, "OK\r\n");
+    platform.advance(100);
+    EXPECT_THAT(countQueries(), ElementsAre(17));
+}
+
+TEST_F(BackgroundReaderTest, PollsThePortEveryFiveMillisecondsWhileTextIsPending) {
+    start(1);
+    comm.feed("+CS");
     platform.advance(25);
     EXPECT_THAT(countQueries(), ElementsAre(5, 10, 15, 20, 25));
 }
 
 TEST_F(BackgroundReaderTest, AwaitingATerminatorEachPassPausesForOneMillisecondMore) {
     start(5);
+    comm.feed("+CSQ: 9,99\r\n");
     platform.advance(24);
     EXPECT_THAT(countQueries(), ElementsAre(5, 11, 17, 23));
+}
+
+TEST_F(BackgroundReaderTest, DriverThatCannotWaitIsAskedEveryFiveMilliseconds) {
+    start(2);
+    platform.failures().fail(Op::AwaitInput).always().as(FailureKind::WaitFailed);
+    comm.feed("\r\n");  // ends the wait that is under way
+    platform.advance(25);
+    EXPECT_THAT(countQueries(), ElementsAre(5, 10, 15, 20, 25));
+}
+
+TEST_F(BackgroundReaderTest, DriverThatTellsOfBytesThatAreNotThereIsAskedEveryFiveMilliseconds) {
+    start(2);
+    platform.failures().fail(Op::AwaitInput).always().as(FailureKind::ForNothing);
+    comm.feed("\r\n");
+    platform.advance(25);
+    EXPECT_THAT(countQueries(), ElementsAre(5, 10, 15, 20, 25));
+}
+
+TEST_F(BackgroundReaderTest, DriverThatDoesNotTellOfBytesIsAskedOnceASecond) {
+    platform.failures().fail(Op::AwaitInput).always().as(FailureKind::TimedOut);
+    start(2);
+    comm.feedAfter(10ms, "*MOVA=05000500020103\r\n");
+    platform.advance(1000);
+    EXPECT_EQ(manager.FetchQueuedCnfItem().length, 4u);
 }
 
 TEST_F(BackgroundReaderTest, FilesWhatItReceivesInTheQueue) {

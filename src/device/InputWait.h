@@ -1,0 +1,37 @@
+// InputWait makes the pauses between the looks at the line while somebody waits for an answer. A pause is the longest
+// time to wait: it ends when bytes arrive or the stop event is set.
+#pragma once
+#include <cstdint>
+
+#include "device/HandsetPort.h"
+#include "platform/Platform.h"
+
+namespace mova {
+
+class InputWait {
+public:
+    // A line that trickles is not looked at for every byte. At 115200 baud that would be every 87 us, for 10 us of
+    // processor time each, and 64 objects would ask for more than there is. So many looks are made for little, which
+    // is as many as the bytes of a short answer; from then on pauses last their time, until the line has been quiet.
+    static constexpr unsigned kPromptLooks = 64;
+    static constexpr std::uint32_t kLittle = 16;  // bytes: what the queue in a serial port's hardware holds
+
+    InputWait(Platform& platform, HandsetPort& port) : platform_(platform), port_(port) {}
+
+    // waiting, taken: the bytes that the look before this pause has found, and has got. Stopped: by the stop event.
+    WaitResult pause(std::uint32_t milliseconds, std::uint32_t waiting, std::uint32_t taken)
+        MOVA_REQUIRES(portLockRole);
+
+private:
+    void learnFrom(std::uint32_t waiting, std::uint32_t taken);
+    WaitResult awaitInput(std::uint32_t milliseconds) MOVA_REQUIRES(portLockRole);
+    WaitResult awaitStop(std::uint32_t milliseconds) MOVA_REQUIRES(portLockRole);
+
+    Platform& platform_;
+    HandsetPort& port_;
+    WaitResult last_ = WaitResult::TimedOut;
+    unsigned looks_ = 0;   // for little, since the line was quiet
+    bool inVain_ = false;  // bytes were told of that could not be had
+};
+
+}  // namespace mova
