@@ -58,7 +58,10 @@ public:
     // Capacity below 1: NotOpen. A success of 0 bytes is usual: reads return what is queued.
     Code ReadData(void* buffer, std::int32_t capacity, std::uint32_t& bytesRead) MOVA_REQUIRES(portLockRole);
     // Length 0 is accepted, deliberately unlike ReadData. A short write closes the port and, overlapped, reopens it.
-    Code WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) MOVA_REQUIRES(portLockRole);
+    // Before: what is done before the transfer. A paced write looks at the line's error bits once in a millisecond.
+    enum class Before { LookAtErrors, Nothing };
+    Code WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten,
+                   Before before = Before::LookAtErrors) MOVA_REQUIRES(portLockRole);
     bool ClearDeviceError() MOVA_REQUIRES(portLockRole);  // reporting form
     // Queue form: bytes waiting in the input queue.
     Code ClearDeviceError(std::uint32_t& waiting) MOVA_REQUIRES(portLockRole);

@@ -78,10 +78,10 @@ WaitResult DeviceComm::awaitInput(std::uint32_t milliseconds) {
     return isOpen() ? serial_.awaitInput(handle_, stop_, milliseconds) : WaitResult::Failed;
 }
 
-Code DeviceComm::WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten) {
+Code DeviceComm::WriteData(const void* data, std::uint32_t length, std::uint32_t& bytesWritten, Before before) {
     bytesWritten = 0;
     if (!isOpen() || static_cast<std::int32_t>(length) < 0) return Code::NotOpen;
-    ClearDeviceError();
+    if (before == Before::LookAtErrors) ClearDeviceError();
     const Code result =
         overlapped_ ? overlappedWrite(data, length, bytesWritten) : blockingWrite(data, length, bytesWritten);
     if (result == Code::Success && traceSend_ && bytesWritten > 0) {

@@ -1,5 +1,7 @@
 #include "device/HandsetPort.h"
 
+#include <utility>
+
 #include "base/Text.h"
 
 namespace mova {
@@ -76,7 +78,8 @@ void HandsetPort::closeAtEnd() {
 }
 
 // NOLINTNEXTLINE(readability-non-const-parameter): written through a reference
-Code HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten) {
+Code HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten,
+                        DeviceComm::Before before) {
     std::uint32_t written = 0;
     std::uint32_t& out = bytesWritten ? *bytesWritten : written;
     out = 0;
@@ -87,7 +90,7 @@ Code HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* b
         if (opened != Code::Success || !isSerial()) return opened;
     }
     // Deliberate: a port that closed itself is only reopened when the manager's own handle says so.
-    return device_.isOpen() ? device_.WriteData(data, length, out) : Code::Success;
+    return device_.isOpen() ? device_.WriteData(data, length, out, before) : Code::Success;
 }
 
 Code HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds) {
@@ -97,17 +100,21 @@ Code HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32
 
     // Required: every other kind of card takes the request byte by byte.
     const char* const bytes = static_cast<const char*>(data);
+    std::uint32_t now = start;
+    auto before = DeviceComm::Before::LookAtErrors;
     for (std::uint32_t sent = 0; sent < length;) {
         std::uint32_t written = 0;
-        const Code result = write(bytes + sent, 1, &written);
+        const Code result = write(bytes + sent, 1, &written, before);
         if (result != Code::Success) return result;
         // As in a whole write: a device that is found closed, or is no serial one any more, takes nothing.
         if (!isSerial() || !device_.isOpen()) return Code::Success;
         sent += written;
         if (sent == length) break;
         if (stop_->isSet()) return Code::Stopped;
+        const std::uint32_t last = std::exchange(now, platform_.clock.tickCount());
+        before = now == last ? DeviceComm::Before::Nothing : DeviceComm::Before::LookAtErrors;
         // Deliberate: a plain comparison, without regard to the count's wrap.
-        if (start + limitMilliseconds < platform_.clock.tickCount()) return Code::WriteTimeout;
+        if (start + limitMilliseconds < now) return Code::WriteTimeout;
     }
     return Code::Success;
 }

@@ -55,8 +55,8 @@ public:
     void closeAtEnd() MOVA_REQUIRES(portLockRole);
 
     // Object write: the whole buffer at once. bytesWritten may be null.
-    Code write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten = nullptr)
-        MOVA_REQUIRES(portLockRole);
+    Code write(const void* data, std::uint32_t length, std::uint32_t* bytesWritten = nullptr,
+               DeviceComm::Before before = DeviceComm::Before::LookAtErrors) MOVA_REQUIRES(portLockRole);
     // Byte by byte unless the card sits on USB; the limit is for the whole request.
     Code pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds)
         MOVA_REQUIRES(portLockRole);

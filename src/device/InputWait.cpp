@@ -4,7 +4,8 @@ namespace mova {
 
 WaitResult InputWait::pause(std::uint32_t milliseconds, std::uint32_t waiting, std::uint32_t taken) {
     learnFrom(waiting, taken);
-    const bool endsEarly = !inVain_ && looks_ < kPromptLooks && port_.listenedPort() != kInvalidPort;
+    const bool endsEarly =
+        !inVain_ && looks_ < kPromptLooks && quickLooks_ < kQuickLooks && port_.listenedPort() != kInvalidPort;
     last_ = endsEarly ? awaitInput(milliseconds) : awaitStop(milliseconds);
     return last_;
 }
@@ -17,16 +18,17 @@ void InputWait::learnFrom(std::uint32_t waiting, std::uint32_t taken) {
     }
     if (last_ == WaitResult::TimedOut && taken == 0) {
         looks_ = looks_ < kPromptLooks ? 0 : kPromptLooks - 1;  // quiet; a line that has trickled has to be so twice
-    } else if (last_ != WaitResult::TimedOut && taken < kLittle) {
+    } else if (last_ == WaitResult::Signalled && taken < kLittle) {
         ++looks_;
     }
 }
 
-// Where the port's driver cannot wait for bytes, the first looks follow each other without a pause: they find the
-// answer of a handset that answers at once, and are soon over.
 WaitResult InputWait::awaitInput(std::uint32_t milliseconds) {
     const WaitResult seen = port_.device().awaitInput(milliseconds);
-    if (seen == WaitResult::Failed) platform_.clock.sleep(0);
+    if (seen == WaitResult::Failed) {
+        ++quickLooks_;
+        platform_.clock.sleep(0);
+    }
     return seen;
 }
 

@@ -14,6 +14,9 @@ public:
     // processor time each, and 64 objects would ask for more than there is. So many looks are made for little, which
     // is as many as the bytes of a short answer; from then on pauses last their time, until the line has been quiet.
     static constexpr unsigned kPromptLooks = 64;
+    // Where the port's driver cannot wait for bytes, so many looks follow each other without a pause: for about as long
+    // as one pause lasts. They find the answer of a handset that answers at once.
+    static constexpr unsigned kQuickLooks = 256;
     static constexpr std::uint32_t kLittle = 16;  // bytes: what the queue in a serial port's hardware holds
 
     InputWait(Platform& platform, HandsetPort& port) : platform_(platform), port_(port) {}
@@ -30,7 +33,8 @@ private:
     Platform& platform_;
     HandsetPort& port_;
     WaitResult last_ = WaitResult::TimedOut;
-    unsigned looks_ = 0;   // for little, since the line was quiet
+    unsigned looks_ = 0;  // for little, since the line was quiet
+    unsigned quickLooks_ = 0;
     bool inVain_ = false;  // bytes were told of that could not be had
 };
 

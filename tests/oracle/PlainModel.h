@@ -99,12 +99,12 @@ private:
     std::uint32_t setUp();
     std::uint32_t closeDevice();
     std::uint32_t read(std::uint32_t capacity, std::string& bytes);
-    std::uint32_t write(const std::string& bytes, std::uint32_t& written);
+    std::uint32_t write(const std::string& bytes, std::uint32_t& written, bool looksAtErrors = true);
 
     // port
     std::uint32_t open();
     std::uint32_t startReader();
-    std::uint32_t objectWrite(const std::string& bytes, std::uint32_t& written);
+    std::uint32_t objectWrite(const std::string& bytes, std::uint32_t& written, bool looksAtErrors = true);
     std::uint32_t pacedWrite(const std::string& bytes, std::uint32_t limit);
     bool readable();
 

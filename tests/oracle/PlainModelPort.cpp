@@ -91,10 +91,10 @@ std::uint32_t PlainModel::read(std::uint32_t capacity, std::string& bytes) {
     return 0;
 }
 
-std::uint32_t PlainModel::write(const std::string& bytes, std::uint32_t& written) {
+std::uint32_t PlainModel::write(const std::string& bytes, std::uint32_t& written, bool looksAtErrors) {
     written = 0;
     if (!device_) return 0x4000;
-    clearErrors(nullptr);
+    if (looksAtErrors) clearErrors(nullptr);
     const Happening& begun = take(Act::BeginWrite);
     if (begun.text != bytes) {
         --next_;
@@ -155,28 +155,32 @@ std::uint32_t PlainModel::startReader() {
     return 0;
 }
 
-std::uint32_t PlainModel::objectWrite(const std::string& bytes, std::uint32_t& written) {
+std::uint32_t PlainModel::objectWrite(const std::string& bytes, std::uint32_t& written, bool looksAtErrors) {
     written = 0;
     if (!initialised_) return 0x4317;
     if (!handle_) {
         const std::uint32_t opened = open();
         if (opened != 0) return opened;
     }
-    return device_ ? write(bytes, written) : 0;
+    return device_ ? write(bytes, written, looksAtErrors) : 0;
 }
 
 std::uint32_t PlainModel::pacedWrite(const std::string& bytes, std::uint32_t limit) {
     const std::uint32_t start = ticks();
     std::uint32_t written = 0;
     if (usb_ && initialised_) return objectWrite(bytes, written);
+    std::uint32_t now = start;
+    bool looks = true;  // at the error bits: once in a millisecond
     for (std::size_t sent = 0; sent < bytes.size();) {
-        const std::uint32_t result = objectWrite(bytes.substr(sent, 1), written);
+        const std::uint32_t result = objectWrite(bytes.substr(sent, 1), written, looks);
         if (result != 0) return result;
         if (!device_) return 0;
         sent += written;
         if (sent == bytes.size()) break;
         if (stopSeen()) return kStopped;
-        if (start + limit < ticks()) return 0x4005;
+        looks = ticks() != now;
+        now = ticks();
+        if (start + limit < now) return 0x4005;
     }
     return 0;
 }

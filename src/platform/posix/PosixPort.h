@@ -31,6 +31,7 @@ public:
     int descriptor() const { return device_.get(); }
     // From now on the device goes with this object; waits for it end.
     void beginClose();
+    bool isClosing() { return closing_.isSet(); }
 
     int setQueueSizes(std::uint32_t input, std::uint32_t output);
     int setTimeouts(const PortTimeouts& timeouts);

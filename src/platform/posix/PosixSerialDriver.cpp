@@ -130,6 +130,13 @@ public:
         error_ = error;
     }
 
+    // The port of the last write, when the handle is still that one's: paced writes begin one for each byte, and what
+    // all ports of the process share is not asked again.
+    std::shared_ptr<PosixPort> lastPort(PortHandle handle) const {
+        auto port = handle == handle_ ? port_.lock() : nullptr;
+        return port && !port->isClosing() ? port : nullptr;
+    }
+
     bool isIdle() const { return state_ == State::Idle; }
     bool isOfThisThread(PortHandle port) const { return handle_ == port && thread_ == std::this_thread::get_id(); }
 
@@ -269,8 +276,9 @@ BeginResult PosixSerialDriver::beginRead(PortHandle handle, Transfer& transfer, 
 
 BeginResult PosixSerialDriver::beginWrite(PortHandle handle, Transfer& transfer, const void* data,
                                           std::uint32_t length) {
-    const auto port = find(handle);
     auto& write = PosixTransfer::of(transfer);
+    auto port = write.lastPort(handle);
+    if (!port) port = find(handle);
     if (!port || !report(write.beginWrite(handle, port, data, length))) return BeginResult::Failed;
     std::uint32_t bytes = 0;
     return write.result(bytes) == EINPROGRESS ? BeginResult::Pending : BeginResult::Complete;
