@@ -14,10 +14,10 @@ if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; th
     export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS:-pch_defines,time_macros}
 fi
 
-# configured PRESET VARIABLE=VALUE...: its folder is, with these and by the presets of now; to do it again takes its time.
+# configured PRESET VARIABLE=VALUE...: its folder is, with these; to do it again takes its time.
 configured() {
     local cache=build/$1/CMakeCache.txt variable
-    [ "build/$1/build.ninja" -nt CMakePresets.json ] || return
+    [ -e "build/$1/build.ninja" ] || return
     for variable in "${@:2}"; do grep -q "^${variable%%=*}:[A-Z]*=${variable#*=}$" "$cache" || return; done
 }
 
@@ -33,7 +33,11 @@ for preset in "$@"; do
         esac
     done
     build() {
-        configured "$preset" "${variables[@]}" || cmake --preset "$preset" "${variables[@]/#/-D}" || return
+        if [ "build/$preset/CMakeCache.txt" -ot CMakePresets.json ]; then  # to change the compiler loses what else was set
+            cmake --fresh --preset "$preset" "${variables[@]/#/-D}" || return
+        elif ! configured "$preset" "${variables[@]}"; then
+            cmake --preset "$preset" "${variables[@]/#/-D}" || return
+        fi
         cmake --build --preset "$preset" ${targets[@]:+--target "${targets[@]}"}
     }
     if ! build 2>&1 | tee "build/$preset.log" | progress "building $preset"; then
