@@ -5,7 +5,7 @@ source "${BASH_SOURCE[0]%/*}/progress.sh"
 declare -A package_groups=(
     [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
     [build32]="g++-mingw-w64-i686-posix"
-    [sanitizers]="clang libclang-rt-14-dev"
+    [sanitizers]="clang libclang-rt-14-dev llvm"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf"
     [analysis]="clang-format clang-tidy cppcheck"
     [browser]="chromium chromium-driver python3-selenium python3-pil"
@@ -29,10 +29,10 @@ install_packages() {
     fi
     echo "Missing, to be installed from Debian's packages: ${missing[*]}"
     "${as_root[@]}" apt-get update -qq
-    # Asked for the size it ends unsuccessfully.
-    LC_ALL=C apt-get install --assume-no --no-install-recommends "${missing[@]}" 2>/dev/null |
+    # Asked where the files are it tells the sizes and does nothing.
+    LC_ALL=C apt-get install -y --print-uris --no-install-recommends "${missing[@]}" 2>/dev/null |
         sed -nE 's/^(Need to get|After this operation,) .*/    &/p' || true
     echo "    Installing takes a minute or a few beside the download."
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-        -o APT::Status-Fd=3 "${missing[@]}" 3>&1 >/dev/null | apt_progress
+        -o APT::Status-Fd=1 "${missing[@]}" | apt_progress
 }

@@ -13,7 +13,7 @@ progress() {
     return 0
 }
 
-# apt_progress: of what apt says to APT::Status-Fd, its percents.
+# apt_progress: of what apt says with APT::Status-Fd=1 (sudo closes all above 2), the percents.
 apt_progress() {
     local kind percent
     while IFS=: read -r kind _ percent _; do
