@@ -1,12 +1,15 @@
-# To be sourced. install_packages GROUP...: installs what is missing of the groups below from Debian's packages.
+# To be sourced. install_packages GROUP...: installs what is missing of the groups below from Debian's packages, and says
+# before how much that is.
+source "${BASH_SOURCE[0]%/*}/progress.sh"
 
 declare -A package_groups=(
-    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
+    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
+    [build32]="g++-mingw-w64-i686-posix"
+    [sanitizers]="clang libclang-rt-14-dev llvm"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf"
     [analysis]="clang-format clang-tidy cppcheck"
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
-    [fuzz]="clang libclang-rt-14-dev"
     [package]="nsis zip python3"
     [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
@@ -24,7 +27,12 @@ install_packages() {
         command -v sudo >/dev/null || { echo "These packages are missing and sudo is not here to install them: ${missing[*]}" >&2; return 1; }
         as_root=(sudo)
     fi
-    echo "Installing: ${missing[*]}"
+    echo "Missing, to be installed from Debian's packages: ${missing[*]}"
     "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    # Asked where the files are it tells the sizes and does nothing.
+    LC_ALL=C apt-get install -y --print-uris --no-install-recommends "${missing[@]}" 2>/dev/null |
+        sed -nE 's/^(Need to get|After this operation,) .*/    &/p' || true
+    echo "    Installing takes a minute or a few beside the download."
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+        -o APT::Status-Fd=1 "${missing[@]}" | apt_progress
 }

@@ -5,6 +5,8 @@
 #pragma once
 #include <cstdlib>
 
+#include "support/Sanitizers.h"
+
 namespace mova {
 
 struct SanitizedEvery {
@@ -17,13 +19,9 @@ inline unsigned everyNthRun([[maybe_unused]] SanitizedEvery sanitized) {
         const unsigned long n = std::strtoul(chosen, nullptr, 10);
         if (n > 0) return static_cast<unsigned>(n);
     }
-#if defined(__SANITIZE_THREAD__)
-    return sanitized.thread;
-#elif defined(__SANITIZE_ADDRESS__)
-    return sanitized.address;
-#else
+    if (kThreadSanitizer) return sanitized.thread;
+    if (kAddressSanitizer) return sanitized.address;
     return 1;
-#endif
 }
 
 }  // namespace mova

@@ -15,17 +15,15 @@
 #include <vector>
 
 #include "campaigns/soak/Station.h"
+#include "support/Sanitizers.h"
 
 namespace mova::soak {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kMemoryIsTheProgramsOwn = false;  // the sanitizer keeps what was freed; it finds leaks by itself
-#else
-constexpr bool kMemoryIsTheProgramsOwn = true;
-#endif
+// A sanitizer keeps what was freed; it finds leaks by itself.
+constexpr bool kMemoryIsTheProgramsOwn = !kAddressSanitizer && !kThreadSanitizer;
 constexpr std::size_t kThreadsOfAnObject = 5;  // client, handset, reader, and one that is on its way out
 constexpr std::size_t kDescriptorsOfAnObject = 10;
 constexpr std::size_t kMemoryGrowth = 4096;  // kB of resident memory, from the end of the warm-up to the end

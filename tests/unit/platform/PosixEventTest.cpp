@@ -7,6 +7,7 @@
 
 #include "PseudoTerminal.h"
 #include "platform/posix/PosixThreading.h"
+#include "support/Sanitizers.h"
 
 namespace mova {
 namespace {
@@ -74,9 +75,7 @@ TEST(PosixEvent, ASignalHandlerDoesNotEndTheWait) {
 }
 
 TEST(PosixEvent, WaitsOfAnEventThatTheSystemRefusedFail) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the sanitizers need descriptors themselves";
-#endif
+    if (kAddressSanitizer || kThreadSanitizer) GTEST_SKIP() << "the sanitizers need descriptors themselves";
     PosixThreading threading("/tmp");
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);

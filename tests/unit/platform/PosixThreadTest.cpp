@@ -88,7 +88,7 @@ TEST_F(PosixThreadTest, WhatTheFunctionHoldsGoesBeforeTheThreadCountsAsEnded) {
         std::uint32_t* goneOn;
     };
     std::uint32_t goneOn = 0;
-    auto held = std::make_shared<Tracer>(&goneOn);
+    std::shared_ptr<Tracer> held(new Tracer{&goneOn});
     const auto thread = threading_.start([held = std::move(held)] {});
     ASSERT_TRUE(thread->join(kInfinite));
     EXPECT_EQ(goneOn, thread->id());
