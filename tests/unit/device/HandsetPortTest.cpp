@@ -421,6 +421,23 @@ INSTANTIATE_TEST_SUITE_P(Limits, PacedWriteLimitTest,
                                            LimitCase{30, 0, "ABCD"}, LimitCase{1000, 0, "ABCD"}),
                          [](const auto& test) { return std::to_string(test.param.limit); });
 
+TEST_F(PacedWriteTest, LooksAtTheErrorBitsOnceInAMillisecond) {
+    openQuietly();
+    comm.writesTake(std::chrono::microseconds(400));  // the bytes begin at 0, 0.4, 0.8, 1.2, 1.6, 2.0 ms
+    EXPECT_EQ(port.pacedWrite("ABCDEF", 6, 1000), 0u);
+    EXPECT_EQ(platform.journal().only({Op::BeginWrite}).size(), 6u);
+    EXPECT_EQ(platform.journal().only({Op::ClearErrors}).size(), 3u);
+}
+
+TEST_F(PacedWriteTest, TellsOfAnErrorOnTheLineBeforeTheNextMillisecondsByte) {
+    openQuietly();
+    comm.writesTake(1ms);
+    platform.after(1500us, [this] { comm.addErrorBits(LineError::Framing); });
+    EXPECT_EQ(port.pacedWrite("ABCD", 4, 1000), 0u);
+    EXPECT_EQ(comm.written(), "ABCD");
+    EXPECT_THAT(sink.messages(), ::testing::ElementsAre("The hardware detected a framing error."));
+}
+
 TEST_F(PacedWriteTest, LimitOf0SufficesWhenNoTimePasses) {
     openQuietly();
     EXPECT_EQ(port.pacedWrite("ABCD", 4, 0), 0u);

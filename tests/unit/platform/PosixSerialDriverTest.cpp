@@ -1,9 +1,11 @@
 #include <asm/termbits.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 
+#include <atomic>
 #include <filesystem>
 #include <iterator>
 #include <set>
@@ -792,6 +794,79 @@ TEST_F(PosixSerialDriverTest, ErrorTextsAreTheSystems) {
     EXPECT_EQ(driver_.errorText(kErrorIo), "Input/output error");
     EXPECT_EQ(driver_.errorText(kErrorBusy), "Device or resource busy");
     EXPECT_EQ(driver_.errorText(0), "Success");
+}
+
+// --- waiting for bytes
+
+TEST_F(PosixSerialDriverTest, AWaitForBytesEndsWhenTheyComeAndLeavesThem) {
+    open();
+    std::thread sender([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        line_.send("OK");
+    });
+    EXPECT_EQ(driver_.awaitInput(port_, nullptr, kGenerousLimit), WaitResult::Signalled);
+    sender.join();
+    EXPECT_EQ(driver_.awaitInput(port_, nullptr, kInfinite), WaitResult::Signalled);  // they are still there
+    awaitQueued(2);
+    EXPECT_EQ(readQueued(), "OK");
+}
+
+TEST_F(PosixSerialDriverTest, AWaitForBytesLastsItsTimeWhereNoneCome) {
+    open();
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(driver_.awaitInput(port_, nullptr, 30), WaitResult::TimedOut);
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(30));
+}
+
+TEST_F(PosixSerialDriverTest, TheEventEndsAWaitForBytesAndGoesBeforeThem) {
+    open();
+    PosixEvent event;
+    std::thread stopper([&] { event.set(); });
+    EXPECT_EQ(driver_.awaitInput(port_, &event, kInfinite), WaitResult::Stopped);
+    stopper.join();
+    line_.send("A");
+    awaitQueued(1);
+    EXPECT_EQ(driver_.awaitInput(port_, &event, kInfinite), WaitResult::Stopped);
+    event.reset();
+    EXPECT_EQ(driver_.awaitInput(port_, &event, kInfinite), WaitResult::Signalled);
+}
+
+TEST_F(PosixSerialDriverTest, BytesEndTheWaitsOfAllThreads) {
+    open();
+    std::atomic<int> ended{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 3; ++i) {
+        waiters.emplace_back([&] {
+            if (driver_.awaitInput(port_, nullptr, kInfinite) == WaitResult::Signalled) ++ended;
+        });
+    }
+    line_.send("A");
+    for (std::thread& waiter : waiters) waiter.join();
+    EXPECT_EQ(ended, 3);
+}
+
+TEST_F(PosixSerialDriverTest, AHangUpAndAnotherThreadsCloseEndAWaitForBytes) {
+    open();
+    std::thread closer([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        driver_.close(port_);
+    });
+    EXPECT_EQ(driver_.awaitInput(port_, nullptr, kInfinite), WaitResult::Signalled);
+    closer.join();
+    open();
+    line_.hangUp();
+    EXPECT_EQ(driver_.awaitInput(port_, nullptr, kInfinite), WaitResult::Signalled);
+}
+
+// Its number may be another file's by now, which must be left alone.
+TEST_F(PosixSerialDriverTest, AHandleThatIsNotKnownIsNotWaitedForAndNotTakenOver) {
+    const PseudoTerminal other;
+    const int foreign = ::open(other.slave().c_str(), O_RDWR | O_NOCTTY);
+    const int flags = fcntl(foreign, F_GETFL);
+    EXPECT_EQ(driver_.awaitInput(foreign, nullptr, kInfinite), WaitResult::Failed);
+    EXPECT_EQ(driver_.lastError(), kErrorInvalid);
+    EXPECT_EQ(fcntl(foreign, F_GETFL), flags);
+    ::close(foreign);
 }
 
 }  // namespace

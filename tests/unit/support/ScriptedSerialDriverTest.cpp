@@ -570,5 +570,85 @@ TEST_F(ScriptedSerial, ErrorsBelongToTheirThread) {
     EXPECT_EQ(serial.lastError(), 2u);
 }
 
+// --- waiting for bytes
+
+class ScriptedInputWait : public ScriptedSerial {
+protected:
+    ~ScriptedInputWait() override { serial.close(handle); }
+
+    WaitResult await(std::uint32_t milliseconds, Event* other = nullptr) {
+        const auto before = platform.elapsed();
+        const WaitResult result = serial.awaitInput(handle, other, milliseconds);
+        took = platform.elapsed() - before;
+        return result;
+    }
+
+    PortHandle handle = openPort();
+    std::int64_t took = -1;
+    std::unique_ptr<Event> event = platform.threading().makeEvent();
+};
+
+TEST_F(ScriptedInputWait, BytesEndItInTheMiddleAndStay) {
+    port.feedAfter(7ms, "OK");
+    EXPECT_EQ(await(100), WaitResult::Signalled);
+    EXPECT_EQ(took, 7);
+    EXPECT_EQ(waiting(handle), 2u);
+    EXPECT_EQ(await(100), WaitResult::Signalled);  // they still wait
+    EXPECT_EQ(took, 0);
+}
+
+TEST_F(ScriptedInputWait, WithoutBytesItLastsItsTime) {
+    EXPECT_EQ(await(100), WaitResult::TimedOut);
+    EXPECT_EQ(took, 100);
+}
+
+TEST_F(ScriptedInputWait, EventEndsItAndGoesBeforeBytes) {
+    platform.after(3ms, [this] { event->set(); });
+    EXPECT_EQ(await(100, event.get()), WaitResult::Stopped);
+    EXPECT_EQ(took, 3);
+    port.feed("A");
+    EXPECT_EQ(await(100, event.get()), WaitResult::Stopped);
+}
+
+TEST_F(ScriptedInputWait, UnpluggingAndClosingEndIt) {
+    platform.after(3ms, [this] { port.unplug(); });
+    EXPECT_EQ(await(100), WaitResult::Signalled);
+    EXPECT_EQ(took, 3);
+    port.replug();
+    EXPECT_TRUE(serial.close(handle));
+    handle = openPort();
+    platform.after(4ms, [this] { serial.close(handle); });
+    EXPECT_EQ(await(100), WaitResult::Signalled);
+    EXPECT_EQ(took, 4);
+    EXPECT_EQ(await(100), WaitResult::Failed);  // the handle is none any more
+    EXPECT_EQ(took, 0);
+}
+
+TEST_F(ScriptedInputWait, FailuresOnDemand) {
+    port.feed("A");
+    platform.failures().fail(Op::AwaitInput).as(FailureKind::WaitFailed);
+    EXPECT_EQ(await(100), WaitResult::Failed);
+    EXPECT_EQ(took, 0);
+    platform.failures().fail(Op::AwaitInput).as(FailureKind::TimedOut);
+    EXPECT_EQ(await(100), WaitResult::TimedOut);  // it does not notice the byte
+    EXPECT_EQ(took, 100);
+    EXPECT_EQ(read(handle), "A");
+    platform.failures().fail(Op::AwaitInput).as(FailureKind::ForNothing);
+    EXPECT_EQ(await(100), WaitResult::Signalled);
+    EXPECT_EQ(took, 0);
+    platform.failures().fail(Op::AwaitInput).as(FailureKind::Stopped);
+    EXPECT_EQ(await(100, event.get()), WaitResult::Stopped);
+    EXPECT_TRUE(event->isSet());
+}
+
+TEST_F(ScriptedInputWait, PlainPausesLastTheirTimeAndThereAreNoLongOnes) {
+    static_cast<ScriptedSerialDriver&>(serial).setPlainPauses();
+    port.feed("A");
+    EXPECT_EQ(await(100), WaitResult::TimedOut);
+    EXPECT_EQ(took, 100);
+    EXPECT_EQ(await(101), WaitResult::Failed);
+    EXPECT_EQ(took, 0);
+}
+
 }  // namespace
 }  // namespace mova
