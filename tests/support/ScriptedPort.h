@@ -86,6 +86,10 @@ public:
 
     void attach(PeerDevice& peer) { peer_ = &peer; }
     void detach() { peer_ = nullptr; }
+    // The peer has found something to say by itself: who waits for bytes is to look when it is due.
+    void peerHasNews() {
+        if (changed_) changed_();
+    }
 
     // Timing: by default every transfer completes at once.
     void writesTake(VirtualTime each, VirtualTime perByte = VirtualTime(0));  // pending until then

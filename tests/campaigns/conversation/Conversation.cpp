@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <regex>
 
 #include "campaigns/conversation/Ledger.h"
 #include "campaigns/conversation/Recorder.h"
@@ -40,6 +41,12 @@ Manner mannerOf(std::uint64_t seed) {
     return kManners[seed % kManners.size()];
 }
 
+// A driver that fails at its nth call fails elsewhere when there are other calls.
+Manner comparedMannerOf(std::uint64_t seed) {
+    constexpr std::array kManners{Manner::Calm, Manner::Late, Manner::Noisy, Manner::Unplugged};
+    return kManners[seed % kManners.size()];
+}
+
 class Listener : public ConfirmationEvents {
 public:
     Listener(Recorder& recorder, Threading& threading) : recorder_(recorder), threading_(threading) {}
@@ -61,12 +68,22 @@ constexpr std::array kObjects{Object{4097, 1, 64},   Object{4099, 1, 64},  Objec
                               Object{0x1234, 1, 16}, Object{0x1234, 2, 2}, Object{0x2000, 1, 256}};
 constexpr Object kLargeObject{0x2000, 2, 5100};
 
+// Of a compared conversation.
+constexpr const char* kLogFile = "D:\\at.log";
+constexpr const char* kTraceFile = "D:\\trace.log";
+constexpr std::int64_t kStepGrid = 2000;  // milliseconds
+
+std::string withoutTimes(const std::string& text) {
+    static const std::regex times(R"(\[\d+/\d\d/\d\d-\d\d:\d\d:\d\d::\d{3}\]|\[T:-?\d+\])");
+    return std::regex_replace(text, times, "[]");
+}
+
 class Conversation {
 public:
     Conversation(std::uint64_t seed, const Settings& settings)
         : settings_(settings),
           random_(seed),
-          manner_(mannerOf(seed)),
+          manner_(settings.compared ? comparedMannerOf(seed) : mannerOf(seed)),
           usb_(random_.oneIn(2)),
           recorder_(platform_.scheduler()),
           taped_(platform_, recorder_),
@@ -90,6 +107,7 @@ public:
         }
         if (manager_) manager_.reset();
         platform_.settle();
+        if (settings_.compared) outcome_.seen = seenByAll();
         outcome_.hash = hash_ ^ recorder_.hash();
         outcome_.exchanges = model_.exchanges();
         outcome_.records = model_.recordsMade();
@@ -106,6 +124,7 @@ private:
     // --- the telling
 
     void tell(const std::string& text) {
+        recorder_.see(Seen::Call, text);
         const std::string line = printed("%9.3f ms  ", static_cast<double>(platform_.now().count()) / 1000.0) + text;
         if (settings_.trace) std::printf("%s\n", line.c_str());
         for (const char c : line) hash_ = (hash_ ^ static_cast<unsigned char>(c)) * 1099511628211ull;
@@ -165,7 +184,7 @@ private:
         handset_.setEcho(random_.oneIn(2));
         constexpr std::array kRates{0u, 460800u, 9600u};
         // In calm no answer is slower than the usual time-outs allow.
-        if (random_.oneIn(3)) handset_.setBaudRate(kRates[random_.below(isCalm() ? 2 : 3)]);
+        if (random_.oneIn(3)) handset_.setBaudRate(kRates[random_.below(isCalm() || settings_.compared ? 2 : 3)]);
         if (!isCalm() && random_.oneIn(12)) startTicksAt(0xFFFFFFFF - random_.below(60000));
         const int smallest = isCalm() ? 8 : 1;  // in calm every answer is through within its time-out
         if (random_.oneIn(4)) setSegmentSize(random_.between(smallest, 40));
@@ -173,15 +192,41 @@ private:
         if (random_.oneIn(3)) comm_.setInQueueCap(static_cast<std::uint32_t>(random_.between(smallest, 60)));
         if (random_.oneIn(4)) comm_.readsTake(std::chrono::microseconds(random_.between(0, 1500)));
         if (random_.oneIn(4)) comm_.writesTake(std::chrono::microseconds(random_.between(0, 900)));
-        if (random_.oneIn(2))
+        if (random_.oneIn(2) && !settings_.compared)
             platform_.interleave(random_.below(1000000) + 1, static_cast<unsigned>(random_.between(2, 8)));
         listener_ = std::make_shared<Listener>(recorder_, platform_.threading());
         manager_ = std::make_unique<CVeCmdManager>(taped_.platform(), listener_);
         recorder_.tape().holds.clear();
         manager_->put_CommPortId(7);
+        if (settings_.compared) compare();
         recorder_.tape().holds.clear();
         if (isCalm() || !random_.oneIn(10)) init();
         shortenWaits();
+    }
+
+    // Lines come whole in a compared conversation: what a pass finds, and what its trace shows behind a record, is as
+    // much as has come until then.
+    void compare() {
+        recorder_.keepAll();
+        if (settings_.plainPauses) platform_.serial().setPlainPauses();
+        manager_->Set_Log_File_Path(kLogFile);
+        static_cast<void>(manager_->ActivateMovaLogging(kTraceFile, platform_.clock().tickCount(), 1));
+        handset_.setBaudRate(0);
+        comm_.setReadCap(0xFFFFFFFF);
+        comm_.setInQueueCap(0xFFFFFFFF);
+        comm_.transfersCompleteAtOnce();
+    }
+
+    std::vector<std::string> seenByAll() {
+        std::vector<std::string> all;
+        for (const Seen what : {Seen::Call, Seen::Event, Seen::Trace}) {
+            const std::vector<std::string>& seen = recorder_.seen(what);
+            all.insert(all.end(), seen.begin(), seen.end());
+        }
+        for (const char* path : {kLogFile, kTraceFile}) {
+            if (platform_.files().exists(path)) all.push_back(withoutTimes(platform_.files().content(path)));
+        }
+        return all;
     }
 
     // Most waits for what never comes are short ones: the rest of the conversation is worth more.
@@ -262,6 +307,8 @@ private:
     void rest() {
         const std::uint32_t pause = random_.oneIn(8) ? random_.below(1500) : random_.below(60);
         if (pause > 0) platform_.advance(pause);
+        if (settings_.compared)
+            platform_.advance(kStepGrid - static_cast<std::uint32_t>(platform_.elapsed() % kStepGrid));
         settle();
         const unsigned alive = platform_.threading().alive();
         using Reader = PlainModel::Reader;
@@ -272,6 +319,12 @@ private:
             model_.readerIsGone();
             model_.nothingOutstanding();
         }
+    }
+
+    // Of a compared conversation so much that a reader thread has made its pass, whenever it last made one.
+    void letPass(std::uint32_t milliseconds) {
+        constexpr std::uint32_t kLongEnough = 20;
+        platform_.advance(settings_.compared ? kLongEnough + milliseconds / kLongEnough * kLongEnough : milliseconds);
     }
 
     void setSegmentSize(int bytes) {
@@ -296,7 +349,7 @@ private:
         if (random_.oneIn(6)) {
             const int count = random_.between(1, 5);
             tell(printed("    %d confirmations unasked", count));
-            for (int i = 0; i < count; ++i) handset_.sendUnsolicited(now());
+            for (int i = 0; i < count; ++i) sendUnsolicited();
             busyFor(100);
         }
         const bool everything = manner_ == Manner::Everything;
@@ -305,12 +358,20 @@ private:
         if ((everything || manner_ == Manner::Failing) && random_.oneIn(3)) failSomething();
     }
 
+    void sendUnsolicited() {
+        handset_.sendUnsolicited(now());
+        comm_.peerHasNews();
+    }
+
     void disturbHandset() {
         handset::Faults& faults = handset_.faults();
-        switch (random_.below(manner_ == Manner::Late ? 4 : 9)) {
+        const std::uint32_t what = random_.below(manner_ == Manner::Late ? 4 : 9);
+        switch (what == 0 && settings_.compared ? 1
+                                                : what) {  // at intervals, one comes in the last pause of an exchange
             case 0:
                 handset_.setUnsolicitedInterval(
                     random_.oneIn(2) ? 0 : static_cast<std::uint64_t>(random_.between(30, 600)) * 1000, now());
+                comm_.peerHasNews();
                 tell("    confirmations at intervals");
                 break;
             case 1:
@@ -345,7 +406,7 @@ private:
         Roughness& r = line_.roughness;
         r = {};
         if (random_.oneIn(4)) return;
-        r.inPieces = random_.oneIn(2);
+        r.inPieces = random_.oneIn(2) && !settings_.compared;
         const std::array delays{5u, 60u, 400u, 2500u};
         r.late = random_.below(300);
         r.longestDelay = random_.oneOf(delays);
@@ -688,7 +749,7 @@ private:
         sendAt(command);
         busyFor(400);
         if (random_.oneIn(5)) return;
-        platform_.advance(random_.below(120));
+        letPass(random_.below(120));
         settle();
         for (int i = random_.between(1, 2); i > 0; --i) getAt(random_.between(0, 3));
     }
@@ -708,7 +769,7 @@ private:
 
     void direct() {
         const std::string bytes = random_.oneIn(2) ? "AT\r" : std::string("AT+N") + std::to_string(++serial_) + "\r";
-        switch (random_.below(5)) {
+        switch (random_.below(settings_.compared ? 4 : 5)) {
             case 0: {
                 const std::string hex = handset::toHex(bytes);
                 const int count =
@@ -762,8 +823,10 @@ private:
 
     void act() {
         const int choice = random_.between(1, 100);
-        const Object& object = !isCalm() && random_.oneIn(60) ? kLargeObject : random_.oneOf(kObjects);
+        const Object& object =
+            !isCalm() && random_.oneIn(60) && !settings_.compared ? kLargeObject : random_.oneOf(kObjects);
         constexpr std::array kRfSizes{0, 0, 2, 2, 5, 100, 101, 250};
+        constexpr std::array kSynchronousModes{0u, 3u, 4u, 6u};
         constexpr std::array kTimeouts{50, 200, 500, 1000, 3000, 0, -1};
         if (choice <= 14)
             at();
@@ -794,7 +857,7 @@ private:
         else if (choice <= 83)
             direct();
         else if (choice <= 92)
-            switchMode(random_.below(7));
+            switchMode(settings_.compared ? random_.oneOf(kSynchronousModes) : random_.below(7));
         else if (choice <= 95)
             setTimeout(random_.between(0, 7), isCalm() ? 3000 : random_.oneOf(kTimeouts));
         else if (choice <= 96)
@@ -814,13 +877,13 @@ private:
         const int count = random_.between(90, 130);
         tell(printed("    %d confirmations in a row", count));
         for (int i = 0; i < count; ++i) {
-            handset_.sendUnsolicited(now());
+            sendUnsolicited();
             if (model_.synchronous()) {
-                platform_.advance(3);
+                letPass(3);
                 settle();
                 if (random_.oneIn(2)) getAt(2);
             } else {
-                platform_.advance(random_.oneIn(4) ? 12 : 3);
+                letPass(random_.oneIn(4) ? 12 : 3);
             }
         }
         busyFor(400);

@@ -15,12 +15,16 @@ namespace mova::conversation {
 struct Settings {
     int steps = 25;
     bool trace = false;  // tell everything as it happens
+    // A conversation that is to be compared: its steps begin at fixed times, and nothing in it hangs on a millisecond.
+    bool compared = false;
+    bool plainPauses = false;  // bytes end no wait
 };
 
 struct Outcome {
     std::string mismatch;  // empty: as it must be
     std::vector<std::string> transcript;
-    std::uint64_t hash = 0;  // of transcript and tape
+    std::vector<std::string> seen;  // of a compared one: calls, results, events, traces and files, without their times
+    std::uint64_t hash = 0;         // of transcript and tape
     std::uint64_t exchanges = 0;
     std::uint64_t records = 0;
     std::uint64_t confirmations = 0;  // that came

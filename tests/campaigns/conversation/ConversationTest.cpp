@@ -5,6 +5,7 @@
 //     test-conversation --seed=4711 [--steps=12] [--trace]      one conversation again, step by step
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -115,6 +116,36 @@ TEST(ConversationSeeds, TheSameSeedGivesTheSameConversation) {
     EXPECT_NE(run(1).hash, run(11).hash);
 }
 
+// How early a wait ends is nobody's business but the clock's. In the synchronous modes: what a reader thread finds
+// beside an answer depends on when it last looked, early or not; its rhythm has tests of its own.
+TEST(ConversationPauses, EndingThemEarlyChangesNothingThatIsSeen) {
+    Settings early = settings, plain = settings;
+    early.compared = plain.compared = plain.plainPauses = true;
+    std::uint64_t milliseconds[2] = {};
+    constexpr std::uint64_t kEvery = 3;
+    for (std::uint64_t seed = firstSeed; seed <= lastSeed && !HasFailure(); seed += kEvery) {
+        runningSeed = seed;
+        const Outcome a = converse(seed, early);
+        const Outcome b = converse(seed, plain);
+        ASSERT_EQ(a.mismatch, "") << "seed " << seed;
+        ASSERT_EQ(b.mismatch, "") << "seed " << seed << ", plain pauses";
+        const auto [x, y] = std::mismatch(a.seen.begin(), a.seen.end(), b.seen.begin(), b.seen.end());
+        const auto at = [](const auto& seen, auto where) { return where == seen.end() ? "(its end)" : *where; };
+        if (x != a.seen.end() || y != b.seen.end()) {
+            std::string before;
+            for (auto line = x - std::min<std::ptrdiff_t>(12, x - a.seen.begin()); line != x; ++line)
+                before += *line + "\n";
+            ADD_FAILURE() << "seed " << seed << "\n"
+                          << printable(before) << "--- ended early:\n"
+                          << printable(at(a.seen, x)) << "\n--- plain:\n"
+                          << printable(at(b.seen, y));
+        }
+        milliseconds[0] += a.virtualMilliseconds;
+        milliseconds[1] += b.virtualMilliseconds;
+    }
+    EXPECT_LE(milliseconds[0], milliseconds[1]);
+}
+
 bool takes(const char* argument, const char* option, const char*& value) {
     const std::size_t length = std::strlen(option);
     if (std::strncmp(argument, option, length) != 0) return false;
@@ -138,7 +169,7 @@ bool option(const char* argument) {
         settings.trace = std::strcmp(argument, "--trace") == 0;
         return settings.trace;
     }
-    ::testing::GTEST_FLAG(filter) = "Conversation.*";
+    ::testing::GTEST_FLAG(filter) = "Conversation.*:ConversationPauses.*";
     return true;
 }
 

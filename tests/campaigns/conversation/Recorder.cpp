@@ -43,7 +43,17 @@ void Recorder::note(Act act, bool ok, std::uint32_t number, std::uint32_t count,
     current_.happenings.push_back({act, ok, number, count, when, std::move(text)});
 }
 
+void Recorder::raise(oracle::Raised raised) {
+    see(Seen::Event, raised.text);
+    tape_.raised.push_back(std::move(raised));
+}
+
+void Recorder::see(Seen what, std::string text) {
+    if (keepsAll_) seen_[static_cast<std::size_t>(what)].push_back(std::move(text));
+}
+
 void Recorder::trace(std::string_view message) {
+    see(Seen::Trace, std::string(message));
     constexpr std::array<std::string_view, 5> kWanted{"AT-Purge ", "AT-R ", "Mv-R-Error ", "Mv-A ", "Mv-ECHO "};
     if (depth_ == 0 || scheduler_.current().id != current_.thread) return;
     const auto behindPrefix = message.find(") ");

@@ -69,7 +69,10 @@ void Station::aside(const std::function<void()>& what) {
 }
 
 void Station::sendUnsolicited() {
-    aside([&] { handset.sendUnsolicited(static_cast<std::uint64_t>(platform.now().count())); });
+    aside([&] {
+        handset.sendUnsolicited(static_cast<std::uint64_t>(platform.now().count()));
+        port.peerHasNews();
+    });
 }
 
 std::int32_t Station::lend() {
