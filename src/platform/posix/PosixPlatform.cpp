@@ -2,14 +2,6 @@
 
 namespace mova {
 
-namespace {
-
-std::string channelDirOf(const PosixOptions& options) {
-    return options.channelDir.empty() ? channelDir() : options.channelDir;
-}
-
-}  // namespace
-
 PosixOptions nativeOptions() {
     PosixOptions options;
     options.deviceDir = deviceDir();
@@ -18,9 +10,9 @@ PosixOptions nativeOptions() {
 
 PosixPlatform::PosixPlatform(const PosixOptions& options)
     : serial_(options.deviceDir),
-      threading_(channelDirOf(options)),
+      threading_(options.privateDir),
       keys_(options.deviceDir, options.sysDir),
-      datagrams_(channelDirOf(options)),
+      datagrams_(options.privateDir),
       platform_{serial_, threading_, clock_, keys_, datagrams_, files_, host_} {}
 
 Platform& nativePlatform() {

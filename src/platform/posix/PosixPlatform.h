@@ -17,7 +17,7 @@ namespace mova {
 struct PosixOptions {
     std::string deviceDir = kDefaultDeviceDir;  // where port n is the link COMn
     std::string sysDir = "/sys";
-    std::string channelDir;  // of datagram sockets and lock files; empty: as channelDir() says
+    std::string privateDir;  // of datagram sockets and lock files, as PrivateFolder takes it
 };
 
 // nativePlatform() is one of these with the defaults, but its links are where deviceDir() says: for tests, and for

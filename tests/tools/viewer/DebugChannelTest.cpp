@@ -13,6 +13,8 @@
 #include "mova/CVeCmdManager.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/PosixPlatform.h"
+#include "unit/platform/ChildProcess.h"
+#include "unit/platform/DatagramListener.h"
 #include "unit/platform/TempFolder.h"
 #include "viewer/SocketReceiver.h"
 #include "viewer/Viewer.h"
@@ -127,9 +129,34 @@ TEST_F(DebugChannel, TheChannelIsFreedAtTheEndAndAfterAViewerThatWasKilled) {
     postUntilHeard(debug, *receiver, "hello");
 }
 
-TEST_F(DebugChannel, AFolderThatIsNotThereIsToldSo) {
-    EXPECT_THROW(listenIn(folder() + "/missing"), ChannelError);
-    EXPECT_THROW(listenIn("/" + std::string(200, 'x')), ChannelError);
+std::string refusalIn(const std::string& folder) {
+    try {
+        listenIn(folder);
+        return "listening";
+    } catch (const ChannelError& error) {
+        return error.what();
+    }
+}
+
+TEST_F(DebugChannel, WithoutAFolderOfOnesOwnTheReasonIsTold) {
+    const std::string end = "; set XDG_RUNTIME_DIR to a folder that only you may enter (mode 700)";
+    const std::string begin = "there is no folder of your own to listen in: " + folder();
+    EXPECT_EQ(refusalIn(folder() + "/missing"), begin + "/missing: No such file or directory" + end);
+    std::filesystem::permissions(folder(), std::filesystem::perms(0755));
+    EXPECT_EQ(refusalIn(folder()), begin + " lets others in (mode 755)" + end);
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    ASSERT_EQ(chown(folder().c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(refusalIn(folder()), begin + " belongs to another user (65534)" + end);
+}
+
+TEST_F(DebugChannel, AnotherUsersListenerIsToldAsSuch) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    const DatagramListener foreign(socketPath());
+    ASSERT_EQ(chown(socketPath().c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(refusalIn(folder()), socketPath() +
+                                       " belongs to another user (65534), to whom your programs say "
+                                       "nothing; remove it first");
+    EXPECT_TRUE(std::filesystem::exists(socketPath()));
 }
 
 // --- the viewer as a whole
