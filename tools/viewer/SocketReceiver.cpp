@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -44,17 +45,13 @@ sockaddr_un addressOf(const FileDescriptor& folder, const std::string& entry) {
 
 const sockaddr* generic(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
-// Held as long as the process lives, however it ends: a socket in the abstract namespace leaves no file behind.
-FileDescriptor claim(const std::string& path) {
-    FileDescriptor claimed = makeSocket(SOCK_STREAM);
-    const std::string name = std::string(1, '\0') + "mova-viewer:" + path;
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const std::size_t length = std::min(name.size(), sizeof address.sun_path);
-    std::memcpy(address.sun_path, name.data(), length);
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
-    if (!claimed || bind(claimed.get(), generic(address), size) != 0) {
-        if (errno == EADDRINUSE)
+// Held as long as the process lives, however it ends. The file stays: who removed it could remove one that is held.
+FileDescriptor claim(const FileDescriptor& folder, const std::string& path) {
+    constexpr int kFlags = O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    const std::string entry = entryName(MyDebugMsg::kMailslotName, ".lock");
+    FileDescriptor claimed(uninterrupted([&] { return openat(folder.get(), entry.c_str(), kFlags, 0600); }));
+    if (!claimed || flock(claimed.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EWOULDBLOCK)
             throw ChannelError("another viewer is already listening on " + path + "; end it first");
         throw ChannelError(whyNot(path));
     }
@@ -88,7 +85,7 @@ public:
             throw ChannelError("there is no folder of your own to listen in: " + place.whyNot() + "; set " +
                                variable::kRuntimeDir + " to a folder that only you may enter (mode 700)");
         }
-        claimed_ = claim(path_);
+        claimed_ = claim(folder_, path_);
         removeStale(folder_, entry_, path_);
         const sockaddr_un address = addressOf(folder_, entry_);
         socket_ = makeSocket(SOCK_DGRAM | SOCK_NONBLOCK);

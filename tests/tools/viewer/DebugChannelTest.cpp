@@ -1,6 +1,8 @@
 // The viewer on the real channel of this system, with the component and its debug sink at the other end.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -100,6 +102,26 @@ TEST_F(DebugChannel, ASecondViewerIsToldSo) {
         EXPECT_EQ(error.what(), "another viewer is already listening on " + socketPath() + "; end it first");
     }
     EXPECT_TRUE(std::filesystem::exists(socketPath()));  // the first keeps its place
+}
+
+TEST_F(DebugChannel, NobodyOutsideTheFolderCanTakeTheViewersPlace) {
+    // Names that are no files belong to whoever is first, whatever their user.
+    const std::string name = std::string(1, '\0') + "mova-viewer:" + socketPath();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path, sizeof address.sun_path);
+    const FileDescriptor taken(socket(AF_UNIX, SOCK_STREAM, 0));
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    ASSERT_EQ(bind(taken.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+    EXPECT_EQ(listen()->channelName(), socketPath());
+}
+
+TEST_F(DebugChannel, AViewersPlaceIsHeldByTheLockOfAFileThatOnlyItsUserMayOpen) {
+    const std::string lock = folder() + "/KSDW_DEBUG.lock";
+    const auto receiver = listen();
+    EXPECT_EQ(std::filesystem::status(lock).permissions(), std::filesystem::perms(0600));
+    const FileDescriptor other(::open(lock.c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_NE(flock(other.get(), LOCK_EX | LOCK_NB), 0);
 }
 
 TEST_F(DebugChannel, AListenerOfAnotherKindIsLeftAlone) {
