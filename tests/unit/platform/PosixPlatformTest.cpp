@@ -77,6 +77,35 @@ TEST(PosixHost, ThereIsNoFallbackWhereNoFolderIsTheUsersOwn) {
     EXPECT_EQ(fallbackIs("", folder.path().c_str(), nullptr), 0);
 }
 
+TEST(PosixHost, TheTracesFallbackIsNotWhereOthersMayWrite) {
+    TempFolder folder;
+    const std::string state = folder.file("state");
+    std::filesystem::create_directories(state + "/mova");
+    for (const unsigned mode : {0777U, 0770U, 01777U}) {
+        std::filesystem::permissions(state + "/mova", std::filesystem::perms(mode));
+        EXPECT_EQ(fallbackIs("", state.c_str(), nullptr), 0) << mode;
+    }
+    std::filesystem::permissions(state + "/mova", std::filesystem::perms(0755));
+    EXPECT_EQ(fallbackIs(state + "/mova/TempMova.Log", state.c_str(), nullptr), 0);
+    std::filesystem::permissions(state, std::filesystem::perms(0777));
+    EXPECT_EQ(fallbackIs("", state.c_str(), nullptr), 0);
+    std::filesystem::permissions(state, std::filesystem::perms(01777));  // nobody can replace what is mine
+    EXPECT_EQ(fallbackIs(state + "/mova/TempMova.Log", state.c_str(), nullptr), 0);
+}
+
+TEST(PosixHost, NothingIsMadeWhereAPlantedLinkLeads) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    TempFolder folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(01777));
+    std::filesystem::create_directory(folder.file("mine"));
+    std::filesystem::create_directory_symlink(folder.file("mine"), folder.file(".local"));
+    EXPECT_EQ(fallbackIs(folder.file(".local/state/mova/TempMova.Log"), nullptr, folder.path().c_str()), 0);  // my link
+    std::filesystem::remove_all(folder.file("mine/state"));
+    ASSERT_EQ(lchown(folder.file(".local").c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(fallbackIs("", nullptr, folder.path().c_str()), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.file("mine")));
+}
+
 TEST(PosixPlatform, ComposesOnePlatformOfItsOptions) {
     TempFolder folder;
     PseudoTerminal terminal;
