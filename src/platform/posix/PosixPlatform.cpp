@@ -8,10 +8,18 @@ PosixOptions nativeOptions() {
     return options;
 }
 
+namespace {
+
+PortLinks linksOf(const PosixOptions& options) {
+    return options.device.empty() ? PortLinks(options.deviceDir) : PortLinks::only(options.device);
+}
+
+}  // namespace
+
 PosixPlatform::PosixPlatform(const PosixOptions& options)
-    : serial_(options.deviceDir),
+    : serial_(linksOf(options)),
       threading_(options.privateDir),
-      keys_(options.deviceDir, options.sysDir),
+      keys_(linksOf(options), options.sysDir),
       datagrams_(options.privateDir),
       platform_{serial_, threading_, clock_, keys_, datagrams_, files_, host_} {}
 

@@ -123,6 +123,24 @@ TEST(PosixPlatform, ComposesOnePlatformOfItsOptions) {
     mutex->release();
 }
 
+TEST(PosixPlatform, OneDeviceAloneIsPortOneAndNeedsNoLink) {
+    TempFolder folder;
+    PseudoTerminal terminal;
+    std::filesystem::create_symlink(terminal.slave(), folder.path() / "COM2");
+    PosixPlatform composed({folder.path().string(), "/sys", folder.path().string(), terminal.slave()});
+    Platform& platform = composed.platform();
+    const auto key = platform.keys.open("SYSTEM\\CurrentControlSet\\Enum\\ROOT\\tty", KeyAccess::Read);
+    std::string name;
+    EXPECT_TRUE(platform.keys.subkey(key, 0, name));
+    EXPECT_EQ(name, "COM1");
+    EXPECT_FALSE(platform.keys.subkey(key, 1, name));
+    platform.keys.close(key);
+    EXPECT_EQ(platform.serial.open("\\\\.\\COM2", true), kInvalidPort);
+    const PortHandle port = platform.serial.open("\\\\.\\COM1", true);
+    EXPECT_NE(port, kInvalidPort);
+    platform.serial.close(port);
+}
+
 TEST(PosixPlatform, ChannelsAreInTheRuntimeFolderOfTheUser) {
     TempFolder folder;
     ChildProcess child([&] {
