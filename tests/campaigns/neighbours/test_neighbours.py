@@ -337,6 +337,8 @@ def two_users():
         return "it needs setpriv, of the package util-linux"
     if subprocess.run(as_user(STATION, "true"), capture_output=True).returncode != 0:
         return "root may not become another user here"
+    if subprocess.run(as_user(NEIGHBOUR, sys.executable, "-I", "-c", ""), capture_output=True).returncode != 0:
+        return "other users may not run " + sys.executable
     return None
 
 
