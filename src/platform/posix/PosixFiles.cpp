@@ -9,7 +9,7 @@ namespace mova {
 
 namespace {
 
-constexpr mode_t kOwnersAlone = 0600;
+constexpr mode_t kOwnersFile = 0600;
 
 int flagsOf(FileMode mode) {
     switch (mode) {
@@ -33,7 +33,7 @@ bool empty(const FileDescriptor& file) {
 Files::Handle PosixFiles::open(const std::string& path, FileMode mode) {
     // Nothing waits here: a pipe that nobody reads costs its lines, not the caller's time.
     const int flags = flagsOf(mode) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    FileDescriptor file(uninterrupted([&] { return ::open(path.c_str(), flags, kOwnersAlone); }));
+    FileDescriptor file(uninterrupted([&] { return ::open(path.c_str(), flags, kOwnersFile); }));
     if (!file || (mode == FileMode::TextTruncate && !empty(file))) return kInvalid;
     return file.release();
 }
