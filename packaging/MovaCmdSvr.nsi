@@ -58,6 +58,7 @@ Section Uninstall
     RMDir /r "$INSTDIR\samples"
     RMDir /r "$INSTDIR\docs"
     Delete "$INSTDIR\README.md"
+    Delete "$INSTDIR\SECURITY.md"
     Delete "$INSTDIR\uninstall.exe"
     RMDir "$INSTDIR"
     DeleteRegKey HKLM "${UNINSTALL_KEY}"

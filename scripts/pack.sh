@@ -14,7 +14,7 @@ for platform in windows-x64 windows-x86; do
     done
     cp samples/registration-free/MovaCmdSvr.manifest "$folder/$name/$platform"
 done
-cp -r samples docs README.md "$folder/$name"
+cp -r samples docs README.md SECURITY.md "$folder/$name"
 cp build/windows-x64/src/component/automation/generated/MovaCmdSvr.h "$folder/$name/samples/cpp"
 rm "$folder/$name/samples/cpp/CMakeLists.txt"
 (cd "$folder" && zip -q -r -X "$name.zip" "$name")

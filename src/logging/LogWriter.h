@@ -1,4 +1,4 @@
-// Appends one time-stamped, tagged line to a text log file, under a system-wide mutex. The file is opened and closed
+// Appends one time-stamped, tagged line to a text log file, under a mutex that processes share. The file is opened and closed
 // for every line, so that it is always complete on disk and other programs may read or append between lines.
 #pragma once
 #include <cstdint>

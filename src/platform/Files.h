@@ -7,9 +7,9 @@
 namespace mova {
 
 enum class FileMode {
-    LogAppend,     // create if absent, write at the end, bytes as they are, no other writer while open
+    LogAppend,     // create if absent, write at the end, bytes as they are; on Windows no other writer while open
     TextAppend,    // "a+t": create if absent, write at the end, the system's text line ends
-    TextTruncate,  // "w+t"; on Linux no link is followed: nobody chose what is emptied here
+    TextTruncate,  // "w+t"; on Linux of a file of the user's own with one name only: nobody chose what is emptied here
 };
 
 class Files {

@@ -20,10 +20,8 @@ struct Platform {
     Host& host;
 };
 
-// The platform of the running system lives as long as the module.
+// The platform of the running system lives as long as the module. On Linux variables of the environment say where the
+// COMn links are, and the private folder of the datagram sockets and lock files.
 Platform& nativePlatform();
-
-// nativePlatform() heeds these variables of the environment on Linux: the folder of the COMn links, and the folder of
-// the datagram sockets and lock files.
 
 }  // namespace mova

@@ -76,7 +76,8 @@ private:
     AnyMutex& mutex_;
 };
 
-// A named mutex keeps the threads of all processes apart that use its name.
+// A named mutex keeps the threads of all processes apart that use its name; on Linux those of one user, since what
+// others can take they can keep.
 class NamedMutex {
 public:
     virtual ~NamedMutex() = default;

@@ -1,6 +1,7 @@
 // The commands by name. One line here and one function add another.
 #pragma once
 #include <span>
+#include <string_view>
 
 namespace CLI {
 class App;
@@ -18,6 +19,9 @@ struct CommandEntry {
 };
 
 std::span<const CommandEntry> commands();
+
+// The word names a request whose data are a secret: such a line is kept nowhere.
+bool sendsSecret(std::string_view word);
 
 void describePorts(CLI::App& command, Context& context);
 void describeAt(CLI::App& command, Context& context);

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "base/HexText.h"
 #include "base/Text.h"
@@ -128,22 +129,23 @@ struct Provisioning {
     const char* purpose;
     bool sendsData;
     bool forGood;  // cannot be taken back
+    bool secret;   // what is sent is nobody else's business
     TextResult (*request)(CVeCmdManager&, std::int32_t, std::int32_t, const std::string&);
 };
 constexpr Provisioning kProvisioning[] = {
-    {"password", "Sends the password", true, false,
+    {"password", "Sends the password", true, false, true,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string& d) { return h.SendE2PPasswd(o, r, d); }},
-    {"auth-request", "Asks for the authentication challenge", false, false,
+    {"auth-request", "Asks for the authentication challenge", false, false, false,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string&) { return h.SendAuthReq(o, r); }},
-    {"auth-key", "Sends the authentication key", true, false,
+    {"auth-key", "Sends the authentication key", true, false, true,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string& d) { return h.SendAuthKey(o, r, d); }},
-    {"serial-number", "Sends the serial number", true, false,
+    {"serial-number", "Sends the serial number", true, false, false,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string& d) {
          return h.SendSerialNumber(o, r, d);
      }},
-    {"hash-request", "Asks for the hash", false, false,
+    {"hash-request", "Asks for the hash", false, false, false,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string&) { return h.SendHashReq(o, r); }},
-    {"lock-otp", "Locks the one-time-programmable area, which cannot be taken back", false, true,
+    {"lock-otp", "Locks the one-time-programmable area, which cannot be taken back", false, true, false,
      [](CVeCmdManager& h, std::int32_t o, std::int32_t r, const std::string&) { return h.SendLockOtp(o, r); }},
 };
 
@@ -166,6 +168,11 @@ void describeProvisioning(CLI::App& command, Context& context, const Provisionin
 }
 
 }  // namespace
+
+bool sendsSecret(std::string_view word) {
+    return std::any_of(std::begin(kProvisioning), std::end(kProvisioning),
+                       [&](const Provisioning& row) { return row.secret && row.name == word; });
+}
 
 void describeE2p(CLI::App& command, Context& context) {
     command.description("Reads and writes E2P objects, one by one or whole stores");

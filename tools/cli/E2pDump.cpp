@@ -80,7 +80,8 @@ private:
 // The file while it grows. What is written stays, so that an interrupted dump can go on.
 class GrowingFile {
 public:
-    GrowingFile(const std::string& path, const char* mode) : path_(path), file_(std::fopen(path.c_str(), mode)) {
+    GrowingFile(const std::string& path, const char* mode)
+        : path_(path), file_(makeForOwner(path) ? std::fopen(path.c_str(), mode) : nullptr) {
         if (file_ == nullptr) failFile(path + " cannot be written", "is the folder there, and may you write to it?");
     }
     ~GrowingFile() {

@@ -1,10 +1,10 @@
 #include "cli/HandsetSession.h"
 
-#include <cstdio>
 #include <utility>
 
 #include "base/Environment.h"
 #include "cli/PortList.h"
+#include "cli/TextFile.h"
 
 namespace mova::cli {
 
@@ -34,11 +34,8 @@ std::string onlyPort() {
 // The component would go on without saying so.
 void requireWritable(const std::string& path, const char* option) {
     if (path.empty()) return;
-    std::FILE* const file = std::fopen(path.c_str(), "ab");
-    if (file == nullptr)
-        failFile(std::string(option) + " " + path + " cannot be written",
-                 "is the folder there, and may you write to it?");
-    std::fclose(file);
+    if (makeForOwner(path)) return;
+    failFile(std::string(option) + " " + path + " cannot be written", "is the folder there, and may you write to it?");
 }
 
 }  // namespace

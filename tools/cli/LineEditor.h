@@ -13,8 +13,11 @@ public:
     // Given the line up to the word at the cursor, and that word: what it may become.
     using Completer = std::function<std::vector<std::string>(const std::string& before, const std::string& word)>;
 
-    LineEditor(std::string historyFile, Completer completer);  // empty: no file
-    ~LineEditor();                                             // keeps the history
+    // Whether a line is to be forgotten at once: neither the arrow keys nor the file bring it back.
+    using Secret = std::function<bool(const std::string& line)>;
+
+    LineEditor(std::string historyFile, Completer completer, Secret secret);  // empty: no file
+    ~LineEditor();                                                            // keeps the history
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
@@ -23,6 +26,7 @@ public:
 
 private:
     std::string historyFile_;
+    Secret secret_;
     std::string last_;
 };
 

@@ -6,7 +6,8 @@
 namespace mova::cli {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): as it is declared for both systems
-LineEditor::LineEditor(std::string historyFile, Completer) : historyFile_(std::move(historyFile)) {}
+LineEditor::LineEditor(std::string historyFile, Completer, Secret secret)
+    : historyFile_(std::move(historyFile)), secret_(std::move(secret)) {}
 
 LineEditor::~LineEditor() = default;
 

@@ -46,9 +46,21 @@ int readByte(std::FILE*) {
     }
 }
 
+// A file of before may have some.
+void forgetSecrets(const LineEditor::Secret& secret) {
+    for (int i = history_length - 1; i >= 0; --i) {
+        const HIST_ENTRY* const entry = history_get(history_base + i);
+        if (entry == nullptr || !secret(entry->line)) continue;
+        const std::unique_ptr<HIST_ENTRY, decltype(&std::free)> removed(remove_history(i), std::free);
+        if (!removed) continue;
+        const std::unique_ptr<char, decltype(&std::free)> line(const_cast<char*>(removed->line), std::free);
+    }
+}
+
 }  // namespace
 
-LineEditor::LineEditor(std::string historyFile, Completer completer) : historyFile_(std::move(historyFile)) {
+LineEditor::LineEditor(std::string historyFile, Completer completer, Secret secret)
+    : historyFile_(std::move(historyFile)), secret_(std::move(secret)) {
     static char name[] = "mova";
     static char breaks[] = " \t";
     completing = std::move(completer);
@@ -60,13 +72,19 @@ LineEditor::LineEditor(std::string historyFile, Completer completer) : historyFi
     rl_completer_word_break_characters = breaks;
     using_history();
     stifle_history(kHistoryLines);
-    if (!historyFile_.empty()) read_history(historyFile_.c_str());
+    if (historyFile_.empty()) return;
+    read_history(historyFile_.c_str());
+    forgetSecrets(secret_);
 }
 
 LineEditor::~LineEditor() {
     if (historyFile_.empty()) return;
     std::error_code ignored;
-    std::filesystem::create_directories(std::filesystem::path(historyFile_).parent_path(), ignored);
+    const std::filesystem::path folder = std::filesystem::path(historyFile_).parent_path();
+    if (std::filesystem::create_directories(folder, ignored)) {
+        std::filesystem::permissions(folder, std::filesystem::perms::owner_all, ignored);
+    }
+    // The library makes the file its owner's alone.
     write_history(historyFile_.c_str());
 }
 
@@ -74,7 +92,7 @@ std::optional<std::string> LineEditor::readLine(const std::string& prompt) {
     const std::unique_ptr<char, decltype(&std::free)> line(readline(prompt.c_str()), std::free);
     if (!line) return std::nullopt;
     std::string text(line.get());
-    if (!text.empty() && text != last_) add_history(text.c_str());
+    if (!text.empty() && text != last_ && !secret_(text)) add_history(text.c_str());
     last_ = text;
     return text;
 }

@@ -2,7 +2,6 @@
 // number and no link in /dev.
 #pragma once
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "cli/Failure.h"
@@ -14,9 +13,6 @@ namespace mova::cli {
 class PortTarget {
 public:
     explicit PortTarget(const std::string& name);  // throws Failure: no such name, no such device
-    ~PortTarget();
-    PortTarget(const PortTarget&) = delete;
-    PortTarget& operator=(const PortTarget&) = delete;
 
     std::int32_t number() const { return number_; }
     const std::string& name() const { return name_; }
@@ -26,12 +22,9 @@ public:
     Failure whyNotOpened(Code code);
 
 private:
-    struct Links;
-
     std::int32_t number_ = 1;
     std::string name_;
     Platform* platform_ = nullptr;
-    std::unique_ptr<Links> links_;
 };
 
 // The n of "7" and "COM7"; -1 when the text is neither.

@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 
 #include "cli/PortList.h"
@@ -12,29 +11,16 @@ namespace mova::cli {
 
 namespace fs = std::filesystem;
 
-// A folder of its own whose port 1 is the device.
-struct PortTarget::Links {
-    explicit Links(const std::string& device) {
-        std::string pattern = (fs::temp_directory_path() / "mova-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr)
-            failFile("no folder can be made in " + fs::temp_directory_path().string());
-        folder = pattern;
-        fs::create_symlink(device, folder / "COM1");
-        // Not freed: threads that use it may outlive main.
-        PosixOptions options;
-        options.deviceDir = folder.string();
-        platform = new PosixPlatform(options);
-    }
-    ~Links() {
-        std::error_code ignored;
-        fs::remove_all(folder, ignored);
-    }
-    Links(const Links&) = delete;
-    Links& operator=(const Links&) = delete;
+namespace {
 
-    fs::path folder;
-    PosixPlatform* platform;
-};
+// Its port 1 is the device. Not freed: threads that use it may outlive main.
+Platform& platformOf(const fs::path& device) {
+    PosixOptions options;
+    options.device = device.string();
+    return (new PosixPlatform(options))->platform();
+}
+
+}  // namespace
 
 PortTarget::PortTarget(const std::string& name) : name_(name) {
     const std::int32_t number = portNumberOf(name);
@@ -54,16 +40,13 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
         throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device",
                       "\"mova ports\" lists what is there"};
     }
-    links_ = std::make_unique<Links>(device.string());
-    platform_ = &links_->platform->platform();
+    platform_ = &platformOf(device);
 }
-
-PortTarget::~PortTarget() = default;
 
 Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");
     if (code != Code::NotOpen) return failure;
-    const std::string device = links_ ? name_ : deviceFolder() + "/" + name_;
+    const std::string device = platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_;
     std::error_code failed;
     const fs::path real = fs::canonical(device, failed);
     if (failed) {

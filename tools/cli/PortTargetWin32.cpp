@@ -4,14 +4,10 @@
 
 namespace mova::cli {
 
-struct PortTarget::Links {};
-
 PortTarget::PortTarget(const std::string& name) : number_(portNumberOf(name)), platform_(&nativePlatform()) {
     if (number_ < 0) failUsage("\"" + name + "\" is no port", "name it by its number, as in --port 7 or --port COM7");
     name_ = "COM" + std::to_string(number_);
 }
-
-PortTarget::~PortTarget() = default;
 
 Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 
 #include "base/Environment.h"
@@ -42,6 +43,13 @@ std::vector<std::string> completions(Context& context, const std::string& before
     return found;
 }
 
+// Also a line that is not whole: it may be the secret itself that lacks its quote.
+bool holdsSecret(const std::string& line) {
+    auto words = splitWords(line);
+    if (!words) words = splitAt(line, ' ');
+    return std::any_of(words->begin(), words->end(), sendsSecret);
+}
+
 class Shell {
 public:
     explicit Shell(Context& context) : context_(context) { context_.inSession = true; }
@@ -55,9 +63,10 @@ public:
     }
 
     void runInteractive() {
-        LineEditor editor(defaultHistoryFile(), [this](const std::string& before, const std::string& word) {
-            return completions(context_, before, word);
-        });
+        LineEditor editor(
+            defaultHistoryFile(),
+            [this](const std::string& before, const std::string& word) { return completions(context_, before, word); },
+            holdsSecret);
         context_.out.remark("\"help\" lists the commands, \"exit\" or Ctrl-D ends");
         while (!ended_) {
             const auto line = editor.readLine("mova> ");
@@ -124,7 +133,7 @@ void describeShell(CLI::App& command, Context& context) {
         "command's.\n"
         "Linux: Tab completes, the arrow keys go through the history (~/.local/state/mova/history, or " +
         std::string(variable::kHistory) +
-        ").\n"
+        "), which leaves out the lines of e2p password and auth-key.\n"
         "Windows: the console itself edits lines and remembers them (arrow keys, F7); there is no completion.");
     whenRun(command, context, [&context] { runShell(context); });
 }

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "cli/Failure.h"
+#include "platform/Platform.h"
 
 namespace mova::cli {
 
@@ -26,6 +27,14 @@ void writeTextFile(const std::string& path, const std::string& text) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << text;
     if (!file.flush()) failFile(path + " cannot be written: " + std::generic_category().message(errno));
+}
+
+bool makeForOwner(const std::string& path) {
+    Files& files = nativePlatform().files;
+    const Files::Handle file = files.open(path, FileMode::TextAppend);
+    if (file == Files::kInvalid) return false;
+    files.close(file);
+    return true;
 }
 
 bool fileExists(const std::string& path) {

@@ -7,6 +7,7 @@
 
 #include "cli/Commands.h"
 #include "cli/Context.h"
+#include "cli/TextFile.h"
 #include "trace/Page.h"
 #include "trace/Report.h"
 #include "trace/Summary.h"
@@ -59,6 +60,7 @@ void addListing(trace::Listeners& listeners, Context& context) {
 
 void writePage(const trace::Page& page, const trace::Summary& summary, const TraceOptions& options, Context& context) {
     errno = 0;
+    makeForOwner(options.page);  // it holds what the trace holds; a failure shows with the next line
     std::ofstream out(options.page, std::ios::binary);
     if (out) page.write(out, summary, options.file);
     out.close();

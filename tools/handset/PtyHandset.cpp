@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <system_error>
 
 namespace mova::handset {
@@ -64,11 +66,27 @@ void PtyHandset::plug() {
     cfmakeraw(&settings);
     tcsetattr(slave, TCSANOW, &settings);
     close(slave);
-    if (!link_.empty()) {
-        unlink(link_.c_str());
-        if (symlink(slavePath_.c_str(), link_.c_str()) != 0) fail(link_.c_str());
-    }
+    if (!link_.empty()) makeLink();
     master_ = master;
+}
+
+// Whatever else has the name stays: it may be dear to somebody.
+void PtyHandset::makeLink() const {
+    struct stat status {};
+    if (lstat(link_.c_str(), &status) == 0) {
+        if (!S_ISLNK(status.st_mode)) {
+            errno = EEXIST;
+            fail((link_ + " is no symbolic link and is not replaced").c_str());
+        }
+        if (unlink(link_.c_str()) != 0) fail(link_.c_str());
+    }
+    if (symlink(slavePath_.c_str(), link_.c_str()) != 0) fail(link_.c_str());
+}
+
+// Another one may have put its own there meanwhile.
+void PtyHandset::removeLink() const {
+    std::error_code failed;
+    if (std::filesystem::read_symlink(link_, failed) == slavePath_) unlink(link_.c_str());
 }
 
 std::string PtyHandset::slavePath() const {
@@ -92,7 +110,7 @@ void PtyHandset::with(const std::function<void(Handset&)>& action) {
 void PtyHandset::unplug() {
     std::unique_lock guard(mutex_);
     if (master_ < 0) return;
-    if (!link_.empty()) unlink(link_.c_str());
+    if (!link_.empty()) removeLink();
     close(master_);
     master_ = -1;
     unsent_.clear();

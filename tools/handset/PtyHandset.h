@@ -14,8 +14,8 @@ namespace mova::handset {
 
 class PtyHandset {
 public:
-    // link, when not empty, is kept as a symbolic link to the terminal, also after it has been plugged in again.
-    // Throws std::system_error when there is no pseudo-terminal.
+    // link, when not empty, is kept as a symbolic link to the terminal, also after it has been plugged in again. It
+    // replaces another link, and nothing else. Throws std::system_error when there is no pseudo-terminal or no link.
     explicit PtyHandset(Profile profile = {}, std::string link = {});
     ~PtyHandset();
     PtyHandset(const PtyHandset&) = delete;
@@ -31,6 +31,8 @@ public:
 
 private:
     void plug();
+    void makeLink() const;
+    void removeLink() const;
     void wake() const;
     void serve();
     void takeIn();

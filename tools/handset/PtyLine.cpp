@@ -67,6 +67,9 @@ int serveLines(std::span<const Line> lines, const std::string& readyFile) {
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);
     sigaddset(&ends, SIGTERM);
+    sigaddset(&ends, SIGPIPE);
+    struct sigaction hangUp {};  // "nohup" has it ignored, and then it is to stay so
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) sigaddset(&ends, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &ends, nullptr);
     try {
         std::vector<std::unique_ptr<PtyHandset>> handsets;

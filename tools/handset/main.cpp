@@ -67,8 +67,9 @@ void describe(CLI::App& app, Settings& s) {
     app.add_option(kLineOption, s.lines, "the COM port to answer on, for instance COM8; again for each further handset")
         ->allow_extra_args(false);
 #else
-    app.add_option(kLineOption, s.lines,
-                   "keep this symbolic link to the pseudo-terminal; again for each further handset")
+    app.add_option(
+           kLineOption, s.lines,
+           "keep this symbolic link to the pseudo-terminal, replacing no other file; again for each further handset")
         ->allow_extra_args(false);
     app.add_option("--cable", s.cable,
                    "the file CABLE.out pulls the cable, CABLE.in puts it back, and after CABLE.stall nothing is taken "

@@ -1,4 +1,4 @@
-// The receiving end of the debug channel: one viewer on a machine (on Linux: of a user's runtime folder) holds it.
+// The receiving end of the debug channel: one viewer on a machine (on Linux: of a user) holds it.
 #pragma once
 #include <memory>
 #include <optional>

@@ -1,4 +1,4 @@
-// The channel on Linux: a datagram socket in the folder where the component looks for it.
+// The channel on Linux: a datagram socket in the private folder, where the component looks for it.
 #pragma once
 #include <memory>
 #include <string>

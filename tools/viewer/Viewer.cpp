@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/Platform.h"
+
 namespace mova::viewer {
 
 namespace {
@@ -19,6 +21,10 @@ bool put(std::FILE* file, const std::string& text) {
 Viewer::Viewer(ViewerOptions options, std::FILE* out)
     : options_(std::move(options)), filter_(options_.filter), out_(out) {
     if (options_.file.empty()) return;
+    // Made as the component makes its own files: for the user alone.
+    Files& files = nativePlatform().files;
+    const Files::Handle made = files.open(options_.file, FileMode::TextAppend);
+    if (made != Files::kInvalid) files.close(made);
     file_.reset(std::fopen(options_.file.c_str(), "a"));
     if (!file_)
         throw std::runtime_error(options_.file + " cannot be written: " + std::generic_category().message(errno));

@@ -1,5 +1,6 @@
 // PosixFiles writes the log and trace files on Linux. Writes go straight to the file; line ends stay as they are.
-// LogAppend holds the file's lock while it is open and fails while another holds it.
+// What it makes only its owner can read. A file is not locked while it is open: whoever may read a file may hold its
+// lock, and would silence the log. Appending keeps the lines of several writers whole.
 #pragma once
 #include "platform/Files.h"
 

@@ -14,6 +14,34 @@ namespace mova {
 namespace {
 const char ownSymbol = 0;
 constexpr mode_t kOwnFolder = 0700;
+constexpr mode_t kWritableByOthers = 0022;
+
+bool isUsersOrRoots(const struct stat& status) { return status.st_uid == geteuid() || status.st_uid == 0; }
+
+// Nobody but this user and root can put another thing in the place of the folder or of what is in it: they own it, and
+// either only they can write to it or, as in /tmp, only the owner of an entry can replace it. So also for the link that
+// leads to it, if there is one.
+bool isSafe(const std::string& folder) {
+    struct stat status {};
+    if (lstat(folder.c_str(), &status) != 0 || !isUsersOrRoots(status)) return false;
+    if (S_ISLNK(status.st_mode) && (stat(folder.c_str(), &status) != 0 || !isUsersOrRoots(status))) return false;
+    return S_ISDIR(status.st_mode) && ((status.st_mode & kWritableByOthers) == 0 || (status.st_mode & S_ISVTX) != 0);
+}
+
+// Makes the folder and those above it where they are absent. The result is false when another user could have led the
+// way, and for a last folder that is not the user's own.
+bool makeOwnFolder(const std::string& folder) {
+    for (auto end = folder.find('/', 1);; end = folder.find('/', end + 1)) {
+        const std::string above = folder.substr(0, end);
+        mkdir(above.c_str(), kOwnFolder);
+        if (!isSafe(above)) return false;
+        if (end == folder.npos) break;
+    }
+    struct stat status {};
+    return lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+           (status.st_mode & kWritableByOthers) == 0;
+}
+
 }  // namespace
 
 std::string PosixHost::modulePath() {
@@ -31,13 +59,7 @@ std::string PosixHost::fallbackTraceFile() {
     const std::string state = stateDir();
     if (state.empty()) return {};
     const std::string folder = state + "/mova";
-    for (auto end = folder.find('/', 1); end != folder.npos; end = folder.find('/', end + 1)) {
-        mkdir(folder.substr(0, end).c_str(), kOwnFolder);
-    }
-    mkdir(folder.c_str(), kOwnFolder);
-    struct stat status {};
-    const bool own = lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid();
-    return own ? folder + "/TempMova.Log" : std::string();
+    return makeOwnFolder(folder) ? folder + "/TempMova.Log" : std::string();
 }
 
 std::optional<std::int64_t> PosixHost::fileTime(const std::string& path) {

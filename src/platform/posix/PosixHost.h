@@ -10,7 +10,8 @@ public:
     SystemVersion systemVersion() override { return {2, 6, 1}; }
     std::string modulePath() override;  // of the shared library or program that this code is linked into
     // mova/TempMova.Log in the folder that XDG_STATE_HOME names, or in ~/.local/state without it. The folder becomes the
-    // user's alone; one of another user, or a link to one, is not taken.
+    // user's alone; one of another user or that others may write to, a link, or a way on which another user could have
+    // planted something is not taken.
     std::string fallbackTraceFile() override;
     std::optional<std::int64_t> fileTime(const std::string& path) override;
 };

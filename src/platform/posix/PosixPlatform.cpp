@@ -2,25 +2,25 @@
 
 namespace mova {
 
-namespace {
-
-std::string channelDirOf(const PosixOptions& options) {
-    return options.channelDir.empty() ? channelDir() : options.channelDir;
-}
-
-}  // namespace
-
 PosixOptions nativeOptions() {
     PosixOptions options;
     options.deviceDir = deviceDir();
     return options;
 }
 
+namespace {
+
+PortLinks linksOf(const PosixOptions& options) {
+    return options.device.empty() ? PortLinks(options.deviceDir) : PortLinks::only(options.device);
+}
+
+}  // namespace
+
 PosixPlatform::PosixPlatform(const PosixOptions& options)
-    : serial_(options.deviceDir),
-      threading_(channelDirOf(options)),
-      keys_(options.deviceDir, options.sysDir),
-      datagrams_(channelDirOf(options)),
+    : serial_(linksOf(options)),
+      threading_(options.privateDir),
+      keys_(linksOf(options), options.sysDir),
+      datagrams_(options.privateDir),
       platform_{serial_, threading_, clock_, keys_, datagrams_, files_, host_} {}
 
 Platform& nativePlatform() {

@@ -171,14 +171,14 @@ std::vector<PosixSerialDriver::PosixTransfer*> PosixSerialDriver::PendingTransfe
     return found;
 }
 
-PosixSerialDriver::PosixSerialDriver(std::string deviceDir)
-    : deviceDir_(std::move(deviceDir)), pending_(std::make_shared<PendingTransfers>()) {}
+PosixSerialDriver::PosixSerialDriver(PortLinks links)
+    : links_(std::move(links)), pending_(std::make_shared<PendingTransfers>()) {}
 
 PosixSerialDriver::~PosixSerialDriver() = default;
 
 std::string PosixSerialDriver::devicePath(const std::string& path) const {
     if (!path.starts_with(kDevicePrefix)) return path;
-    return deviceDir_ + "/" + path.substr(kDevicePrefix.size());
+    return links_.pathOf(std::string_view(path).substr(kDevicePrefix.size())).string();
 }
 
 PortHandle PosixSerialDriver::open(const std::string& path, bool) {

@@ -1,4 +1,4 @@
-// PosixSerialDriver drives Linux terminals. Port n is deviceDir/COMn, a link to the real device; a port handle is the
+// PosixSerialDriver drives Linux terminals. Port n is where PortLinks says; a port handle is the
 // device's descriptor. A handle of a terminal that somebody else opened is served as well, with that one's settings.
 //
 // Reads never pend. A write pends while the device's buffer is full; await() carries it on as room comes, and the
@@ -11,13 +11,14 @@
 #include <shared_mutex>
 
 #include "platform/SerialDriver.h"
+#include "platform/posix/PortLinks.h"
 #include "platform/posix/PosixPort.h"
 
 namespace mova {
 
 class PosixSerialDriver final : public SerialDriver {
 public:
-    explicit PosixSerialDriver(std::string deviceDir);
+    explicit PosixSerialDriver(PortLinks links);
     ~PosixSerialDriver() override;
 
     PortHandle open(const std::string& path, bool overlapped) override;
@@ -60,7 +61,7 @@ private:
     template <class Call>
     bool on(PortHandle port, Call call);
 
-    const std::string deviceDir_;
+    const PortLinks links_;
     const std::shared_ptr<PendingTransfers> pending_;
     std::shared_mutex mutex_;  // guards the map; every call on every port of the process looks into it
     std::map<PortHandle, std::shared_ptr<PosixPort>> ports_;

@@ -85,9 +85,6 @@ private:
 
 // All objects of one name in this process share one of these.
 struct ProcessLock {
-    explicit ProcessLock(std::string path) : lockFile(std::move(path)) {}
-
-    const std::string lockFile;
     std::mutex mutex;
     std::condition_variable freed;
     unsigned depth = 0;
@@ -103,25 +100,24 @@ struct ProcessLock {
 };
 
 // There is one for each name, kept as long as the process: threads may log while it ends.
-ProcessLock& processLock(const std::string& lockFile) {
+ProcessLock& processLock(const PrivateFolder& folder, const std::string& lockFile) {
     static std::mutex& mutex = *new std::mutex;
     static auto& locks = *new std::map<std::string, ProcessLock>;
     const std::lock_guard guard(mutex);
-    return locks.try_emplace(lockFile, lockFile).first->second;
+    return locks[folder.wanted() + "/" + lockFile];
 }
 
-// The file is opened for reading, so that every user's processes can lock it whoever made it. It is made only when it
-// is absent, since the system refuses to make a file over another user's in a folder that all may write to.
-FileDescriptor openLockFile(const std::string& path) {
-    constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    const int existing = uninterrupted([&] { return ::open(path.c_str(), kFlags); });
-    if (existing >= 0 || errno != ENOENT) return FileDescriptor(existing);
-    return FileDescriptor(uninterrupted([&] { return ::open(path.c_str(), kFlags | O_CREAT, 0644); }));
+FileDescriptor openLockFile(const PrivateFolder& folder, const std::string& name) {
+    const FileDescriptor start = folder.make();
+    if (!start) return {};
+    constexpr int kFlags = O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    return FileDescriptor(uninterrupted([&] { return openat(start.get(), name.c_str(), kFlags, 0600); }));
 }
 
 class PosixNamedMutex final : public NamedMutex {
 public:
-    explicit PosixNamedMutex(const std::string& lockFile) : lock_(processLock(lockFile)) {}
+    PosixNamedMutex(const PrivateFolder& folder, std::string lockFile)
+        : folder_(folder), lockFile_(std::move(lockFile)), lock_(processLock(folder_, lockFile_)) {}
 
     ~PosixNamedMutex() override {
         if (held_ == 0) return;
@@ -143,7 +139,7 @@ public:
         lock_.owner = self;
         held_ = 1;
         guard.unlock();  // this thread owns it now; only other processes are still to be waited for
-        FileDescriptor file = openLockFile(lock_.lockFile);
+        FileDescriptor file = openLockFile(folder_, lockFile_);
         if (file) uninterrupted([&] { return flock(file.get(), LOCK_EX); });
         lock_.heldFile = std::move(file);
         return true;
@@ -157,6 +153,8 @@ public:
     }
 
 private:
+    const PrivateFolder folder_;
+    const std::string lockFile_;
     ProcessLock& lock_;
     unsigned held_ = 0;  // times that this object holds it; touched by the holder only
 };
@@ -266,7 +264,7 @@ std::unique_ptr<Event> PosixThreading::makeEvent() { return std::make_unique<Pos
 std::unique_ptr<RecursiveMutex> PosixThreading::makeRecursiveMutex() { return std::make_unique<PosixRecursiveMutex>(); }
 
 std::unique_ptr<NamedMutex> PosixThreading::makeNamedMutex(const std::string& name) {
-    return std::make_unique<PosixNamedMutex>(channelPath(lockFolder_, name, ".lock"));
+    return std::make_unique<PosixNamedMutex>(privateFolder_, entryName(name, ".lock"));
 }
 
 std::unique_ptr<Thread> PosixThreading::start(std::function<void()> run) { return PosixThread::start(std::move(run)); }

@@ -10,6 +10,7 @@
 
 #include "platform/Threading.h"
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/PrivateFolder.h"
 
 namespace mova {
 
@@ -46,15 +47,16 @@ private:
     std::atomic<bool> set_{false};
 };
 
-// Named mutexes are lock files, "NAME.lock" in lockFolder, which keep processes apart; a lock inside the process keeps
-// its threads and objects apart, also where the lock file cannot be opened. They are recursive on their thread, as the
-// system's own are on Windows. An object that goes while it holds the mutex frees it.
+// Named mutexes are lock files, "NAME.lock" in the private folder, which keep this user's processes apart: a lock that
+// another user could open is one that another user could hold for ever. A lock inside the process keeps its threads and
+// objects apart, also where there is no lock file. They are recursive on their thread, as the system's own are on
+// Windows. An object that goes while it holds the mutex frees it.
 //
 // Threads: the id is the kernel's; what a thread's function captured is destroyed on the thread, before it counts as
 // ended; a refused priority is ignored. There is no safe way to terminate a thread: it is left to itself.
 class PosixThreading final : public Threading {
 public:
-    explicit PosixThreading(std::string lockFolder) : lockFolder_(std::move(lockFolder)) {}
+    explicit PosixThreading(const std::string& privateDir) : privateFolder_(privateDir) {}
 
     std::unique_ptr<Event> makeEvent() override;
     std::unique_ptr<RecursiveMutex> makeRecursiveMutex() override;
@@ -63,7 +65,7 @@ public:
     std::uint32_t currentThreadId() override;
 
 private:
-    std::string lockFolder_;
+    PrivateFolder privateFolder_;
 };
 
 }  // namespace mova

@@ -46,12 +46,6 @@ constexpr unsigned kLastPseudoTerminalMajor = 143;
 // Readers of a name have room for 255 bytes, of which "(COMn)" and the terminating zero take their share.
 constexpr std::size_t kProductTextMax = 200;
 
-bool isPortLink(std::string_view name) {
-    constexpr std::string_view kPrefix = "COM";
-    return name.starts_with(kPrefix) && name.size() > kPrefix.size() &&
-           name.find_first_not_of("0123456789", kPrefix.size()) == std::string_view::npos;
-}
-
 std::vector<std::string_view> split(std::string_view path) {
     std::vector<std::string_view> names;
     while (!path.empty()) {
@@ -130,18 +124,8 @@ std::string zeroTerminated(std::string text) {
 
 }  // namespace
 
-std::vector<std::string> SysfsKeyTree::portLinks() const {
-    std::vector<std::string> links;
-    std::error_code failed;
-    for (fs::directory_iterator entry(deviceDir_, failed), end; !failed && entry != end; entry.increment(failed)) {
-        std::string name = entry->path().filename().string();
-        if (isPortLink(name)) links.push_back(std::move(name));
-    }
-    return links;
-}
-
 std::optional<SysfsKeyTree::PortEntry> SysfsKeyTree::portEntry(const std::string& link) const {
-    const fs::path device = realPath(deviceDir_ / link);
+    const fs::path device = realPath(links_.pathOf(link));
     if (device.empty()) return std::nullopt;  // the device is unplugged
     const fs::path sysDevice = realPath(sysDir_ / "class/tty" / device.filename() / "device");
     const DeviceFacts facts = factsOf(sysDevice, realPath(sysDir_));
@@ -151,7 +135,7 @@ std::optional<SysfsKeyTree::PortEntry> SysfsKeyTree::portEntry(const std::string
 
 std::optional<SysfsKeyTree::OpenKey> SysfsKeyTree::portKey(const std::vector<std::string_view>& names) const {
     const std::string link(names[2]);
-    const auto entry = isPortLink(link) ? portEntry(link) : std::nullopt;
+    const auto entry = PortLinks::isName(link) ? portEntry(link) : std::nullopt;
     if (!entry || entry->bus != names[0] || entry->driver != names[1]) return std::nullopt;
     OpenKey key;
     key.values["FriendlyName"] = zeroTerminated(entry->friendlyName);
@@ -161,7 +145,7 @@ std::optional<SysfsKeyTree::OpenKey> SysfsKeyTree::portKey(const std::vector<std
 
 std::optional<SysfsKeyTree::OpenKey> SysfsKeyTree::folderKey(const std::vector<std::string_view>& names) const {
     std::set<std::string> subkeys;
-    for (const std::string& link : portLinks()) {
+    for (const std::string& link : links_.names()) {
         const auto entry = portEntry(link);
         if (!entry) continue;
         const std::string* const path[kPortDepth] = {&entry->bus, &entry->driver, &entry->link};

@@ -1,5 +1,5 @@
 // SysfsKeyTree shows the serial devices of sysfs as a device tree in the shape that port discovery searches:
-//   SYSTEM\CurrentControlSet\Enum \ bus \ driver \ COMn      for each deviceDir/COMn that leads to a device,
+//   SYSTEM\CurrentControlSet\Enum \ bus \ driver \ COMn      for each link COMn that leads to a device,
 // with the values "FriendlyName" ("name (COMn)") and "UpperFilters" ("serenum"), texts with a terminating zero.
 // bus is "USB" for what sits on USB, else "ROOT". The name is the one under which the driver's counterpart on Windows
 // lists the port, so that one table classifies both; for an unknown driver, in this order: the USB product's or
@@ -14,13 +14,14 @@
 
 #include "platform/KeyTree.h"
 #include "platform/Threading.h"
+#include "platform/posix/PortLinks.h"
 
 namespace mova {
 
 class SysfsKeyTree final : public KeyTree {
 public:
-    SysfsKeyTree(std::filesystem::path deviceDir, std::filesystem::path sysDir)
-        : deviceDir_(std::move(deviceDir)), sysDir_(std::move(sysDir)) {}
+    SysfsKeyTree(PortLinks links, std::filesystem::path sysDir)
+        : links_(std::move(links)), sysDir_(std::move(sysDir)) {}
 
     Key open(const std::string& path, KeyAccess access) override;
     bool subkey(Key key, std::uint32_t index, std::string& name) override;
@@ -40,13 +41,12 @@ private:
         std::map<std::string, std::string> values;
     };
 
-    std::vector<std::string> portLinks() const;
     std::optional<PortEntry> portEntry(const std::string& link) const;
     std::optional<OpenKey> portKey(const std::vector<std::string_view>& names) const;
     std::optional<OpenKey> folderKey(const std::vector<std::string_view>& names) const;
     const OpenKey* find(Key key) const MOVA_REQUIRES(mutex_);
 
-    const std::filesystem::path deviceDir_;
+    const PortLinks links_;
     const std::filesystem::path sysDir_;
     Mutex mutex_;
     Key lastKey_ MOVA_GUARDED_BY(mutex_) = kNoKey;

@@ -18,7 +18,10 @@ bool isDropped(int error) { return error == EAGAIN || error == ENOBUFS || error 
 }  // namespace
 
 DatagramChannel::Handle UnixDatagramChannel::open(const std::string& name) {
-    const std::string path = channelPath(folder_, name, ".sock");
+    const FileDescriptor folder = folder_.open();
+    const std::string entry = entryName(name, ".sock");
+    if (!folder || !isOwnSocket(folder, entry)) return kInvalid;
+    const std::string path = pathThrough(folder, entry);
     sockaddr_un address{};
     if (path.size() >= sizeof address.sun_path) return kInvalid;
     address.sun_family = AF_UNIX;

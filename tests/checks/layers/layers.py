@@ -36,7 +36,9 @@ EXCEPTIONS = {
     ("tools/cli", "platform/posix/PosixFolders.h"): "where the links COMn are",
     ("tools/cli", "platform/posix/PosixPlatform.h"): "--port names a device: the manager is given a platform that has it",
     ("tools/viewer", "logging/MyDebugMsg.h"): "the name of the channel that it listens to",
-    ("tools/viewer", "platform/posix/PosixFolders.h"): "where the channel's socket lives",
+    ("tools/viewer", "platform/Platform.h"): "its file is made as the component makes its own",
+    ("tools/viewer", "platform/posix/PosixFolders.h"): "what the channel's socket is called",
+    ("tools/viewer", "platform/posix/PrivateFolder.h"): "where the channel's socket lives",
     ("tools/viewer", "platform/posix/FileDescriptor.h"): "the owner of a file descriptor",
 }
 

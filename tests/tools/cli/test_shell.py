@@ -132,6 +132,36 @@ class TerminalShellTest(BenchTest):
         again.type("exit\n")
         self.assertEqual(again.wait(), 0)
 
+    def test_secrets_are_kept_nowhere(self):
+        os.mkdir(self.path("history"))
+        self.write("history/lines", "_HiStOrY_V2_\nat\\040ATI\ne2p\\040password\\0401\\0402\\040C0DE01\nsignals\n")
+        os.chmod(self.path("history/lines"), 0o644)
+        terminal = Terminal(self, "--port", "7", "shell")
+        for line in ("e2p password 0x1234 2 C0DE02", "e2p auth-key 0x1234 2 C0DE03", "e2p  'auth-key' 0x1234 2 C0DE04",
+                     "e2p password 0x1234 2 'C0DE05", "e2p read 0x1234 2"):
+            terminal.prompt()
+            terminal.type(line + "\n")
+        terminal.until("\\nFFFF")
+        terminal.prompt()
+        terminal.type("\x1b[A\x1b[A\n")  # twice up: what was kept before
+        terminal.until("CTS")
+        terminal.prompt()
+        terminal.type("exit\n")
+        self.assertEqual(terminal.wait(), 0)
+        kept = self.read("history/lines")
+        self.assertNotIn("C0DE", kept)
+        for line in ("at\\040ATI", "signals", "e2p\\040read\\0400x1234\\0402"):
+            self.assertIn(line, kept)
+        self.assertEqual(os.stat(self.path("history/lines")).st_mode & 0o777, 0o600)
+
+    def test_the_historys_folder_is_its_users_alone(self):
+        os.umask(0o022)
+        terminal = Terminal(self, "--port", "7", "shell")
+        terminal.prompt()
+        terminal.type("exit\n")
+        self.assertEqual(terminal.wait(), 0)
+        self.assertEqual(os.stat(self.path("history")).st_mode & 0o777, 0o700)
+
     def test_ctrl_c_ends_a_command_and_not_the_session(self):
         terminal = Terminal(self, "--port", "7", "shell")
         terminal.prompt()

@@ -1,6 +1,8 @@
 // The viewer on the real channel of this system, with the component and its debug sink at the other end.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -13,6 +15,8 @@
 #include "mova/CVeCmdManager.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/PosixPlatform.h"
+#include "unit/platform/ChildProcess.h"
+#include "unit/platform/DatagramListener.h"
 #include "unit/platform/TempFolder.h"
 #include "viewer/SocketReceiver.h"
 #include "viewer/Viewer.h"
@@ -100,6 +104,26 @@ TEST_F(DebugChannel, ASecondViewerIsToldSo) {
     EXPECT_TRUE(std::filesystem::exists(socketPath()));  // the first keeps its place
 }
 
+TEST_F(DebugChannel, NobodyOutsideTheFolderCanTakeTheViewersPlace) {
+    // Names that are no files belong to whoever is first, whatever their user.
+    const std::string name = std::string(1, '\0') + "mova-viewer:" + socketPath();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    name.copy(address.sun_path, sizeof address.sun_path);
+    const FileDescriptor taken(socket(AF_UNIX, SOCK_STREAM, 0));
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    ASSERT_EQ(bind(taken.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+    EXPECT_EQ(listen()->channelName(), socketPath());
+}
+
+TEST_F(DebugChannel, AViewersPlaceIsHeldByTheLockOfAFileThatOnlyItsUserMayOpen) {
+    const std::string lock = folder() + "/KSDW_DEBUG.lock";
+    const auto receiver = listen();
+    EXPECT_EQ(std::filesystem::status(lock).permissions(), std::filesystem::perms(0600));
+    const FileDescriptor other(::open(lock.c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_NE(flock(other.get(), LOCK_EX | LOCK_NB), 0);
+}
+
 TEST_F(DebugChannel, AListenerOfAnotherKindIsLeftAlone) {
     const FileDescriptor other(socket(AF_UNIX, SOCK_DGRAM, 0));
     sockaddr_un address{};
@@ -127,9 +151,34 @@ TEST_F(DebugChannel, TheChannelIsFreedAtTheEndAndAfterAViewerThatWasKilled) {
     postUntilHeard(debug, *receiver, "hello");
 }
 
-TEST_F(DebugChannel, AFolderThatIsNotThereIsToldSo) {
-    EXPECT_THROW(listenIn(folder() + "/missing"), ChannelError);
-    EXPECT_THROW(listenIn("/" + std::string(200, 'x')), ChannelError);
+std::string refusalIn(const std::string& folder) {
+    try {
+        listenIn(folder);
+        return "listening";
+    } catch (const ChannelError& error) {
+        return error.what();
+    }
+}
+
+TEST_F(DebugChannel, WithoutAFolderOfOnesOwnTheReasonIsTold) {
+    const std::string end = "; set XDG_RUNTIME_DIR to a folder that only you may enter (mode 700)";
+    const std::string begin = "there is no folder of your own to listen in: " + folder();
+    EXPECT_EQ(refusalIn(folder() + "/missing"), begin + "/missing: No such file or directory" + end);
+    std::filesystem::permissions(folder(), std::filesystem::perms(0755));
+    EXPECT_EQ(refusalIn(folder()), begin + " lets others in (mode 755)" + end);
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    ASSERT_EQ(chown(folder().c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(refusalIn(folder()), begin + " belongs to another user (65534)" + end);
+}
+
+TEST_F(DebugChannel, AnotherUsersListenerIsToldAsSuch) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    const DatagramListener foreign(socketPath());
+    ASSERT_EQ(chown(socketPath().c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(refusalIn(folder()), socketPath() +
+                                       " belongs to another user (65534), to whom your programs say "
+                                       "nothing; remove it first");
+    EXPECT_TRUE(std::filesystem::exists(socketPath()));
 }
 
 // --- the viewer as a whole

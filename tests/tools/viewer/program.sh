@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # program.sh PROGRAM: the viewer as it is started and ended from a shell.
 set -uo pipefail
+umask 022
 viewer=$1
 folder=$(mktemp -d)
 export XDG_RUNTIME_DIR=$folder
@@ -42,6 +43,7 @@ kill -INT "$first"
 wait "$first" || fail "an interrupted viewer ends with $?"
 [ ! -e "$folder/KSDW_DEBUG.sock" ] || fail "the channel was left behind"
 cmp "$folder/out.txt" "$folder/log" || fail "the file differs from what was shown"
+[ "$(stat -c %a "$folder/log")" = 600 ] || fail "others may read the file: $(stat -c %a "$folder/log")"
 
 "$viewer" --for 20 --count 1 --json >"$folder/json.txt" 2>"$folder/err2.txt" &
 second=$!

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "ChildProcess.h"
@@ -62,33 +64,53 @@ TEST_F(PosixFilesTest, AppendingWritesAtTheEndAlsoAfterOthersWrote) {
     EXPECT_EQ(readFile(path_), "abc");
 }
 
-TEST_F(PosixFilesTest, ALogFileHasOneWriterAtATime) {
-    const auto file = files_.open(path_, FileMode::LogAppend);
-    ASSERT_NE(file, Files::kInvalid);
-    EXPECT_EQ(files_.open(path_, FileMode::LogAppend), Files::kInvalid);
-    EXPECT_EQ(ChildProcess([&] { return files_.open(path_, FileMode::LogAppend) == Files::kInvalid ? 0 : 1; }).wait(),
-              0);
-    files_.close(file);
-    writeOnce(FileMode::LogAppend, "free again");
-    EXPECT_EQ(readFile(path_), "free again");
+TEST_F(PosixFilesTest, EmptyingLeavesAloneWhatHasAnotherName) {
+    writeFile(folder_.file("dear"), "kept");
+    std::filesystem::create_hard_link(folder_.file("dear"), path_);
+    EXPECT_EQ(files_.open(path_, FileMode::TextTruncate), Files::kInvalid);
+    EXPECT_EQ(readFile(folder_.file("dear")), "kept");
 }
 
-TEST_F(PosixFilesTest, AChildThatWasForkedMeanwhileDoesNotKeepAClosedLogFileLocked) {
-    const auto file = files_.open(path_, FileMode::LogAppend);
-    ChildProcess child([] {
-        for (;;) pause();
-        return 0;
-    });
-    files_.close(file);
-    writeOnce(FileMode::LogAppend, "free");
+TEST_F(PosixFilesTest, EmptyingLeavesAloneWhatAnotherUserOwns) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    writeFile(path_, "kept");
+    ASSERT_EQ(chown(path_.c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(files_.open(path_, FileMode::TextTruncate), Files::kInvalid);
+    EXPECT_EQ(readFile(path_), "kept");
 }
 
-TEST_F(PosixFilesTest, ANewLogFileIsReadableByAllAndWritableByItsOwner) {
+TEST_F(PosixFilesTest, NoLockOfAReaderCostsALine) {
+    writeFile(path_, "");
+    for (const int kind : {LOCK_SH, LOCK_EX}) {
+        const FileDescriptor reader(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+        ASSERT_EQ(flock(reader.get(), kind), 0);
+        writeOnce(FileMode::LogAppend, "line ");
+    }
+    const FileDescriptor reader(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    ASSERT_EQ(fcntl(reader.get(), F_OFD_SETLK, &lock), 0);
+    writeOnce(FileMode::LogAppend, "line");
+    EXPECT_EQ(readFile(path_), "line line line");
+}
+
+TEST_F(PosixFilesTest, ANewFileIsItsOwnersAlone) {
     umask(022);
+    for (const FileMode mode : kModes) {
+        std::filesystem::remove(path_);
+        writeOnce(mode, "x");
+        struct stat status {};
+        ASSERT_EQ(stat(path_.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    }
+}
+
+TEST_F(PosixFilesTest, AFileThatIsThereKeepsItsMode) {
+    writeFile(path_, "");
+    std::filesystem::permissions(path_, std::filesystem::perms(0664));
     writeOnce(FileMode::LogAppend, "x");
-    struct stat status {};
-    ASSERT_EQ(stat(path_.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0644U);
+    writeOnce(FileMode::TextAppend, "x");
+    EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms(0664));
 }
 
 TEST_F(PosixFilesTest, AFolderThatIsAbsentFailsInEveryMode) {

@@ -103,7 +103,7 @@ protected:
 
     Uart uart_;
     PseudoTerminal line_;
-    PosixSerialDriver driver_{"/dev"};
+    PosixSerialDriver driver_{PortLinks("/dev")};
     PortHandle port_ = kInvalidPort;
 };
 

@@ -1,5 +1,7 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -171,30 +173,47 @@ TEST_F(PosixNamedMutexTest, DifferentNamesAreDifferentMutexes) {
     mutex->release();
 }
 
-TEST_F(PosixNamedMutexTest, AnotherUsersLockFileIsNeverWrittenAndAlwaysLocked) {
+// What a neighbour does who has found the lock file's name: it opens what it may, and holds it.
+class Neighbour {
+public:
+    explicit Neighbour(const std::string& lockFile)
+        : process_([&] {
+              if (setresuid(kNobody, kNobody, kNobody) != 0) return 1;
+              const int file = ::open(lockFile.c_str(), O_RDONLY);
+              if (file >= 0) flock(file, LOCK_EX);
+              holds_.go();
+              for (;;) pause();
+              return 0;
+          }) {
+        holds_.wait();
+    }
+
+private:
+    ProcessGate holds_;
+    ChildProcess process_;
+};
+
+TEST_F(PosixNamedMutexTest, AnotherUserCannotHoldIt) {
     if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
-    std::filesystem::permissions(folder_.path(), std::filesystem::perms(01777));
     umask(022);
-    const auto mutex = make();
-    mutex->acquire();  // makes the file as root
-    ProcessGate started;
-    ProcessGate taken;
-    ChildProcess child([&] {
-        if (setresuid(kNobody, kNobody, kNobody) != 0) return 1;
-        started.go();
-        const auto same = PosixThreading(folder_.file(".")).makeNamedMutex("SUTLOG");
-        same->acquire();
-        taken.go();
-        same->release();
-        return 0;
-    });
-    started.wait();
-    // Still waiting: a lock that it could not open would have let it through.
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), 0);
-    mutex->release();
-    taken.wait();
-    EXPECT_EQ(child.wait(), 0);
+    for (const unsigned mode : {0700U, 0755U, 01777U}) {
+        std::filesystem::permissions(folder_.path(), std::filesystem::perms(mode));
+        make()->acquire();  // makes the file where it is made
+        const Neighbour neighbour(folder_.file("SUTLOG.lock"));
+        PosixEvent taken;
+        std::thread other = taker(taken);
+        EXPECT_EQ(taken.wait(kGenerousLimit), WaitResult::Signalled) << mode;
+        other.join();
+    }
+}
+
+TEST_F(PosixNamedMutexTest, IsNotTheOneInAFolderThatOthersMayEnter) {
+    const FileDescriptor file(::open(folder_.file("SUTLOG.lock").c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644));
+    ASSERT_EQ(flock(file.get(), LOCK_EX), 0);
+    std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
+    PosixEvent taken;
+    taker(taken).join();
+    EXPECT_TRUE(taken.isSet());
 }
 
 TEST_F(PosixNamedMutexTest, LeavesNoDescriptorBehind) {

@@ -77,6 +77,35 @@ TEST(PosixHost, ThereIsNoFallbackWhereNoFolderIsTheUsersOwn) {
     EXPECT_EQ(fallbackIs("", folder.path().c_str(), nullptr), 0);
 }
 
+TEST(PosixHost, TheTracesFallbackIsNotWhereOthersMayWrite) {
+    TempFolder folder;
+    const std::string state = folder.file("state");
+    std::filesystem::create_directories(state + "/mova");
+    for (const unsigned mode : {0777U, 0770U, 01777U}) {
+        std::filesystem::permissions(state + "/mova", std::filesystem::perms(mode));
+        EXPECT_EQ(fallbackIs("", state.c_str(), nullptr), 0) << mode;
+    }
+    std::filesystem::permissions(state + "/mova", std::filesystem::perms(0755));
+    EXPECT_EQ(fallbackIs(state + "/mova/TempMova.Log", state.c_str(), nullptr), 0);
+    std::filesystem::permissions(state, std::filesystem::perms(0777));
+    EXPECT_EQ(fallbackIs("", state.c_str(), nullptr), 0);
+    std::filesystem::permissions(state, std::filesystem::perms(01777));  // nobody can replace what is mine
+    EXPECT_EQ(fallbackIs(state + "/mova/TempMova.Log", state.c_str(), nullptr), 0);
+}
+
+TEST(PosixHost, NothingIsMadeWhereAPlantedLinkLeads) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    TempFolder folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(01777));
+    std::filesystem::create_directory(folder.file("mine"));
+    std::filesystem::create_directory_symlink(folder.file("mine"), folder.file(".local"));
+    EXPECT_EQ(fallbackIs(folder.file(".local/state/mova/TempMova.Log"), nullptr, folder.path().c_str()), 0);  // my link
+    std::filesystem::remove_all(folder.file("mine/state"));
+    ASSERT_EQ(lchown(folder.file(".local").c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(fallbackIs("", nullptr, folder.path().c_str()), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.file("mine")));
+}
+
 TEST(PosixPlatform, ComposesOnePlatformOfItsOptions) {
     TempFolder folder;
     PseudoTerminal terminal;
@@ -92,6 +121,24 @@ TEST(PosixPlatform, ComposesOnePlatformOfItsOptions) {
     mutex->acquire();
     EXPECT_TRUE(std::filesystem::exists(folder.file("SUTLOG.lock")));
     mutex->release();
+}
+
+TEST(PosixPlatform, OneDeviceAloneIsPortOneAndNeedsNoLink) {
+    TempFolder folder;
+    PseudoTerminal terminal;
+    std::filesystem::create_symlink(terminal.slave(), folder.path() / "COM2");
+    PosixPlatform composed({folder.path().string(), "/sys", folder.path().string(), terminal.slave()});
+    Platform& platform = composed.platform();
+    const auto key = platform.keys.open("SYSTEM\\CurrentControlSet\\Enum\\ROOT\\tty", KeyAccess::Read);
+    std::string name;
+    EXPECT_TRUE(platform.keys.subkey(key, 0, name));
+    EXPECT_EQ(name, "COM1");
+    EXPECT_FALSE(platform.keys.subkey(key, 1, name));
+    platform.keys.close(key);
+    EXPECT_EQ(platform.serial.open("\\\\.\\COM2", true), kInvalidPort);
+    const PortHandle port = platform.serial.open("\\\\.\\COM1", true);
+    EXPECT_NE(port, kInvalidPort);
+    platform.serial.close(port);
 }
 
 TEST(PosixPlatform, ChannelsAreInTheRuntimeFolderOfTheUser) {

@@ -88,7 +88,7 @@ protected:
     TempFolder folder_;
     PseudoTerminal line_;
     std::string data_;
-    PosixSerialDriver driver_{folder_.path().string()};
+    PosixSerialDriver driver_{PortLinks(folder_.path())};
     std::unique_ptr<Transfer> transfer_ = driver_.makeTransfer();
     PortHandle port_ = kInvalidPort;
 };
@@ -131,7 +131,7 @@ TEST_F(PosixSerialDriverTest, ASecondOpenFailsUntilTheFirstIsClosed) {
 TEST_F(PosixSerialDriverTest, ASecondOpenFailsAlsoFromAnotherProcess) {
     open();
     const auto tryToOpen = [&] {
-        PosixSerialDriver other(folder_.path().string());
+        PosixSerialDriver other(PortLinks(folder_.path()));
         return other.open("\\\\.\\COM7", true) == kInvalidPort ? static_cast<int>(other.lastError()) : 0;
     };
     EXPECT_EQ(ChildProcess(tryToOpen).wait(), 16);
@@ -783,7 +783,7 @@ TEST_F(PosixSerialDriverTest, ATerminalThatSomebodyElseOpenedIsServedByItsDescri
 TEST_F(PosixSerialDriverTest, ATerminalThatSomebodyElseOpenedStaysOpenWithoutAClose) {
     const int given = ::open(line_.slave().c_str(), O_RDWR | O_NOCTTY);
     {
-        PosixSerialDriver other(folder_.path().string());
+        PosixSerialDriver other(PortLinks(folder_.path()));
         EXPECT_TRUE(other.setTimeouts(given, kAtOnce));
     }
     EXPECT_NE(fcntl(given, F_GETFD), -1);

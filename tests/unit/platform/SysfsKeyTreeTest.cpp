@@ -97,12 +97,12 @@ protected:
     TempFolder folder_;
     const fs::path dev_ = folder_.path() / "dev";
     const fs::path sys_ = folder_.path() / "sys";
-    SysfsKeyTree keys_{dev_, sys_};
+    SysfsKeyTree keys_{PortLinks(dev_), sys_};
 };
 
 TEST_F(SysfsKeyTreeTest, AFolderWithoutPortsIsAnEmptyTree) {
     EXPECT_EQ(walk(), Found{});
-    SysfsKeyTree nowhere(folder_.path() / "absent", folder_.path() / "absent");
+    SysfsKeyTree nowhere(PortLinks(folder_.path() / "absent"), folder_.path() / "absent");
     EXPECT_NE(nowhere.open(kRoot, KeyAccess::Read), KeyTree::kNoKey);
     EXPECT_EQ(nowhere.open(kRoot + "\\USB", KeyAccess::Read), KeyTree::kNoKey);
 }

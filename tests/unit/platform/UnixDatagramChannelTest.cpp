@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "ChildProcess.h"
 #include "DatagramListener.h"
 #include "TempFolder.h"
 #include "platform/posix/UnixDatagramChannel.h"
@@ -29,8 +30,52 @@ TEST_F(UnixDatagramChannelTest, DoesNotOpenOnWhatAListenerLeftBehind) {
 }
 
 TEST_F(UnixDatagramChannelTest, DoesNotOpenUnderANameThatIsTooLong) {
-    UnixDatagramChannel deep(folder_.file(std::string(120, 'd')));
-    EXPECT_EQ(deep.open(kName), DatagramChannel::kInvalid);
+    const std::string tooLong(120, 'n');
+    DatagramListener listener(folder_.file("short"));
+    std::filesystem::rename(folder_.file("short"), folder_.file(tooLong + ".sock"));
+    EXPECT_EQ(channels_.open(tooLong), DatagramChannel::kInvalid);
+}
+
+TEST_F(UnixDatagramChannelTest, OpensInAFolderHoweverLongItsNameIs) {
+    const std::string deep = folder_.file(std::string(120, 'd'));
+    std::filesystem::create_directory(deep);
+    std::filesystem::permissions(deep, std::filesystem::perms(0700));
+    std::filesystem::create_directory_symlink(deep, folder_.file("short"));
+    DatagramListener listener(folder_.file("short/KSDW_DEBUG.sock"));
+    UnixDatagramChannel channels(deep);
+    const auto channel = channels.open(kName);
+    ASSERT_NE(channel, DatagramChannel::kInvalid);
+    EXPECT_TRUE(channels.write(channel, "heard"));
+    EXPECT_EQ(listener.messages(), (std::vector<std::string>{"heard"}));
+    channels.close(channel);
+}
+
+TEST_F(UnixDatagramChannelTest, AListenerInAFolderThatOthersMayEnterHearsNothing) {
+    DatagramListener listener(socketPath_);
+    for (const unsigned mode : {0711U, 0755U, 0777U, 01777U}) {
+        std::filesystem::permissions(folder_.path(), std::filesystem::perms(mode));
+        EXPECT_EQ(channels_.open(kName), DatagramChannel::kInvalid) << mode;
+    }
+}
+
+TEST_F(UnixDatagramChannelTest, AListenerThatIsReachedThroughALinkHearsNothing) {
+    DatagramListener listener(folder_.file("elsewhere"));
+    std::filesystem::create_symlink(folder_.file("elsewhere"), socketPath_);
+    EXPECT_EQ(channels_.open(kName), DatagramChannel::kInvalid);
+}
+
+TEST_F(UnixDatagramChannelTest, AnotherUsersListenerHearsNothing) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    DatagramListener listener(socketPath_);
+    ASSERT_EQ(chown(socketPath_.c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(channels_.open(kName), DatagramChannel::kInvalid);
+}
+
+TEST_F(UnixDatagramChannelTest, AListenerInAnotherUsersFolderHearsNothing) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs a second user";
+    DatagramListener listener(socketPath_);
+    ASSERT_EQ(chown(folder_.path().c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(channels_.open(kName), DatagramChannel::kInvalid);
 }
 
 TEST_F(UnixDatagramChannelTest, EachWriteIsOneWholeMessage) {

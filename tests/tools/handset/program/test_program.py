@@ -40,9 +40,9 @@ class Handset:
                 time.sleep(0.002)
         return got.decode()
 
-    def end(self):
+    def end(self, number=signal.SIGTERM):
         """Exit code and what was said on the error output."""
-        self.process.send_signal(signal.SIGTERM)
+        self.process.send_signal(number)
         _, errors = self.process.communicate(timeout=PATIENCE)
         for line in self.lines:
             os.close(line)
@@ -151,6 +151,43 @@ class Program(unittest.TestCase):
                          f"mova-handset: {broken}: line 2: expected <-, -> or -- behind the time\n")
         self.assertEqual(self.refusal("--link", "/nowhere/link"),
                          "mova-handset: /nowhere/link: No such file or directory\n")
+
+    def test_its_link_replaces_another_link_and_nothing_else(self):
+        dear = self.file("dear", "kept")
+        self.assertEqual(self.refusal("--link", dear),
+                         f"mova-handset: {dear} is no symbolic link and is not replaced: File exists\n")
+        with open(dear) as file:
+            self.assertEqual(file.read(), "kept")
+        old = self.file("old")
+        os.symlink(dear, old)
+        handset = self.handset("--link", old)
+        self.assertEqual(os.path.realpath(old), os.ttyname(handset.lines[0]))
+        self.assertEqual(handset.end(), (0, ""))
+        self.assertFalse(os.path.lexists(old))
+        with open(dear) as file:
+            self.assertEqual(file.read(), "kept")
+
+    def test_a_link_that_is_another_ones_meanwhile_stays(self):
+        link = self.file("link")
+        handset = self.handset("--link", link)
+        os.remove(link)
+        os.symlink("/elsewhere", link)
+        self.assertEqual(handset.end(), (0, ""))
+        self.assertEqual(os.readlink(link), "/elsewhere")
+
+    def test_its_link_goes_however_it_is_told_to_end(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE):
+            handset = self.handset("--link", self.file("link"))
+            self.assertEqual(handset.end(number), (0, ""), number)
+            self.assertFalse(os.path.lexists(self.file("link")), number)
+
+    def test_goes_on_where_hanging_up_is_ignored(self):
+        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)  # as nohup does
+        self.addCleanup(signal.signal, signal.SIGHUP, before)
+        handset = self.handset(self.file("quick.toml", "[line]\nbaud_rate = 0\necho = false\n"))
+        handset.process.send_signal(signal.SIGHUP)
+        self.assertEqual(handset.ask("AT+CGMM", "OK\r\n"), "\r\nAM-1\r\n\r\nOK\r\n")
+        self.assertEqual(handset.end(), (0, ""))
 
 
 unittest.main()

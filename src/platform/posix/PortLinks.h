@@ -1,0 +1,25 @@
+// PortLinks tells where the device of a port is. Either a folder has the link COMn for port n, or one device alone is
+// port 1: then there is no link and no folder, which others could plant and a killed program would leave behind.
+#pragma once
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mova {
+
+class PortLinks {
+public:
+    explicit PortLinks(std::filesystem::path folder) : folder_(std::move(folder)) {}
+    static PortLinks only(std::filesystem::path device);
+
+    static bool isName(std::string_view name);                  // "COM" and a number
+    std::filesystem::path pathOf(std::string_view name) const;  // of "COM7"; leads nowhere when there is no such port
+    std::vector<std::string> names() const;                     // "COM7"
+
+private:
+    std::filesystem::path folder_;
+    std::filesystem::path onlyDevice_;
+};
+
+}  // namespace mova
