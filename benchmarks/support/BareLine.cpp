@@ -63,7 +63,7 @@ bool BareLine::step(const std::string& request, Manner manner, Counts& counts) {
     answer_.clear();
     const double limit = nowSeconds() + kPatience;
     while (!answer_.ends_with(kEnd)) {
-        if (manner == Manner::AtOnce) {
+        if (manner != Manner::Paced) {
             pollfd polled{descriptor_, POLLIN, 0};
             poll(&polled, 1, 1000);
         }

@@ -11,9 +11,9 @@ namespace mova::bench {
 using Script = std::vector<std::string>;
 
 enum class Manner {
-    AtOnce,  // the limit: the request in one write, poll, read
-    Paced,   // as the handset needs it and hosts rely on it: byte by byte; then a look, at most 2048 bytes, a pause of
-             // 1 ms
+    AtOnce,      // the limit: the request in one write, poll, read
+    ByteByByte,  // the limit where the port does not sit on USB: each byte in a write of its own, poll, read
+    Paced,       // as many lines at a time allow it: byte by byte; then a look, at most 2048 bytes, a pause of 1 ms
 };
 
 class BareLine {
