@@ -29,7 +29,8 @@ namespace {
 constexpr unsigned kBaudRate = 115200;
 constexpr double kByteSeconds = 10.0 / kBaudRate;
 constexpr std::uint64_t kServedEvery = 500;  // microseconds, of many lines
-constexpr std::uint32_t kSettled = 100;      // milliseconds after which an object that was just opened is idle
+constexpr double kLongestSearch = 25;        // seconds; for 20 an object that was opened searches for a viewer
+constexpr double kIdleSeconds = 10;          // an idle object wakes up seldom
 constexpr std::uint32_t kBackground = 5;     // operating mode: a reader thread, answers end with OK
 constexpr std::uint32_t kSynchronous = 3;
 
@@ -100,7 +101,6 @@ public:
     Objects(const std::string& folder, int count, const HandsetFarm& farm)
         : posix_({folder, "/sys", folder}), count_(count), farm_(farm) {
         const double before = residentKilobytes();
-        const double threadsBefore = threads();
         for (int i = 0; i < count; ++i) {
             managers_.push_back(std::make_unique<CVeCmdManager>(posix_.platform()));
             managers_.back()->put_CommPortId(i + 1);
@@ -111,20 +111,21 @@ public:
             static_cast<void>(managers_[at(i)]->SwitchOperateMode(kBackground, 0));
         });
         kilobytes_ = (residentKilobytes() - before) / count;
-        threads_ = (threads() - threadsBefore) / count;
     }
     // NOLINTNEXTLINE(bugprone-exception-escape): without threads there is nothing left to measure
     ~Objects() {
         together(count_, [&](int i) { managers_[at(i)].reset(); });  // each close pauses for half a second
     }
 
-    void idle(double seconds) {
-        sleepMilliseconds(kSettled);
+    // Of objects that have nothing but their reader thread any more.
+    void idle(double seconds, double patience) {
+        const double limit = nowSeconds() + patience;
+        while (threadsOfEach() > 1 && nowSeconds() < limit) sleepMilliseconds(100);
         const Idleness each = idleness(seconds, count_);
         Row("idle", name("idle objects"), "component")
             .number("core_percent", each.corePercent)
             .number("wake_ups", each.wakeUps)
-            .number("threads", threads_)
+            .number("threads", threadsOfEach())
             .number("kilobytes", kilobytes_)
             .print();
     }
@@ -169,6 +170,7 @@ public:
 
 private:
     static std::size_t at(int index) { return static_cast<std::size_t>(index); }
+    double threadsOfEach() const { return (threads() - threadsBefore_) / count_; }
     std::string name(const std::string& what) const { return std::to_string(count_) + " " + what; }
     void report(const std::string& what, const std::string& who, const std::vector<double>& efficiency,
                 double cores) const {
@@ -183,8 +185,8 @@ private:
     const int count_;
     const HandsetFarm& farm_;
     std::vector<std::unique_ptr<CVeCmdManager>> managers_;
+    const double threadsBefore_ = threads();
     double kilobytes_ = 0;
-    double threads_ = 0;
 };
 
 // Threads that poll, as a reader does that cannot wait for its line: a wait of 5 ms, and a look at the line.
@@ -246,7 +248,7 @@ void runManyObjects(const std::string& folder, bool quick) {
         const double writeBytes = bytesOf(farm, write);
         idleLimit(farm, count, seconds);
         Objects objects(folder, count, farm);
-        objects.idle(quick ? seconds : 10);  // an idle object wakes up so seldom
+        objects.idle(quick ? seconds : kIdleSeconds, quick ? 0 : kLongestSearch);
         objects.synchronous();
         objects.busy("E2P reads", readBytes, rounds,
                      [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == largeObject(); });
