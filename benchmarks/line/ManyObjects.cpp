@@ -1,11 +1,11 @@
 // Many objects in one process: idle in the background mode, and all busy at 115200 baud. The handsets are served by
 // another process; processor time, threads and memory are this one's.
 #include <sys/resource.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <barrier>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -161,8 +161,12 @@ public:
         report(what, "bare loops", efficiency, (processorSeconds() - processor) / (nowSeconds() - start));
     }
 
+    // With a first exchange, which waits until a new search for a viewer has begun.
     void synchronous() {
-        together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->SwitchOperateMode(kSynchronous, 0)); });
+        together(count_, [&](int i) {
+            static_cast<void>(managers_[at(i)]->SwitchOperateMode(kSynchronous, 0));
+            if (!managers_[at(i)]->SpecificInfo(0, 0, "").text) throw std::runtime_error("no answer");
+        });
     }
     void close() {
         together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->ProprietaryCloseComPort(0)); });

@@ -156,15 +156,15 @@ void exchanges(int firstPort, int samples, const std::string& name) {
     BarePort atOnce(firstPort + 2, BarePort::Manner::AtOnce);
     BarePort byteByByte(firstPort + 3, BarePort::Manner::ByteByByte);
     struct Party {
-        const char* who;
+        const char* who = "";
         std::function<bool()> exchange;
-        std::vector<double> milliseconds;
+        std::vector<double> milliseconds = {};
     };
     Party parties[] = {
-        {"component", [&] { return exchange(plain); }, {}},
-        {"component, port on USB", [&] { return exchange(onUsb); }, {}},
-        {"bare Win32 loop", [&] { return atOnce.exchange("AT%V\r"); }, {}},
-        {"bare Win32 loop, byte by byte", [&] { return byteByByte.exchange("AT%V\r"); }, {}},
+        {"component", [&] { return exchange(plain); }},
+        {"component, port on USB", [&] { return exchange(onUsb); }},
+        {"bare Win32 loop", [&] { return atOnce.exchange("AT%V\r"); }},
+        {"bare Win32 loop, byte by byte", [&] { return byteByByte.exchange("AT%V\r"); }},
     };
     for (int i = 0; i <= samples; ++i) {  // in turn, so that a noisy machine disturbs all alike
         for (Party& party : parties) {
