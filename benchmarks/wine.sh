@@ -13,21 +13,23 @@ finish() {
 }
 trap finish EXIT
 
+# offer FIRST_PORT OPTION...: four ports, of which the second one is on USB.
 offer() {
-    local number=$1
+    local first=$1 number
     shift
-    start_handset build/linux "$prefix/handset$number" --echo off "$@"
-    handsets+=("$handset_pid")
-    wine_link_port "$number" "$prefix/handset$number"
-    wine_list_port "$number"
+    for number in "$first" $((first + 1)) $((first + 2)) $((first + 3)); do
+        start_handset build/linux "$prefix/handset$number" --echo off "$@"
+        handsets+=("$handset_pid")
+        wine_link_port "$number" "$prefix/handset$number"
+    done
+    wine_list_port "$first"
+    wine_list_port $((first + 1)) "USB Serial Port (COM$((first + 1)))"
 }
 
 mkdir -p build/bench
 wine_start "$prefix"
 offer 7 --baud-rate 0
-offer 8 --baud-rate 0
-offer 9
-offer 10
+offer 11
 wine_register build/windows-x64/MovaCmdSvr.dll
-timeout 240 wine build/windows-x64/bench-client.exe 7 8 "$1" "line rate 0" 2>/dev/null | tr -d '\r'
-timeout 240 wine build/windows-x64/bench-client.exe 9 10 "$1" "115200 baud" 2>/dev/null | tr -d '\r'
+timeout 240 wine build/windows-x64/bench-client.exe 7 "$1" "line rate 0" 2>/dev/null | tr -d '\r'
+timeout 240 wine build/windows-x64/bench-client.exe 11 "$1" "115200 baud" 2>/dev/null | tr -d '\r'

@@ -1,5 +1,5 @@
 # To be sourced. install_packages GROUP...: installs what is missing of the groups below from Debian's packages, and says
-# before how much that is.
+# before how much that is. "one|other": either will do, and one is installed where neither is.
 source "${BASH_SOURCE[0]%/*}/progress.sh"
 
 declare -A package_groups=(
@@ -11,14 +11,14 @@ declare -A package_groups=(
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
     [package]="nsis zip python3"
-    [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
+    [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost-dev|libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 
 install_packages() {
     local group package missing=()
     for group in "$@"; do
         for package in ${package_groups[$group]}; do
-            [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+            grep -qx installed <(dpkg-query -W -f='${db:Status-Status}\n' ${package//|/ } 2>/dev/null) || missing+=("${package%%|*}")
         done
     done
     [ ${#missing[@]} -eq 0 ] && return

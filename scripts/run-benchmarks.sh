@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 out=build/bench
 history=$out/history.json
-quick= least=0.03 repeat=6 samples=200
+quick= least=0.03 repeat=6 samples=600
 if [ "${1:-}" = --quick ]; then
     out=build/bench/quick history=$out/history.json
     quick=--quick least=0.001 repeat=1 samples=2
@@ -24,6 +24,8 @@ echo "--- exchanges"
 $raised $programs/bench-line $quick exchanges >"$out/exchanges.jsonl"
 echo "--- many objects"
 $raised $programs/bench-line $quick objects >"$out/objects.jsonl"
+echo "--- a line that trickles"
+$raised $programs/bench-line $quick trickle >"$out/trickle.jsonl"
 echo "--- lifetimes"
 $raised $programs/bench-line $quick lifetimes >"$out/lifetimes.jsonl"
 echo "--- under Wine"

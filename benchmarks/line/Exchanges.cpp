@@ -1,6 +1,8 @@
 // Exchanges with a simulated handset on a pseudo-terminal: the component, a bare loop on the same kind of line (the
-// limit), a bare loop with the pacing and polling that the handset needs, and a Python program with python3-serial.
+// limit), one that writes byte by byte as the handset needs it, and a Python program with python3-serial. At line rate
+// 0 also the component on a port that is listed as one on USB, to which a request goes in one write.
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -21,6 +23,7 @@ namespace {
 constexpr std::int32_t kComponentPort = 1;
 constexpr int kBarePort = 2;
 constexpr int kPythonPort = 3;
+constexpr std::int32_t kUsbPort = 4;
 constexpr std::uint32_t kAnswersEndWithOk = 3;
 constexpr std::size_t kTextSegment = 240;
 constexpr int kBitsPerByte = 10;  // with start and stop bit
@@ -82,20 +85,33 @@ int samplesFor(const Exchange& exchange, unsigned baudRate, double lineSeconds, 
     return std::max(3, static_cast<int>(exchange.seconds / lineSeconds));
 }
 
+// Lists the terminal in a device tree as a port of a USB adapter.
+void listOnUsb(const std::filesystem::path& sysDir, const std::filesystem::path& link) {
+    namespace fs = std::filesystem;
+    const fs::path adapter = sysDir / "devices/usb/adapter";
+    const fs::path driver = sysDir / "bus/usb/drivers/ftdi_sio";
+    const fs::path terminal = sysDir / "class/tty" / fs::canonical(link).filename();
+    for (const fs::path& path : {adapter, driver, terminal}) fs::create_directories(path);
+    std::ofstream(adapter / "product") << "USB Serial\n";
+    fs::create_symlink(driver, adapter / "driver");
+    fs::create_symlink(adapter, terminal / "device");
+}
+
 class Comparison {
 public:
     Comparison(const std::string& folder, unsigned baudRate, bool quick)
         : folder_(folder),
           baudRate_(baudRate),
           quick_(quick),
-          farm_(folder, 3, baudRate, 0),
+          farm_(folder, baudRate == 0 ? kUsbPort : kPythonPort, baudRate, 0),
           bare_(farm_.link(kBarePort)),
-          posix_({folder, "/sys", folder}),
-          manager_(posix_.platform()) {
-        manager_.put_CommPortId(kComponentPort);
-        for (const std::int32_t timeout : {1, 3, 4, 5}) manager_.AssignTimeoutConstant(timeout, 60'000);
-        if (manager_.InitCmdManager(0) != Code::Success) throw std::runtime_error("the port did not open");
-        static_cast<void>(manager_.SwitchOperateMode(kAnswersEndWithOk, 0));
+          posix_({folder, folder + "/sys", folder}),
+          manager_(posix_.platform()),
+          onUsb_(posix_.platform()) {
+        open(manager_, kComponentPort);
+        if (baudRate_ != 0) return;
+        listOnUsb(folder + "/sys", farm_.link(kUsbPort));
+        open(onUsb_, kUsbPort);
     }
 
     void run(const Exchange& exchange) {
@@ -104,19 +120,28 @@ public:
         const double bytes = static_cast<double>(once.sent + once.received);
         const double lineSeconds = baudRate_ == 0 ? 0 : bytes * kBitsPerByte / baudRate_;
         const int samples = samplesFor(exchange, baudRate_, lineSeconds, quick_);
-        std::vector<double> component, bare, paced;
+        std::vector<double> component, onUsb, bare, byteByByte;
         for (int i = 0; i < samples; ++i) {  // in turn, so that a noisy machine disturbs all alike
             bare.push_back(timed([&] { return bare_.run(exchange.script, Manner::AtOnce).complete; }));
             component.push_back(timed([&] { return exchange.perform(manager_); }));
-            paced.push_back(timed([&] { return bare_.run(exchange.script, Manner::Paced).complete; }));
+            if (baudRate_ == 0) onUsb.push_back(timed([&] { return exchange.perform(onUsb_); }));
+            byteByByte.push_back(timed([&] { return bare_.run(exchange.script, Manner::ByteByByte).complete; }));
         }
         report(exchange, "component", component, lineSeconds);
+        if (!onUsb.empty()) report(exchange, "component, port on USB", onUsb, lineSeconds);
         report(exchange, "bare loop", bare, lineSeconds);
-        report(exchange, "bare loop, paced", paced, lineSeconds);
+        report(exchange, "bare loop, byte by byte", byteByByte, lineSeconds);
         python(exchange, samples, lineSeconds);
     }
 
 private:
+    static void open(CVeCmdManager& manager, std::int32_t port) {
+        manager.put_CommPortId(port);
+        for (const std::int32_t timeout : {1, 3, 4, 5}) manager.AssignTimeoutConstant(timeout, 60'000);
+        if (manager.InitCmdManager(0) != Code::Success) throw std::runtime_error("the port did not open");
+        static_cast<void>(manager.SwitchOperateMode(kAnswersEndWithOk, 0));
+    }
+
     double timed(const std::function<bool()>& work) {
         const double start = nowSeconds();
         if (!work()) throw std::runtime_error("an exchange failed");
@@ -162,6 +187,7 @@ private:
     BareLine bare_;
     PosixPlatform posix_;
     CVeCmdManager manager_;
+    CVeCmdManager onUsb_;
 };
 
 }  // namespace

@@ -12,6 +12,7 @@ inline const std::string& largeObject() {
 
 void runExchanges(const std::string& folder, bool quick);
 void runManyObjects(const std::string& folder, bool quick);
+void runTrickle(const std::string& folder, bool quick);
 void runLifetimes(const std::string& folder, bool quick);
 
 }  // namespace mova::bench

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <barrier>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -28,16 +29,38 @@ namespace {
 constexpr unsigned kBaudRate = 115200;
 constexpr double kByteSeconds = 10.0 / kBaudRate;
 constexpr std::uint64_t kServedEvery = 500;  // microseconds, of many lines
+constexpr double kLongestSearch = 25;        // seconds; for 20 an object that was opened searches for a viewer
+constexpr double kIdleSeconds = 10;          // an idle object wakes up seldom
 constexpr std::uint32_t kBackground = 5;     // operating mode: a reader thread, answers end with OK
 constexpr std::uint32_t kSynchronous = 3;
 
 double processorSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    timespec used{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
+}
+
+// How often the threads but this one have gone to sleep; as often they have woken up.
+double sleepsOfOthers() {
+    rusage all{}, own{};
+    getrusage(RUSAGE_SELF, &all);
+    getrusage(RUSAGE_THREAD, &own);
+    return static_cast<double>(all.ru_nvcsw - own.ru_nvcsw);
+}
+
+struct Idleness {
+    double corePercent;
+    double wakeUps;  // a second
+};
+
+// Of each of so many, while this thread waits.
+Idleness idleness(double seconds, int count) {
+    const double start = nowSeconds();
+    const double processor = processorSeconds();
+    const double sleeps = sleepsOfOthers();
+    sleepMilliseconds(static_cast<std::uint32_t>(seconds * 1000));
+    const double all = (nowSeconds() - start) * count;
+    return {(processorSeconds() - processor) / all * 100, (sleepsOfOthers() - sleeps) / all};
 }
 
 double residentKilobytes() {
@@ -78,7 +101,6 @@ public:
     Objects(const std::string& folder, int count, const HandsetFarm& farm)
         : posix_({folder, "/sys", folder}), count_(count), farm_(farm) {
         const double before = residentKilobytes();
-        const double threadsBefore = threads();
         for (int i = 0; i < count; ++i) {
             managers_.push_back(std::make_unique<CVeCmdManager>(posix_.platform()));
             managers_.back()->put_CommPortId(i + 1);
@@ -89,21 +111,21 @@ public:
             static_cast<void>(managers_[at(i)]->SwitchOperateMode(kBackground, 0));
         });
         kilobytes_ = (residentKilobytes() - before) / count;
-        threads_ = (threads() - threadsBefore) / count;
     }
     // NOLINTNEXTLINE(bugprone-exception-escape): without threads there is nothing left to measure
     ~Objects() {
         together(count_, [&](int i) { managers_[at(i)].reset(); });  // each close pauses for half a second
     }
 
-    void idle(double seconds) {
-        const double start = nowSeconds();
-        const double processor = processorSeconds();
-        sleepMilliseconds(static_cast<std::uint32_t>(seconds * 1000));
-        const double share = (processorSeconds() - processor) / (nowSeconds() - start) / count_;
+    // Of objects that have nothing but their reader thread any more.
+    void idle(double seconds, double patience) {
+        const double limit = nowSeconds() + patience;
+        while (threadsOfEach() > 1 && nowSeconds() < limit) sleepMilliseconds(100);
+        const Idleness each = idleness(seconds, count_);
         Row("idle", name("idle objects"), "component")
-            .number("core_percent", share * 100)
-            .number("threads", threads_)
+            .number("core_percent", each.corePercent)
+            .number("wake_ups", each.wakeUps)
+            .number("threads", threadsOfEach())
             .number("kilobytes", kilobytes_)
             .print();
     }
@@ -136,11 +158,15 @@ public:
             }
             efficiency[at(i)] = rounds * bytesOnLine * kByteSeconds / (nowSeconds() - begin);
         });
-        report(what, "bare loop, paced", efficiency, (processorSeconds() - processor) / (nowSeconds() - start));
+        report(what, "bare loops", efficiency, (processorSeconds() - processor) / (nowSeconds() - start));
     }
 
+    // With a first exchange, which waits until a new search for a viewer has begun.
     void synchronous() {
-        together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->SwitchOperateMode(kSynchronous, 0)); });
+        together(count_, [&](int i) {
+            static_cast<void>(managers_[at(i)]->SwitchOperateMode(kSynchronous, 0));
+            if (!managers_[at(i)]->SpecificInfo(0, 0, "").text) throw std::runtime_error("no answer");
+        });
     }
     void close() {
         together(count_, [&](int i) { static_cast<void>(managers_[at(i)]->ProprietaryCloseComPort(0)); });
@@ -148,6 +174,7 @@ public:
 
 private:
     static std::size_t at(int index) { return static_cast<std::size_t>(index); }
+    double threadsOfEach() const { return (threads() - threadsBefore_) / count_; }
     std::string name(const std::string& what) const { return std::to_string(count_) + " " + what; }
     void report(const std::string& what, const std::string& who, const std::vector<double>& efficiency,
                 double cores) const {
@@ -162,11 +189,11 @@ private:
     const int count_;
     const HandsetFarm& farm_;
     std::vector<std::unique_ptr<CVeCmdManager>> managers_;
+    const double threadsBefore_ = threads();
     double kilobytes_ = 0;
-    double threads_ = 0;
 };
 
-// Threads that do no more than the polling of a reader thread: a wait of 5 ms, and a look at the line.
+// Threads that poll, as a reader does that cannot wait for its line: a wait of 5 ms, and a look at the line.
 void idleLimit(const HandsetFarm& farm, int count, double seconds) {
     std::atomic<bool> ending{false};
     std::vector<std::thread> running;
@@ -181,13 +208,13 @@ void idleLimit(const HandsetFarm& farm, int count, double seconds) {
             }
         });
     }
-    const double start = nowSeconds();
-    const double processor = processorSeconds();
-    sleepMilliseconds(static_cast<std::uint32_t>(seconds * 1000));
-    const double share = (processorSeconds() - processor) / (nowSeconds() - start) / count;
+    const Idleness each = idleness(seconds, count);
     ending = true;
     for (std::thread& thread : running) thread.join();
-    Row("idle", std::to_string(count) + " idle objects", "bare polling").number("core_percent", share * 100).print();
+    Row("idle", std::to_string(count) + " idle objects", "bare polling")
+        .number("core_percent", each.corePercent)
+        .number("wake_ups", each.wakeUps)
+        .print();
 }
 
 Script scriptOf(const std::string& message) {
@@ -225,7 +252,7 @@ void runManyObjects(const std::string& folder, bool quick) {
         const double writeBytes = bytesOf(farm, write);
         idleLimit(farm, count, seconds);
         Objects objects(folder, count, farm);
-        objects.idle(seconds);
+        objects.idle(quick ? seconds : kIdleSeconds, quick ? 0 : kLongestSearch);
         objects.synchronous();
         objects.busy("E2P reads", readBytes, rounds,
                      [](CVeCmdManager& manager) { return manager.ReadE2PObject(0x2000, 2).text == largeObject(); });

@@ -1,4 +1,4 @@
-// bench-line [--quick] exchanges|objects|lifetimes: measurements on pseudo-terminals, as JSON lines.
+// bench-line [--quick] exchanges|objects|trickle|lifetimes: measurements on pseudo-terminals, as JSON lines.
 #include <sys/resource.h>
 
 #include <array>
@@ -18,7 +18,7 @@ int main(int argc, char** argv) {
         void (*run)(const std::string& folder, bool quick);
     };
     constexpr std::array kSuites{Suite{"exchanges", runExchanges}, Suite{"objects", runManyObjects},
-                                 Suite{"lifetimes", runLifetimes}};
+                                 Suite{"trickle", runTrickle}, Suite{"lifetimes", runLifetimes}};
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     const bool quick = !arguments.empty() && arguments.front() == "--quick";
     for (const Suite& suite : kSuites) {
@@ -39,6 +39,6 @@ int main(int argc, char** argv) {
         std::filesystem::remove_all(folder);
         return status;
     }
-    std::fprintf(stderr, "bench-line [--quick] exchanges|objects|lifetimes\n");
+    std::fprintf(stderr, "bench-line [--quick] exchanges|objects|trickle|lifetimes\n");
     return 2;
 }

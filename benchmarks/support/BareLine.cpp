@@ -6,7 +6,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <ctime>
 #include <stdexcept>
 
@@ -15,7 +15,6 @@ namespace mova::bench {
 namespace {
 constexpr double kPatience = 30;  // seconds
 constexpr std::string_view kEnd = "OK\r\n";
-constexpr std::size_t kPass = 2048;  // what is read at a time
 }  // namespace
 
 double nowSeconds() {
@@ -46,6 +45,16 @@ std::uint32_t BareLine::waiting() const {
     return static_cast<std::uint32_t>(count);
 }
 
+void BareLine::await(std::uint32_t milliseconds) const {
+    pollfd polled{descriptor_, POLLIN, 0};
+    poll(&polled, 1, static_cast<int>(milliseconds));
+}
+
+std::string_view BareLine::take() {
+    const ssize_t got = read(descriptor_, buffer_.data(), buffer_.size());
+    return {buffer_.data(), got > 0 ? static_cast<std::size_t>(got) : 0};
+}
+
 BareLine::Counts BareLine::run(const Script& script, Manner manner) {
     Counts counts;
     for (const std::string& request : script) counts.complete = step(request, manner, counts) && counts.complete;
@@ -63,16 +72,11 @@ bool BareLine::step(const std::string& request, Manner manner, Counts& counts) {
     answer_.clear();
     const double limit = nowSeconds() + kPatience;
     while (!answer_.ends_with(kEnd)) {
-        if (manner == Manner::AtOnce) {
-            pollfd polled{descriptor_, POLLIN, 0};
-            poll(&polled, 1, 1000);
-        }
-        std::array<char, kPass> buffer{};
-        const ssize_t got =
-            manner == Manner::Paced && waiting() == 0 ? 0 : read(descriptor_, buffer.data(), buffer.size());
-        if (got > 0) {
-            answer_.append(buffer.data(), static_cast<std::size_t>(got));
-            counts.received += static_cast<std::uint64_t>(got);
+        if (manner != Manner::Paced) await(1000);
+        if (manner != Manner::Paced || waiting() > 0) {
+            const std::string_view got = take();
+            answer_.append(got);
+            counts.received += got.size();
         }
         if (answer_.ends_with(kEnd)) break;
         if (nowSeconds() > limit) return false;

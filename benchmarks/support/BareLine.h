@@ -1,5 +1,7 @@
 // What the component is measured against: a terminal, written to and read with nothing in between.
 #pragma once
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -11,9 +13,9 @@ namespace mova::bench {
 using Script = std::vector<std::string>;
 
 enum class Manner {
-    AtOnce,  // the limit: the request in one write, poll, read
-    Paced,   // as the handset needs it and hosts rely on it: byte by byte; then a look, at most 2048 bytes, a pause of
-             // 1 ms
+    AtOnce,      // the limit: the request in one write, poll, read
+    ByteByByte,  // the limit where the port does not sit on USB: each byte in a write of its own, poll, read
+    Paced,       // as many lines at a time allow it: byte by byte; then a look, at most 2048 bytes, a pause of 1 ms
 };
 
 class BareLine {
@@ -30,13 +32,18 @@ public:
         bool complete = true;  // every answer came within its time
     };
     Counts run(const Script& script, Manner manner);
-    std::uint32_t waiting() const;
+    std::uint32_t waiting() const;                 // bytes
+    void await(std::uint32_t milliseconds) const;  // until bytes are there, at most so long
+    std::string_view take();                       // at most 2048 bytes that are there
 
 private:
     bool step(const std::string& request, Manner manner, Counts& counts);
 
+    static constexpr std::size_t kPass = 2048;
+
     int descriptor_;
     std::string answer_;
+    std::array<char, kPass> buffer_{};
 };
 
 double nowSeconds();
