@@ -59,8 +59,7 @@ void Core::tellListener(void (ConfirmationEvents::*what)()) noexcept {
 
 namespace {
 
-// Milliseconds; then a pass is made all the same: a port may have bytes, or be gone, without its driver telling. The
-// rhythm has a pass at this time whether it awaits a terminator or not.
+// Milliseconds; then the port is asked all the same: it may have bytes, or be gone, without its driver telling.
 constexpr std::uint32_t kLongestRest = 995;
 
 // The passes that were left out would have come after 5 ms each, and the pause of a pass that finds no terminator.
@@ -77,20 +76,23 @@ std::uint32_t Core::readerRest(const std::shared_ptr<Core>& core, Event& call) n
     Platform& platform = core->platform;
     const std::uint32_t since = platform.clock.tickCount();
     std::uint32_t pauseOfPass = 0;
-    PortHandle port = kInvalidPort;
-    {
-        const PortLock lock(core);
-        call.reset();  // before the look: what comes after it calls again
-        if (core->reader.isToStop() || !core->nothingToDo()) return ReaderThread::kPollPause;
-        if (!core->session.answerTerminator.empty()) {
-            pauseOfPass = ReceiveEngine::pauseFor(core->port.deviceType());
+    for (bool hasRested = false;; hasRested = true) {
+        PortHandle port = kInvalidPort;
+        {
+            const PortLock lock(core);
+            call.reset();  // before the look: what comes after it calls again
+            if (!core->session.answerTerminator.empty()) {
+                pauseOfPass = ReceiveEngine::pauseFor(core->port.deviceType());
+            }
+            if (core->reader.isToStop() || !core->nothingToDo()) break;
+            if (hasRested && core->interrupted == 0 && core->port.waitingBytes() > 0) break;
+            port = core->port.listenedPort();
+            core->readerRestsFor = port;
         }
-        port = core->port.listenedPort();
-        core->readerRestsFor = port;
+        const WaitResult seen =
+            port != kInvalidPort ? platform.serial.awaitInput(port, &call, kLongestRest) : call.wait(kLongestRest);
+        if (seen != WaitResult::TimedOut) break;
     }
-    const WaitResult seen =
-        port != kInvalidPort ? platform.serial.awaitInput(port, &call, kLongestRest) : call.wait(kLongestRest);
-    if (seen == WaitResult::TimedOut) return 0;
     return untilNextPass(platform.clock.tickCount() - since, pauseOfPass);
 }
 

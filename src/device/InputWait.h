@@ -10,9 +10,9 @@ namespace mova {
 
 class InputWait {
 public:
-    // A line that trickles is not looked at for every byte. At 115200 baud that would be every 87 us, for 10 us of
-    // processor time each, and 64 objects would ask for more than there is. So many looks are made for little, which
-    // is as many as the bytes of a short answer; from then on pauses last their time, until the line has been quiet.
+    // A line that trickles is not looked at for every byte. At 115200 baud that would be every 87 us, for 5 to 9 us of
+    // processor time each (`bench-line trickle`), and 64 objects would ask for four cores. So many looks are made for
+    // little, as many as a short answer has bytes; from then on pauses last their time, until the line has been quiet.
     static constexpr unsigned kPromptLooks = 64;
     // Where the port's driver cannot wait for bytes, so many looks follow each other without a pause: for about as long
     // as one pause lasts. They find the answer of a handset that answers at once.

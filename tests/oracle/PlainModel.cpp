@@ -42,7 +42,9 @@ void PlainModel::otherThreads() {
             leave();
             continue;
         }
-        if (hold_.happenings.empty()) {  // a look whether there is anything to do, which asks nothing of the port
+        if (!comes(Act::Poll)) {  // a look whether there is anything to do, in a long rest also at the port
+            std::uint32_t count = 0;
+            if (comes(Act::Count)) clearErrors(&count);
             leave();
             continue;
         }
