@@ -148,6 +148,8 @@ Code CVeCmdManager::SwitchOperateMode(std::uint32_t mode, std::uint32_t) {
     core->reader.requestStop();
     awaitReader(*core);
     const PortLock lock(core);
+    // A listener has kept it, or has called this: it ends as soon as the listener is through, without the event.
+    if (core->reader.isRecorded()) core->port.stopEvent().reset();
     core->answers.dropRecords(Answers::Purge::No);
     core->answers.discardInput();
     return Code::Success;

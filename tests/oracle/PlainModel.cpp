@@ -227,7 +227,7 @@ std::string PlainModel::switchMode(std::uint32_t option) {
     constexpr std::uint64_t kLongestWait = 2000000;
     const bool ended = hold_.since < askedToEnd + kLongestWait;  // the one that ends takes the stop event down
     if (reader_ != Reader::None) {
-        stop_ = ended && reader_ != Reader::Unknown ? Stop::Down : Stop::Unknown;
+        stop_ = reader_ != Reader::Unknown ? Stop::Down : Stop::Unknown;
         reader_ = ended ? Reader::None : Reader::Ending;
     }
     clearQueue(false);

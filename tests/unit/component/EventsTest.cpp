@@ -348,6 +348,42 @@ TEST_F(EventsTest, ListenerThatSwitchesToTheSynchronousModeEndsTheReader) {
     EXPECT_THAT(listener->texts(), ElementsAre("0101", "0101", "0101"));
 }
 
+TEST_F(EventsTest, ListenerThatSwitchesToTheSynchronousModeMayMakeARequestAtOnce) {
+    Code code = Code::NoAnswer;
+    TextResult result;
+    listener->onEvent = [&](const std::string&) {
+        code = manager->SwitchOperateMode(3, 0);
+        comm.expect("AT*MOVA=0C0080010106008000341202002E\r")
+            .reply("*MOVA=ACK\r\n*MOVA=0E008000010800800034120200AABB32\r\nOK\r\n", 30ms);
+        result = manager->ReadE2PObject(0x1234, 2);
+    };
+    confirm(1);
+    platform.advance(100);
+    EXPECT_EQ(code, 0u);
+    EXPECT_EQ(result.code, 0u);
+    EXPECT_EQ(result.text, "AABB");
+    platform.advance(20);
+    EXPECT_EQ(readers(), 0u);
+}
+
+// The caller does not wait for it longer than 2 s, and then goes on without it.
+TEST_F(EventsTest, ListenerThatKeepsTheReaderSpoilsNoRequestAfterASwitchToTheSynchronousMode) {
+    listener->onEvent = [&](const std::string&) { platform.platform().clock.sleep(5000); };
+    confirm(1);
+    platform.advance(10);
+    EXPECT_EQ(manager->SwitchOperateMode(3, 0), 0u);
+    for (int i = 0; i < 2; ++i) {
+        comm.expect("AT*MOVA=0C0080010106008000341202002E\r")
+            .reply("*MOVA=ACK\r\n*MOVA=0E008000010800800034120200AABB32\r\nOK\r\n", 30ms);
+        const TextResult result = manager->ReadE2PObject(0x1234, 2);
+        EXPECT_EQ(result.code, 0u);
+        EXPECT_EQ(result.text, "AABB");
+    }
+    EXPECT_EQ(readers(), 1u);
+    platform.advance(5000);
+    EXPECT_EQ(readers(), 0u);
+}
+
 TEST_F(EventsTest, ListenerThatSwitchesToAnotherBackgroundModeKeepsTheOneReader) {
     for (const std::uint32_t mode : {1u, 2u, 5u}) {
         manager->SwitchOperateMode(1, 0);
