@@ -183,6 +183,73 @@ class DumpTest(BenchTest):
             return False
 
 
+class DamagedTextTest(BenchTest):
+    """A character that is no digit counts as a 0 in the frame's checksum, so that one in the place of a 0 passes it."""
+
+    OBJECTS = "4097 1 00112233\n4099 1 A0BBCCDD\n"
+    # Data and checksum of the answer that tells object 4099.
+    GOOD = "A0BBCCDD03"
+    FLIPPED, CUT_BY_A_COMMENT, SHORT, HALF = "ApBBCCDD03", "A#BBCCDD03", "A0BBCCDE", "A0BBCCDD3"
+    DAMAGED = (FLIPPED, CUT_BY_A_COMMENT, SHORT, HALF)
+
+    def start_with_answers(self, *ends):
+        """The reads of object 4099 are answered with these in turn, round and round."""
+        request = "AT*MOVA=0C00800101060080000310010018"
+        answer = request + "\\r\\n*MOVA=ACK\\r\\n*MOVA=10008000010A00800003100100%s\\r\\nOK\\r\\n"
+        conversation = "".join("0 <- %s\n0 -> %s\n" % (request, answer % end) for end in ends)
+        self.start_handset("--store", self.write("store", self.OBJECTS), "--replay", self.write("conversation", conversation))
+
+    def dump(self, *more):
+        return self.ask("e2p", "dump", "out.e2p", "--objects", "4097-4099", "--records", "1", *more)
+
+    def test_is_read_again(self):
+        for damaged in self.DAMAGED:
+            self.start_with_answers(damaged, self.GOOD)
+            self.assertEnds(self.dump("--force"), 0)
+            self.assertEqual(objects(self.read("out.e2p")), ["4097 1 00112233", "4099 1 A0BBCCDD"], damaged)
+
+    def test_that_stays_so_leaves_the_dump_unfinished(self):
+        for damaged in self.DAMAGED:
+            self.start_with_answers(damaged)
+            result = self.dump("--restart")
+            self.assertEnds(result, 6, "")
+            self.assertIn("mova: object 0x1003 record 1 was not read\n  0x4207 WrongDataLength: "
+                          "the data has another length than was sent or announced\n", result.err)
+            self.assertNotIn("complete", self.read("out.e2p.part"))
+            self.assertEqual(objects(self.read("out.e2p.part")), ["4097 1 00112233"])
+
+    def test_is_no_difference(self):
+        file = self.write("file", self.OBJECTS)
+        self.start_with_answers(self.FLIPPED, self.GOOD)
+        self.assertEnds(self.ask("e2p", "diff", file), 0, "2 objects, no difference\n")
+        self.start_with_answers(self.FLIPPED)
+        result = self.ask("e2p", "diff", file)
+        self.assertEnds(result, 6, "")
+        self.assertIn("object 0x1003 record 1 was not read", result.err)
+
+    def test_is_nothing_to_restore_over(self):
+        file = self.write("file", self.OBJECTS)
+        self.start_with_answers(self.FLIPPED, self.GOOD)
+        self.assertEnds(self.ask("e2p", "restore", file), 0, "0 objects written and read back, 2 were right already\n")
+        self.start_with_answers(self.FLIPPED)
+        result = self.ask("e2p", "restore", file)
+        self.assertEnds(result, 6, "")
+        self.assertIn("object 0x1003 record 1 was not read", result.err)
+
+    def test_is_not_what_was_written(self):
+        self.start_with_answers(self.FLIPPED, self.GOOD)
+        self.assertEnds(self.ask("e2p", "write", "4099", "1", "A0BBCCDD"), 0, "4 bytes written and read back\n")
+        self.start_with_answers(self.FLIPPED)
+        result = self.ask("e2p", "write", "4099", "1", "A0BBCCDD")
+        self.assertEnds(result, 6, "")
+        self.assertIn("object 0x1003 record 1 was written, and could not be read back", result.err)
+
+    def test_is_not_written_back_with_a_part_in_it(self):
+        self.start_with_answers(self.FLIPPED)
+        self.assertEnds(self.ask("e2p", "write", "4099", "1", "EE", "--offset", "3"), 6, "")
+        self.assertNotIn("008100031001", self.read("handset.log"))  # no write of the object
+
+
 class DiffTest(BenchTest):
     def setUp(self):
         super().setUp()
