@@ -1,8 +1,11 @@
 """E2P objects one by one, and whole stores: dumped, compared and restored, also after an interruption."""
+import os
 import signal
+import stat
+import subprocess
 import time
 
-from bench import BenchTest, main, wait_until
+from bench import HANDSET, BenchTest, main, wait_until
 
 # A small store; the handset's own IMEI.
 STORE = "4097 1 00112233\n4099 1 AABBCCDD\n4099 3 0102\n4100 2 FFFF\n8192 1 " + "5A" * 300 + "\n"
@@ -127,6 +130,49 @@ class DumpTest(BenchTest):
         self.assertIn("out.e2p is there already", result.err)
         self.assertEqual(self.read("out.e2p"), "mine\n")
         self.assertEnds(self.ask("e2p", "dump", "out.e2p", *RANGES, "--force"), 0)
+
+    def test_what_is_no_regular_file_is_not_replaced(self):
+        self.start_handset("--store", self.write("store", STORE))
+        os.symlink(self.write("mine", "mine\n"), self.path("link"))
+        os.mkfifo(self.path("pipe"))
+        os.mkdir(self.path("folder"))
+        for name in ("link", "pipe", "folder", "/dev/null"):
+            result = self.ask("e2p", "dump", name, *RANGES, "--force")
+            self.assertEnds(result, 7, "")
+            self.assertIn("%s is there already, and is no regular file" % name, result.err)
+        self.assertTrue(os.path.islink(self.path("link")))
+        self.assertTrue(stat.S_ISFIFO(os.stat(self.path("pipe")).st_mode))
+
+    def test_nor_is_an_unfinished_dump_that_is_none(self):
+        self.start_handset("--store", self.write("store", STORE))
+        os.symlink(self.write("mine", "mine\n"), self.path("link.part"))
+        os.mkfifo(self.path("pipe.part"))
+        os.mkdir(self.path("folder.part"))
+        for name in ("link", "pipe", "folder"):
+            result = self.ask("e2p", "dump", name, *RANGES, "--restart")
+            self.assertEnds(result, 7, "")
+            self.assertIn("%s.part is no regular file" % name, result.err)
+        self.assertEqual(self.read("mine"), "mine\n")
+
+    def test_a_second_dump_to_the_same_file_is_refused(self):
+        self.start_handset("--store", self.write("store", STORE))
+        first = self.start("--port", "7", "e2p", "dump", "out.e2p", "--objects", "0-65535", "--records", "1")
+        wait_until(lambda: self.exists(self.path("out.e2p.part")) and self.read("out.e2p.part"), "the first object")
+        other = os.path.join(self.folder, "COM8")
+        second = subprocess.Popen([HANDSET, "--link", other, "--ready-file", other + ".ready", "--baud-rate", "0"],
+                                  stdout=subprocess.DEVNULL)
+        try:
+            wait_until(lambda: os.path.exists(other + ".ready"), "the second handset")
+            result = self.mova("--port", "8", "e2p", "dump", "out.e2p", "--objects", "4096-4110", "--restart")
+            self.assertEnds(result, 7, "")
+            self.assertIn("mova: out.e2p.part is being written by another program\n", result.err)
+            self.assertIsNone(first.poll())  # the first one was under way all the time
+        finally:
+            second.terminate()
+            second.wait()
+            first.send_signal(signal.SIGINT)
+            self.assertEnds(self.finish(first), 5)
+        self.assertIn("# objects: 0-65535\n", self.read("out.e2p.part"))
 
     def test_ranges_that_are_none(self):
         result = self.ask("e2p", "dump", "out.e2p", "--objects", "7-3")
