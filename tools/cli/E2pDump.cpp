@@ -4,10 +4,10 @@
 #include <filesystem>
 
 #include "base/CodeTexts.h"
-#include "cli/ClaimedFile.h"
 #include "cli/CodeHints.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
+#include "cli/FileAccess.h"
 #include "cli/ParseNumber.h"
 #include "cli/Progress.h"
 #include "cli/SplitText.h"

@@ -5,6 +5,7 @@
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
+#include "cli/Terminal.h"
 
 namespace mova::cli {
 
@@ -52,6 +53,7 @@ void watch(Context& context, const MonitorOptions& options) {
             show(context, text);
             if (++seen == options.count) return tellCount();
         }
+        if (readerGone()) failFile("nobody reads the standard output any more");
         if (limit > 0 && clock.tickCount() - begin >= limit) break;
         clock.sleep(kPause);
     }

@@ -1,8 +1,11 @@
 #include "cli/Output.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 #include "base/Environment.h"
+#include "cli/Context.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -24,10 +27,12 @@ std::string painted(bool colours, Style style, std::string_view text) {
     return sequenceOf(style) + std::string(text) + "\033[0m";
 }
 
-void write(std::FILE* file, std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), file);
+bool write(std::FILE* file, std::string_view text) {
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), file);
     std::fputc('\n', file);
-    std::fflush(file);
+    const bool written = std::fflush(file) == 0 && std::ferror(file) == 0;
+    std::clearerr(file);
+    return written;
 }
 
 bool coloursFor(const std::string& mode, Stream stream) {
@@ -47,14 +52,23 @@ void Output::line(std::string_view text) {
     if (capturing_) {
         captured_.emplace_back(text);
     } else if (!json_) {
-        write(stdout, text);
+        writeResult(text);
     }
+}
+
+void Output::writeResult(std::string_view text) {
+    errno = 0;
+    if (write(stdout, text)) return;
+    lost_ = true;
+    const std::string reason = errno != 0 ? ": " + std::generic_category().message(errno) : std::string();
+    checkInterrupt();
+    failFile("the standard output cannot be written" + reason, "is the disk full, or has the reader left?");
 }
 
 void Output::object(const Json& object) {
     if (!json_ || capturing_) return;
     // Bytes that are no UTF-8 must not stop a report.
-    write(stdout, object.dump(-1, ' ', false, Json::error_handler_t::replace));
+    writeResult(object.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 void Output::remark(std::string_view text) {

@@ -19,8 +19,9 @@ public:
     // mode: auto, always, never. NO_COLOR, when set, holds against auto.
     void chooseColours(const std::string& mode);
 
-    void line(std::string_view text);     // a result; nothing in JSON mode
-    void object(const Json& object);      // a result; nothing for people
+    // Results throw Failure when they cannot be written.
+    void line(std::string_view text);     // nothing in JSON mode
+    void object(const Json& object);      // nothing for people
     void remark(std::string_view text);   // to the error output: what goes on, what to do; nothing in JSON mode
     void trouble(std::string_view text);  // to the error output
     std::string paint(Style style, std::string_view text) const;        // for the output
@@ -30,12 +31,16 @@ public:
     void startCapture();
     std::vector<std::string> endCapture();
     bool isCapturing() const { return capturing_; }
+    bool isLost() const { return lost_; }  // a result could not be written
 
 private:
+    void writeResult(std::string_view text);
+
     bool json_ = false;
     bool coloursOut_ = false;
     bool coloursError_ = false;
     bool capturing_ = false;
+    bool lost_ = false;
     std::vector<std::string> captured_;
 };
 

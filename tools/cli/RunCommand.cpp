@@ -51,6 +51,7 @@ private:
         std::string text;
         if (options_.path == "-") {
             text.assign(std::istreambuf_iterator<char>(std::cin), {});
+            checkInterrupt();
         } else {
             text = readTextFile(options_.path);
         }
@@ -93,6 +94,7 @@ private:
         Clock& clock = context_.session.clock();
         const std::uint32_t begin = clock.tickCount();
         try {
+            checkInterrupt();
             if (outcome.step.kind == ScriptStep::Kind::Sleep) pause(context_, outcome.step.milliseconds);
             if (outcome.step.kind == ScriptStep::Kind::Command) runCommand(outcome);
         } catch (const Failure& failure) {

@@ -52,6 +52,7 @@ public:
     // From a file or pipe: the commands, one a line.
     void runPiped() {
         for (std::string line; !ended_ && std::getline(std::cin, line);) runLine(line);
+        checkInterrupt();
     }
 
     void runInteractive() {
@@ -66,6 +67,7 @@ public:
             } else if (interrupted()) {  // Ctrl-C gives the line up, not the session
                 context_.out.remark("");
                 forgetInterrupt();
+                checkInterrupt();
             } else {
                 context_.out.remark("");
                 return;
@@ -95,6 +97,8 @@ private:
         forgetInterrupt();
         last_ = execute(context_, Scope::Session, *words);
         forgetInterrupt();
+        if (context_.out.isLost()) ended_ = true;
+        checkInterrupt();
     }
 
     Context& context_;

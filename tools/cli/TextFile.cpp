@@ -6,7 +6,8 @@
 #include <sstream>
 #include <system_error>
 
-#include "cli/Failure.h"
+#include "cli/Context.h"
+#include "cli/FileAccess.h"
 
 namespace mova::cli {
 
@@ -15,6 +16,7 @@ std::string readTextFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     if (!file || std::filesystem::is_directory(path)) {
+        checkInterrupt();
         failFile(path + " cannot be read: " + (errno != 0 ? std::generic_category().message(errno) : "it is a folder"));
     }
     text << file.rdbuf();
@@ -22,6 +24,7 @@ std::string readTextFile(const std::string& path) {
 }
 
 void writeTextFile(const std::string& path, const std::string& text) {
+    requireWritable(path, path);
     errno = 0;
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << text;

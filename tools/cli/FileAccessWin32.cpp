@@ -7,10 +7,16 @@
 #include <filesystem>
 #include <system_error>
 
-#include "cli/ClaimedFile.h"
 #include "cli/Failure.h"
+#include "cli/FileAccess.h"
 
 namespace mova::cli {
+
+void requireWritable(const std::string& path, const std::string& name) {
+    std::FILE* const file = std::fopen(path.c_str(), "ab");
+    if (file == nullptr) failFile(name + " cannot be written", "is the folder there, and may you write to it?");
+    std::fclose(file);
+}
 
 std::FILE* openClaimed(const std::string& path) {
     constexpr unsigned long kSharingViolation = 32;  // the system's ERROR_SHARING_VIOLATION

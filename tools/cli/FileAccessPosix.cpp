@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <system_error>
 
-#include "cli/ClaimedFile.h"
 #include "cli/Failure.h"
+#include "cli/FileAccess.h"
 
 namespace mova::cli {
 
@@ -26,7 +26,23 @@ Claim claim(int descriptor, const std::string& path) {
     return same ? Claim::Good : Claim::Gone;
 }
 
+[[noreturn]] void failWriting(const std::string& name) {
+    failFile(name + " cannot be written: " + std::generic_category().message(errno),
+             "is the folder there, and may you write to it?");
+}
+
 }  // namespace
+
+void requireWritable(const std::string& path, const std::string& name) {
+    constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode);
+    if (descriptor >= 0) {
+        close(descriptor);
+        return;
+    }
+    if (errno == ENXIO) failFile(name + " is a pipe without a reader", "start the reader first");
+    failWriting(name);
+}
 
 std::FILE* openClaimed(const std::string& path) {
     for (;;) {
@@ -35,8 +51,7 @@ std::FILE* openClaimed(const std::string& path) {
             open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, S_IRUSR | S_IWUSR);
         if (descriptor < 0) {
             if (errno == ELOOP || errno == EISDIR || errno == ENXIO) failFile(path + " is no regular file");
-            failFile(path + " cannot be written: " + std::generic_category().message(errno),
-                     "is the folder there, and may you write to it?");
+            failWriting(path);
         }
         const Claim made = claim(descriptor, path);
         if (made == Claim::Good) return fdopen(descriptor, "r+b");
