@@ -215,7 +215,7 @@ private:
 
     void tell(const E2pKey& key, const std::vector<std::string>& texts) {
         ++different_;
-        context_.out.line(context_.out.paint(Style::Strong, keyText(key)));
+        context_.out.line(StyledText(Style::Strong, keyText(key)));
         for (const std::string& text : texts) context_.out.line("  " + text);
         Json entry = Json::object();
         entry["object"] = key.first;

@@ -74,7 +74,7 @@ void tell(Context& context, const Failure& failure) {
     Output& out = context.out;
     if (failure.message.empty()) return;                              // told already
     if (out.isJson() && !out.isCapturing() && !out.isLost()) return;  // the result says it
-    out.trouble(out.paintRemark(Style::Bad, "mova: ") + failure.message);
+    out.trouble(StyledText(Style::Bad, "mova: ") + failure.message);
     if (failure.code != Code::Success) {
         const CodeDescription text = describeCode(failure.code);
         out.trouble("  " + hexCode(failure.code) + " " + text.name + ": " + text.meaning);

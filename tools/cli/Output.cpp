@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "base/Environment.h"
+#include "base/Printable.h"
 #include "cli/Context.h"
 #include "cli/Terminal.h"
 
@@ -22,9 +23,13 @@ const char* sequenceOf(Style style) {
     return "";
 }
 
-std::string painted(bool colours, Style style, std::string_view text) {
-    if (!colours) return std::string(text);
-    return sequenceOf(style) + std::string(text) + "\033[0m";
+std::string rendered(const StyledText& text, bool colours) {
+    std::string line;
+    for (const StyledText::Part& part : text.parts()) {
+        const std::string shown = printable(part.text);
+        line += colours && part.style ? sequenceOf(*part.style) + shown + "\033[0m" : shown;
+    }
+    return line;
 }
 
 bool write(std::FILE* file, std::string_view text) {
@@ -48,11 +53,11 @@ void Output::chooseColours(const std::string& mode) {
     coloursError_ = coloursFor(mode, Stream::Error);
 }
 
-void Output::line(std::string_view text) {
+void Output::line(const StyledText& text) {
     if (capturing_) {
-        captured_.emplace_back(text);
+        captured_.push_back(rendered(text, false));
     } else if (!json_) {
-        writeResult(text);
+        writeResult(rendered(text, coloursOut_));
     }
 }
 
@@ -68,27 +73,19 @@ void Output::writeResult(std::string_view text) {
 void Output::object(const Json& object) {
     if (!json_ || capturing_) return;
     // Bytes that are no UTF-8 must not stop a report.
-    writeResult(object.dump(-1, ' ', false, Json::error_handler_t::replace));
+    writeResult(printableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)));
 }
 
 void Output::remark(std::string_view text) {
-    if (!json_ && !capturing_) write(stderr, text);
+    if (!json_ && !capturing_) write(stderr, printable(text));
 }
 
-void Output::trouble(std::string_view text) {
+void Output::trouble(const StyledText& text) {
     if (capturing_) {
-        captured_.emplace_back(text);
+        captured_.push_back(rendered(text, false));
     } else {
-        write(stderr, text);
+        write(stderr, rendered(text, coloursError_));
     }
-}
-
-std::string Output::paint(Style style, std::string_view text) const {
-    return painted(coloursOut_ && !capturing_, style, text);
-}
-
-std::string Output::paintRemark(Style style, std::string_view text) const {
-    return painted(coloursError_ && !capturing_, style, text);
 }
 
 void Output::startCapture() {

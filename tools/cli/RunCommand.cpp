@@ -123,11 +123,11 @@ private:
         Output& out = context_.out;
         const ScriptStep& step = outcome.step;
         if (step.kind == ScriptStep::Kind::Echo) {
-            out.line(out.paint(Style::Strong, step.text));
+            out.line(StyledText(Style::Strong, step.text));
             return;
         }
         const bool passed = outcome.verdict == Verdict::Passed;
-        const std::string verdict = passed ? out.paint(Style::Good, "pass") : out.paint(Style::Bad, "FAIL");
+        const StyledText verdict = passed ? StyledText(Style::Good, "pass") : StyledText(Style::Bad, "FAIL");
         out.line("  " + verdict + format("  %6.2f s  ", outcome.seconds) + options_.path + ":" +
                  std::to_string(step.line) + ": " + step.text);
         if (!passed) out.line("        " + outcome.problem);
