@@ -51,6 +51,7 @@ private:
         std::string text;
         if (options_.path == "-") {
             text.assign(std::istreambuf_iterator<char>(std::cin), {});
+            text = withoutByteOrderMark(text);
             checkInterrupt();
         } else {
             text = readTextFile(options_.path);

@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "base/Environment.h"
+#include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Interpreter.h"
 #include "cli/Interrupt.h"
@@ -51,7 +52,10 @@ public:
 
     // From a file or pipe: the commands, one a line.
     void runPiped() {
-        for (std::string line; !ended_ && std::getline(std::cin, line);) runLine(line);
+        std::string line;
+        for (bool first = true; !ended_ && std::getline(std::cin, line); first = false) {
+            runLine(first ? std::string(withoutByteOrderMark(line)) : line);
+        }
         checkInterrupt();
     }
 

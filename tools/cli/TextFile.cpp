@@ -6,6 +6,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "base/Text.h"
 #include "cli/Context.h"
 #include "cli/FileAccess.h"
 
@@ -20,7 +21,7 @@ std::string readTextFile(const std::string& path) {
         failFile(path + " cannot be read: " + (errno != 0 ? std::generic_category().message(errno) : "it is a folder"));
     }
     text << file.rdbuf();
-    return std::move(text).str();
+    return std::string(withoutByteOrderMark(text.view()));
 }
 
 void writeTextFile(const std::string& path, const std::string& text) {

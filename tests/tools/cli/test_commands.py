@@ -234,6 +234,8 @@ class SignalsTest(BenchTest):
         self.terminal = os.path.basename(os.path.realpath(self.link))
 
     def with_modem_lines(self):
+        if not os.path.exists(os.path.join(BUILD, "libmodem-lines.so")):
+            self.skipTest("sanitizers do not like to be preloaded")
         self.environment.update(LD_PRELOAD=os.path.join(BUILD, "libmodem-lines.so"), MODEM_LINES=self.folder)
 
     def test_lines_in(self):

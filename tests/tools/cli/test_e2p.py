@@ -174,6 +174,11 @@ class DumpTest(BenchTest):
             self.assertEnds(self.finish(first), 5)
         self.assertIn("# objects: 0-65535\n", self.read("out.e2p.part"))
 
+    def test_a_byte_order_mark_before_a_dump_is_passed_over(self):
+        marked = self.write("marked", "\ufeff4099 3 0102\n")
+        self.start_handset(self.write("profile.toml", '\ufeff[identity]\nmodel = "X"\n'), "--store", marked)
+        self.assertEnds(self.ask("e2p", "diff", marked), 0, "1 objects, no difference\n")
+
     def test_ranges_that_are_none(self):
         result = self.ask("e2p", "dump", "out.e2p", "--objects", "7-3")
         self.assertEnds(result, 2, "")
