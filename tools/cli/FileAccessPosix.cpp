@@ -35,9 +35,10 @@ Claim claim(int descriptor, const std::string& path) {
 
 void requireWritable(const std::string& path, const std::string& name) {
     constexpr mode_t kMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode);
+    const int descriptor =
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode);
     if (descriptor >= 0) {
-        close(descriptor);
+        ::close(descriptor);
         return;
     }
     if (errno == ENXIO) failFile(name + " is a pipe without a reader", "start the reader first");
@@ -48,14 +49,14 @@ std::FILE* openClaimed(const std::string& path) {
     for (;;) {
         // Neither through a symbolic link nor waiting for the other end of a pipe.
         const int descriptor =
-            open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, S_IRUSR | S_IWUSR);
+            ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, S_IRUSR | S_IWUSR);
         if (descriptor < 0) {
             if (errno == ELOOP || errno == EISDIR || errno == ENXIO) failFile(path + " is no regular file");
             failWriting(path);
         }
         const Claim made = claim(descriptor, path);
-        if (made == Claim::Good) return fdopen(descriptor, "r+b");
-        close(descriptor);
+        if (made == Claim::Good) return ::fdopen(descriptor, "r+b");
+        ::close(descriptor);
         if (made == Claim::NotRegular) failFile(path + " is no regular file");
         if (made == Claim::Taken)
             failFile(path + " is being written by another program", "let it end, or choose another name");

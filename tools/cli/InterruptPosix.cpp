@@ -24,7 +24,7 @@ extern "C" void note(int signal) {
 
 extern "C" void end(int) {
     constexpr std::string_view kWhy = "mova: interrupted while something would not end\n";
-    [[maybe_unused]] const auto told = write(STDERR_FILENO, kWhy.data(), kWhy.size());
+    [[maybe_unused]] const auto told = ::write(STDERR_FILENO, kWhy.data(), kWhy.size());
     std::_Exit(static_cast<int>(ExitStatus::Interrupted));
 }
 
