@@ -3,7 +3,7 @@
 source "${BASH_SOURCE[0]%/*}/progress.sh"
 
 declare -A package_groups=(
-    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
+    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libboost1.81-dev libedit-dev"
     [build32]="g++-mingw-w64-i686-posix"
     [sanitizers]="clang libclang-rt-14-dev llvm"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf"
@@ -11,7 +11,7 @@ declare -A package_groups=(
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
     [package]="nsis zip python3"
-    [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
+    [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 
 install_packages() {

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 
-#include "base/Printable.h"
 #include "cli/AtExchange.h"
 #include "cli/Commands.h"
 #include "mova/Codes.h"
@@ -25,10 +24,10 @@ Json objectOf(const std::string& atCommand, const AtAnswer& answer) {
 
 void show(Context& context, const AtOptions& options, const std::string& atCommand, const AtAnswer& answer) {
     Output& out = context.out;
-    if (options.commands.size() > 1) out.line(out.paint(Style::Strong, "> " + printable(atCommand)));
-    for (const std::string& line : answer.lines) out.line(printable(line));
+    if (options.commands.size() > 1) out.line(StyledText(Style::Strong, "> " + atCommand));
+    for (const std::string& line : answer.lines) out.line(line);
     if (answer.result.empty()) return;
-    out.line(out.paint(isGood(answer.result) ? Style::Good : Style::Bad, printable(answer.result)));
+    out.line(StyledText(isGood(answer.result) ? Style::Good : Style::Bad, answer.result));
 }
 
 void askAll(Context& context, const AtOptions& options) {
@@ -42,11 +41,9 @@ void askAll(Context& context, const AtOptions& options) {
         if (isGood(answer.result)) continue;
         Failure failure;
         if (answer.result.empty()) {
-            failure = failureOf(Code::NoAnswer, printable(atCommand) + " was not answered to its end");
+            failure = failureOf(Code::NoAnswer, atCommand + " was not answered to its end");
         } else {
-            failure = {ExitStatus::Refused,
-                       "the handset refused " + printable(atCommand) + ": " + printable(answer.result),
-                       {}};
+            failure = {ExitStatus::Refused, "the handset refused " + atCommand + ": " + answer.result, {}};
         }
         if (!options.keepGoing) throw failure;
         if (!failed) first = failure;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "base/Printable.h"
 #include "base/Text.h"
 #include "cli/SplitText.h"
 
@@ -75,10 +74,10 @@ AtAnswer askAt(Context& context, const std::string& atCommand) {
     const std::string sent(trimRight(atCommand));
     AtAnswer answer;
     const std::uint32_t begin = clock.tickCount();
-    check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+    check(handset.SendNormalAtCmd(0, atCommand), atCommand + " was not sent");
     for (;;) {
         const AtResult got = handset.GetNormalAtResult(kLinesAndResult);
-        check(got.code, "the answer to " + printable(atCommand) + " was not collected");
+        check(got.code, "the answer to " + atCommand + " was not collected");
         const bool whole = takeIn(answer, got.text, sent);
         answer.milliseconds = clock.tickCount() - begin;
         if (whole) return answer;

@@ -22,7 +22,7 @@ TextResult E2pAccess::repeat(Request request) {
 }
 
 TextResult E2pAccess::read(const E2pKey& key) {
-    return repeat([&] { return handset_.ReadE2PObject(key.first, key.second); });
+    return repeat([&] { return handset_.ReadWholeE2PObject(key.first, key.second); });
 }
 
 TextResult E2pAccess::write(const E2pKey& key, const std::string& hex) {

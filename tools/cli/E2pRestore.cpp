@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include "base/CodeTexts.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
 #include "cli/ParseNumber.h"
@@ -77,6 +78,7 @@ private:
     void restoreOne(const E2pKey& key, const std::string& hex) {
         try {
             const TextResult now = access_.read(key);
+            if (!isE2pStatus(now.code)) check(now.code, keyText(key) + " was not read");
             if (now.code == Code::Success && now.text.value_or("") == hex) {
                 ++equal_;
                 return;
@@ -213,7 +215,7 @@ private:
 
     void tell(const E2pKey& key, const std::vector<std::string>& texts) {
         ++different_;
-        context_.out.line(context_.out.paint(Style::Strong, keyText(key)));
+        context_.out.line(StyledText(Style::Strong, keyText(key)));
         for (const std::string& text : texts) context_.out.line("  " + text);
         Json entry = Json::object();
         entry["object"] = key.first;

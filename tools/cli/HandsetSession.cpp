@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "base/Environment.h"
+#include "cli/FileAccess.h"
 #include "cli/PortList.h"
-#include "cli/TextFile.h"
 
 namespace mova::cli {
 
@@ -31,11 +31,8 @@ std::string onlyPort() {
     return ports[0].number ? std::to_string(*ports[0].number) : ports[0].device;
 }
 
-// The component would go on without saying so.
-void requireWritable(const std::string& path, const char* option) {
-    if (path.empty()) return;
-    if (makeForOwner(path)) return;
-    failFile(std::string(option) + " " + path + " cannot be written", "is the folder there, and may you write to it?");
+void requireWritableFor(const char* option, const std::string& path) {
+    if (!path.empty()) requireWritable(path, std::string(option) + " " + path);
 }
 
 }  // namespace
@@ -59,6 +56,14 @@ const std::string& HandsetSession::portName() {
     return target_->name();
 }
 
+void HandsetSession::requireRecorded() {
+    const std::string lost = watched_ == nullptr ? std::string() : watched_->files.takeLost();
+    if (!lost.empty()) {
+        failFile(lost + " could not be written, and does not hold all that was sent and received",
+                 "is the disk full? is another program holding it?");
+    }
+}
+
 void HandsetSession::applyTimeouts() {
     struct Row {
         Timeout which;
@@ -70,9 +75,10 @@ void HandsetSession::applyTimeouts() {
 
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
-    auto handset = std::make_unique<CVeCmdManager>(target->platform(), inbox_);
-    requireWritable(options_.traceFile, "--trace");
-    requireWritable(options_.logFile, "--log");
+    watched_ = new WatchedPlatform(target->platform());  // not freed: threads that use it may outlive main
+    auto handset = std::make_unique<CVeCmdManager>(watched_->platform, inbox_);
+    requireWritableFor("--trace", options_.traceFile);
+    requireWritableFor("--log", options_.logFile);
     if (!options_.traceFile.empty()) {
         check(handset->ActivateMovaLogging(options_.traceFile, 0, kStartTrace),
               "the trace file " + options_.traceFile + " could not be opened");

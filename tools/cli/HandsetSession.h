@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/PortTarget.h"
+#include "cli/WatchedFiles.h"
 #include "mova/CVeCmdManager.h"
 
 namespace mova::cli {
@@ -44,6 +45,9 @@ public:
     std::int32_t timeout(std::int32_t usual) const { return options_.timeout > 0 ? options_.timeout : usual; }
     // HCI actions set a time-out of their own; this brings back what the user chose.
     void applyTimeouts();
+    // Throws Failure when the trace or the log has lost something since the last time; the component goes on without
+    // saying so.
+    void requireRecorded();
     void close();
 
 private:
@@ -52,6 +56,7 @@ private:
     const SessionOptions& options_;
     std::unique_ptr<PortTarget> target_;
     std::shared_ptr<ConfirmationInbox> inbox_ = std::make_shared<ConfirmationInbox>();
+    WatchedPlatform* watched_ = nullptr;
     std::unique_ptr<CVeCmdManager> handset_;
 };
 

@@ -2,7 +2,6 @@
 #include <array>
 
 #include "base/CodeTexts.h"
-#include "base/Printable.h"
 #include "base/Text.h"
 #include "cli/AtExchange.h"
 #include "cli/CodeHints.h"
@@ -50,14 +49,14 @@ void askAll(Context& context) {
     CVeCmdManager& handset = context.session.handset();
     Output& out = context.out;
     constexpr std::size_t kLabelWidth = 24;
-    const auto show = [&](std::string label, const std::string& text) {
+    const auto show = [&](std::string label, const StyledText& text) {
         label.resize(std::max(label.size() + 1, kLabelWidth), ' ');
-        out.line(out.paint(Style::Strong, label) + text);
+        out.line(StyledText(Style::Strong, label) + text);
     };
     context.result["component"] = handset.GetCmpVersion(1);
     context.result["port"] = context.session.portName();
-    show("component", handset.GetCmpVersion(1));
-    show("port", context.session.portName());
+    show("component", StyledText(handset.GetCmpVersion(1)));
+    show("port", StyledText(context.session.portName()));
     std::vector<std::string> refused;
     Failure first;
     for (const Question& question : kQuestions) {
@@ -67,13 +66,13 @@ void askAll(Context& context) {
         if (answer.code == Code::Success) {
             const std::string text = tidy(answer.text.value_or(""), question.sent);
             context.result[question.key] = text;
-            show(question.label, printable(text));
+            show(question.label, StyledText(text));
             continue;
         }
         Failure failure = failureOf(answer.code, std::string(question.label) + " was not told");
         if (answer.code == Code::NoAnswer) throw failure;
         context.result[question.key] = nullptr;
-        show(question.label, out.paint(Style::Bad, hexCode(answer.code) + " " + describeCode(answer.code).meaning));
+        show(question.label, StyledText(Style::Bad, hexCode(answer.code) + " " + describeCode(answer.code).meaning));
         if (refused.empty()) first = failure;
         refused.emplace_back(question.label);
     }

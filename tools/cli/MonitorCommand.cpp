@@ -1,10 +1,10 @@
 #include <CLI/CLI.hpp>
 
-#include "base/Printable.h"
 #include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
+#include "cli/Terminal.h"
 
 namespace mova::cli {
 
@@ -24,7 +24,7 @@ std::string timeText(const LocalTime& t) {
 void show(Context& context, const std::string& text) {
     const std::string time = timeText(context.session.clock().localTime());
     constexpr std::size_t kDate = 11;
-    context.out.line(context.out.paint(Style::Faint, time.substr(kDate)) + "  " + printable(text));
+    context.out.line(StyledText(Style::Faint, time.substr(kDate)) + "  " + text);
     Json object = Json::object();
     object["time"] = time;
     object["text"] = text;
@@ -41,7 +41,7 @@ void watch(Context& context, const MonitorOptions& options) {
     if (options.count == 0 && options.seconds <= 0)
         context.out.remark("watching " + context.session.portName() + "; Ctrl-C ends");
     for (const std::string& atCommand : options.commands) {
-        check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+        check(handset.SendNormalAtCmd(0, atCommand), atCommand + " was not sent");
     }
     const std::uint32_t begin = clock.tickCount();
     const auto limit = static_cast<std::uint32_t>(options.seconds * 1000);
@@ -52,6 +52,7 @@ void watch(Context& context, const MonitorOptions& options) {
             show(context, text);
             if (++seen == options.count) return tellCount();
         }
+        if (readerGone()) failFile("nobody reads the standard output any more");
         if (limit > 0 && clock.tickCount() - begin >= limit) break;
         clock.sleep(kPause);
     }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Printable.h"
 #include "cli/Interpreter.h"
 #include "cli/Interrupt.h"
 
@@ -16,7 +17,7 @@ int main(int argc, char** argv) {
         return static_cast<int>(
             execute(context, Scope::Program, words.empty() ? std::vector<std::string>{"--help"} : words));
     } catch (const std::exception& error) {  // before or after the command; its own failures are told by execute
-        std::fprintf(stderr, "mova: %s\n", error.what());
+        std::fprintf(stderr, "mova: %s\n", mova::printable(error.what()).c_str());
         return static_cast<int>(ExitStatus::FileTrouble);
     }
 }
