@@ -12,6 +12,7 @@ namespace {
 struct AtOptions {
     std::vector<std::string> commands;
     bool keepGoing = false;
+    bool noConfirmation = false;
 };
 
 Json objectOf(const std::string& atCommand, const AtAnswer& answer) {
@@ -36,13 +37,16 @@ void askAll(Context& context, const AtOptions& options) {
     Failure first;
     bool failed = false;
     for (const std::string& atCommand : options.commands) {
-        const AtAnswer answer = askAt(context, atCommand);
+        const AtAnswer answer =
+            askAt(context, atCommand, options.noConfirmation ? Wanted::AcknowledgementAlone : Wanted::Confirmation);
         context.result["answers"].push_back(objectOf(atCommand, answer));
         show(context, options, atCommand, answer);
-        if (isGood(answer.result)) continue;
+        if (isGood(answer.result) && !answer.finding) continue;
         Failure failure;
         if (answer.result.empty()) {
-            failure = failureOf(Code::NoAnswer, printable(atCommand) + " was not answered to its end");
+            failure = failureOf(Code::NoAnswer, answer.finding, printable(atCommand) + " was not answered to its end");
+        } else if (isGood(answer.result)) {
+            failure = failureOf(Code::Success, answer.finding, printable(atCommand) + " was not answered whole");
         } else {
             failure = {ExitStatus::Refused,
                        "the handset refused " + printable(atCommand) + ": " + printable(answer.result),
@@ -65,6 +69,9 @@ void describeAt(CLI::App& command, Context& context) {
         ->required()
         ->type_name("COMMAND");
     command.add_flag("-k,--keep-going", options->keepGoing, "send the others also when one is refused");
+    addNoConfirmation(command, options->noConfirmation);
+    command.footer(
+        "A request of the handset's protocol (AT*MOVA=) is answered when a whole confirmation of it has come.");
     whenRun(command, context, [&context, options] { askAll(context, *options); });
 }
 

@@ -1,6 +1,7 @@
 // E2P objects one by one, with a second try where the line, not the handset, was at fault.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -9,21 +10,32 @@
 
 namespace mova::cli {
 
+// A reply that is not whole, or not of this request, is no success, whatever the component made of it.
+struct E2pReply : TextResult {
+    Finding finding;  // what the line showed against it
+};
+inline Failure failureOf(const E2pReply& reply, const std::string& message) {
+    return failureOf(reply.code, reply.finding, message);
+}
+inline void check(const E2pReply& reply, const std::string& message) { check(reply.code, reply.finding, message); }
+
 class E2pAccess {
 public:
     explicit E2pAccess(Context& context, std::uint32_t retries = 2)
-        : handset_(context.session.handset()), retries_(retries) {}
+        : session_(context.session), handset_(context.session.handset()), retries_(retries) {}
 
-    TextResult read(const E2pKey& key);
-    TextResult write(const E2pKey& key, const std::string& hex);
+    E2pReply read(const E2pKey& key);
+    E2pReply write(const E2pKey& key, const std::string& hex);
+    // One request, without a second try.
+    E2pReply once(const std::function<TextResult(CVeCmdManager&)>& request);
     // Reads again and compares; throws Failure.
     void verify(const E2pKey& key, const std::string& hex);
     std::string imei();  // empty when the handset does not tell
 
 private:
-    template <class Request>
-    TextResult repeat(Request request);
+    E2pReply repeat(const std::function<TextResult(CVeCmdManager&)>& request);
 
+    HandsetSession& session_;
     CVeCmdManager& handset_;
     std::uint32_t retries_;
 };

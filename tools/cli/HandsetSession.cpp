@@ -73,7 +73,8 @@ void HandsetSession::applyTimeouts() {
 
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
-    auto handset = std::make_unique<CVeCmdManager>(target->platform(), inbox_);
+    line_ = new LineTap(target->platform());  // not freed: threads that use its platform may outlive main
+    auto handset = std::make_unique<CVeCmdManager>(line_->platform(), inbox_);
     requireWritable(options_.traceFile, "--trace");
     requireWritable(options_.logFile, "--log");
     if (!options_.traceFile.empty()) {

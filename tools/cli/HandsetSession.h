@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/AnswerCheck.h"
+#include "cli/LineTap.h"
 #include "cli/PortTarget.h"
 #include "mova/CVeCmdManager.h"
 
@@ -37,7 +39,8 @@ public:
     HandsetSession(const HandsetSession&) = delete;
     HandsetSession& operator=(const HandsetSession&) = delete;
 
-    CVeCmdManager& handset();  // open; throws Failure
+    CVeCmdManager& handset();           // open; throws Failure
+    LineTap& line() { return *line_; }  // of an open port
     ConfirmationInbox& inbox() { return *inbox_; }
     Clock& clock();
     const std::string& portName();  // of an open port
@@ -51,6 +54,7 @@ private:
 
     const SessionOptions& options_;
     std::unique_ptr<PortTarget> target_;
+    LineTap* line_ = nullptr;
     std::shared_ptr<ConfirmationInbox> inbox_ = std::make_shared<ConfirmationInbox>();
     std::unique_ptr<CVeCmdManager> handset_;
 };
@@ -70,6 +74,25 @@ public:
 
 private:
     CVeCmdManager& handset_;
+};
+
+// Listens to the line while a request is under way.
+class Listening {
+public:
+    explicit Listening(HandsetSession& session) : line_(session.line()) { line_.listen(); }
+    ~Listening() { line_.rest(); }
+    Listening(const Listening&) = delete;
+    Listening& operator=(const Listening&) = delete;
+
+    LineTalk talk() const { return line_.heard(); }
+    // Holds what has come so far against what was asked.
+    CheckedAnswer look(Wanted wanted = Wanted::Confirmation) const {
+        if (line_.failed()) return {portFailed(), {}};
+        return checkAnswer(line_.heard(), wanted);
+    }
+
+private:
+    LineTap& line_;
 };
 
 }  // namespace mova::cli
