@@ -50,6 +50,11 @@ void HandsetSession::close() {
     target_.reset();
 }
 
+void HandsetSession::closeAtEnd() {
+    if (system_ != nullptr) system_->clock.skipPauses();
+    close();
+}
+
 CVeCmdManager& HandsetSession::handset() {
     if (!handset_) open();
     return *handset_;
@@ -73,8 +78,8 @@ void HandsetSession::applyTimeouts() {
 
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
-    line_ = new LineTap(target->platform());  // not freed: threads that use its platform may outlive main
-    auto handset = std::make_unique<CVeCmdManager>(line_->platform(), inbox_);
+    system_ = new SessionPlatform(target->platform());  // not freed: threads that use it may outlive main
+    auto handset = std::make_unique<CVeCmdManager>(system_->platform, inbox_);
     requireWritable(options_.traceFile, "--trace");
     requireWritable(options_.logFile, "--log");
     if (!options_.traceFile.empty()) {

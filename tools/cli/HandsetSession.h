@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "cli/AnswerCheck.h"
-#include "cli/LineTap.h"
 #include "cli/PortTarget.h"
+#include "cli/SessionPlatform.h"
 #include "mova/CVeCmdManager.h"
 
 namespace mova::cli {
@@ -39,8 +39,8 @@ public:
     HandsetSession(const HandsetSession&) = delete;
     HandsetSession& operator=(const HandsetSession&) = delete;
 
-    CVeCmdManager& handset();           // open; throws Failure
-    LineTap& line() { return *line_; }  // of an open port
+    CVeCmdManager& handset();                  // open; throws Failure
+    LineTap& line() { return system_->line; }  // of an open port
     ConfirmationInbox& inbox() { return *inbox_; }
     Clock& clock();
     const std::string& portName();  // of an open port
@@ -48,13 +48,15 @@ public:
     // HCI actions set a time-out of their own; this brings back what the user chose.
     void applyTimeouts();
     void close();
+    // The same for a program that ends: without the rest that a port is given before it is opened again.
+    void closeAtEnd();
 
 private:
     void open();
 
     const SessionOptions& options_;
     std::unique_ptr<PortTarget> target_;
-    LineTap* line_ = nullptr;
+    SessionPlatform* system_ = nullptr;
     std::shared_ptr<ConfirmationInbox> inbox_ = std::make_shared<ConfirmationInbox>();
     std::unique_ptr<CVeCmdManager> handset_;
 };

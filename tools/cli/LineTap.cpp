@@ -5,10 +5,6 @@
 
 namespace mova::cli {
 
-LineTap::LineTap(Platform& system)
-    : driver_(system.serial), platform_{*this,        system.threading, system.clock, system.keys, system.datagrams,
-                                        system.files, system.host} {}
-
 void LineTap::listen() {
     const std::lock_guard guard(mutex_);
     listening_ = true;

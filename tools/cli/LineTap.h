@@ -2,11 +2,13 @@
 // manager's codes do not tell of a confirmation that it dropped as damaged or took for another; the bytes do.
 #pragma once
 #include <cstddef>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <string>
 
 #include "cli/LineTalk.h"
-#include "platform/Platform.h"
 #include "platform/SerialDriver.h"
 
 namespace mova::cli {
@@ -17,8 +19,7 @@ public:
     // The longest answer of the protocol, 255 segments, is far shorter; what lies beyond is not noted.
     static constexpr std::size_t kMostNoted = std::size_t{1} << 20;
 
-    explicit LineTap(Platform& system);
-    Platform& platform() { return platform_; }  // the system, with this as its serial driver
+    explicit LineTap(SerialDriver& driver) : driver_(driver) {}
 
     void listen();     // from now on, anew
     LineTalk heard();  // what has passed since
@@ -69,7 +70,6 @@ private:
     void noteReceived(const void* data, std::size_t length);
 
     SerialDriver& driver_;
-    Platform platform_;
 
     std::mutex mutex_;  // guards all below
     bool listening_ = false;

@@ -1,6 +1,7 @@
 """Every command against the simulated handset, and what is said when something is wrong."""
 import os
 import signal
+import time
 
 from bench import BUILD, BenchTest, main, wait_until
 
@@ -288,6 +289,35 @@ class ErrorsTest(BenchTest):
         self.assertEqual(sorted(answer["error"]), ["code", "hex", "hint", "meaning", "message", "name", "status"])
         self.assertEqual((answer["error"]["code"], answer["error"]["hex"], answer["error"]["name"], answer["error"]["status"]),
                          (0x4000, "0x4000", "NotOpen", 3))
+
+
+class EndTest(BenchTest):
+    REST = 0.5  # seconds that a closed port is given before it may be opened again
+
+    def seconds(self, *arguments):
+        begin = time.monotonic()
+        self.assertEnds(self.ask(*arguments), 0)
+        return time.monotonic() - begin
+
+    def test_a_command_ends_without_the_rest_of_a_closed_port(self):
+        self.start_handset()
+        # The rest is a sleep: on a busy machine too, some run is shorter than it if there is none.
+        wait_until(lambda: self.seconds("at", "AT") < self.REST, "an end without the rest")
+
+    def test_the_port_is_closed_in_order_and_can_be_opened_at_once(self):
+        self.start_handset()
+        for _ in range(5):
+            self.assertEnds(self.mova("--port", os.path.realpath(self.link), "at", "AT"), 0, "OK\n")
+        self.environment["TMPDIR"] = os.path.join(self.folder, "tmp")
+        os.mkdir(self.environment["TMPDIR"])
+        self.assertEnds(self.mova("--port", os.path.realpath(self.link), "at", "AT"), 0, "OK\n")
+        self.assertEqual(os.listdir(self.environment["TMPDIR"]), [])  # the link to the device is gone
+
+    def test_the_rest_is_kept_where_the_port_was_kept(self):
+        self.start_handset("--unsolicited", "20")
+        script = self.write("s.mova", "at AT\n")
+        for arguments in (("--trace", self.path("trace"), "at", "AT"), ("run", script), ("monitor", "--count", "1")):
+            self.assertGreaterEqual(self.seconds(*arguments), self.REST, arguments)
 
 
 class ColoursTest(BenchTest):

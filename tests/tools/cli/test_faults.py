@@ -260,7 +260,8 @@ class FaultsTest(BenchTest):
         return wrong
 
     def hold(self, fault):
-        with concurrent.futures.ThreadPoolExecutor(8) as pool:
+        # Most of them wait most of the time.
+        with concurrent.futures.ThreadPoolExecutor(24) as pool:
             runs = [pool.submit(self.judge, fault, *row) for row in COMMANDS]
             wrong = [line for run in runs for line in run.result()]
         self.assertEqual(wrong, [], "\n".join(wrong))
