@@ -44,13 +44,16 @@ void askAll(Context& context, const AtOptions& options) {
         if (isGood(answer.result) && !answer.finding) continue;
         Failure failure;
         if (answer.result.empty()) {
-            failure = failureOf(Code::NoAnswer, answer.finding, printable(atCommand) + " was not answered to its end");
+            failure = failureOf(Code::NoAnswer, answer.finding, quoted(atCommand) + " was not answered to its end");
+            // The usual one advises what was just tried.
+            if (failure.code == Code::NoAnswer && !answer.finding)
+                failure.hint =
+                    "is the handset switched on, plugged in and at this baud rate (--baud)? --timeout waits longer";
         } else if (isGood(answer.result)) {
-            failure = failureOf(Code::Success, answer.finding, printable(atCommand) + " was not answered whole");
+            failure = failureOf(Code::Success, answer.finding, quoted(atCommand) + " was not answered whole");
         } else {
-            failure = {ExitStatus::Refused,
-                       "the handset refused " + printable(atCommand) + ": " + printable(answer.result),
-                       {}};
+            failure = {
+                ExitStatus::Refused, "the handset refused " + quoted(atCommand) + ": " + printable(answer.result), {}};
         }
         if (!options.keepGoing) throw failure;
         if (!failed) first = failure;

@@ -63,6 +63,12 @@ std::vector<std::string> linesOf(const std::string& answer, const std::string& s
     return lines;
 }
 
+std::string quoted(const std::string& atCommand) {
+    constexpr std::size_t kMost = 60;
+    if (atCommand.size() <= kMost) return printable(atCommand);
+    return printable(atCommand.substr(0, kMost)) + "... (" + std::to_string(atCommand.size()) + " characters)";
+}
+
 std::string finalResultOf(const LineTalk& talk) {
     if (talk.empty()) return {};
     for (const std::string& part : splitAt(talk.back().received, '\n')) {
@@ -85,10 +91,10 @@ AtAnswer askAt(Context& context, const std::string& atCommand, Wanted wanted) {
     AtAnswer answer;
     Listening listening(context.session);
     const std::uint32_t begin = clock.tickCount();
-    check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+    check(handset.SendNormalAtCmd(0, atCommand), quoted(atCommand) + " was not sent");
     for (;;) {
         const AtResult got = handset.GetNormalAtResult(kLinesAndResult);
-        check(got.code, "the answer to " + printable(atCommand) + " was not collected");
+        check(got.code, "the answer to " + quoted(atCommand) + " was not collected");
         const bool whole = takeIn(answer, got.text, sent);
         answer.milliseconds = clock.tickCount() - begin;
         if (whole) {

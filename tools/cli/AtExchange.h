@@ -16,6 +16,9 @@ struct AtAnswer {
     Finding finding;  // of a request of the handset's protocol
 };
 
+// A command as messages quote it: printable, and of a long one the beginning and the length.
+std::string quoted(const std::string& atCommand);
+
 // The lines of an answer without the echo of the command and without blank ones.
 std::vector<std::string> linesOf(const std::string& answer, const std::string& sent);
 

@@ -20,23 +20,30 @@ E2pReply E2pAccess::once(const std::function<TextResult(CVeCmdManager&)>& reques
     return reply;
 }
 
-E2pReply E2pAccess::repeat(const std::function<TextResult(CVeCmdManager&)>& request) {
+void E2pAccess::tellTry(const E2pKey& key, const E2pReply& last, std::uint32_t number) {
+    if (tries_ == Tries::Untold) return;
+    const std::string why = last.finding ? last.finding.reason : codeMeaning(last.code);
+    out_.remark(keyText(key) + ": " + why + "; try " + std::to_string(number) + " of " + std::to_string(retries_ + 1));
+}
+
+E2pReply E2pAccess::repeat(const E2pKey& key, const std::function<TextResult(CVeCmdManager&)>& request) {
     E2pReply result = once(request);
     for (std::uint32_t tries = 0; tries < retries_ && result.code != Code::Success; ++tries) {
         if (isE2pStatus(result.code) || result.code == Code::NotOpen) break;  // the same again would come
         if (result.finding.code == Code::ReadFailed) break;                   // the port is gone
         checkInterrupt();
+        tellTry(key, result, tries + 2);
         result = once(request);
     }
     return result;
 }
 
 E2pReply E2pAccess::read(const E2pKey& key) {
-    return repeat([&](CVeCmdManager& h) { return h.ReadE2PObject(key.first, key.second); });
+    return repeat(key, [&](CVeCmdManager& h) { return h.ReadE2PObject(key.first, key.second); });
 }
 
 E2pReply E2pAccess::write(const E2pKey& key, const std::string& hex) {
-    return repeat([&](CVeCmdManager& h) { return h.WriteE2PObject(key.first, key.second, hex); });
+    return repeat(key, [&](CVeCmdManager& h) { return h.WriteE2PObject(key.first, key.second, hex); });
 }
 
 void E2pAccess::verify(const E2pKey& key, const std::string& hex) {

@@ -21,8 +21,14 @@ inline void check(const E2pReply& reply, const std::string& message) { check(rep
 
 class E2pAccess {
 public:
-    explicit E2pAccess(Context& context, std::uint32_t retries = 2)
-        : session_(context.session), handset_(context.session.handset()), retries_(retries) {}
+    // Told: each further try, with its reason, as a remark. Where a progress bar is drawn it is not.
+    enum class Tries { Told, Untold };
+    explicit E2pAccess(Context& context, std::uint32_t retries = 2, Tries tries = Tries::Untold)
+        : session_(context.session),
+          handset_(context.session.handset()),
+          out_(context.out),
+          retries_(retries),
+          tries_(tries) {}
 
     E2pReply read(const E2pKey& key);
     E2pReply write(const E2pKey& key, const std::string& hex);
@@ -33,11 +39,14 @@ public:
     std::string imei();  // empty when the handset does not tell
 
 private:
-    E2pReply repeat(const std::function<TextResult(CVeCmdManager&)>& request);
+    E2pReply repeat(const E2pKey& key, const std::function<TextResult(CVeCmdManager&)>& request);
+    void tellTry(const E2pKey& key, const E2pReply& last, std::uint32_t number);
 
     HandsetSession& session_;
     CVeCmdManager& handset_;
+    Output& out_;
     std::uint32_t retries_;
+    Tries tries_;
 };
 
 // Where two data differ: "bytes 2-3: file AABB, handset CCDD", one text a stretch, at most a few.

@@ -23,6 +23,7 @@ struct ObjectOptions {
     E2pKey key() const { return {static_cast<std::uint16_t>(object), static_cast<std::uint16_t>(record)}; }
 };
 
+constexpr std::uint32_t kRetries = 2;
 constexpr std::uint32_t kLongestObject = 0xFFFF;
 
 void addObject(CLI::App& command, ObjectOptions& o) {
@@ -61,7 +62,7 @@ std::string cut(const ObjectOptions& o, const std::string& hex, bool toEnd) {
 }
 
 void read(Context& context, const ObjectOptions& o, bool toEnd) {
-    const E2pReply reply = E2pAccess(context).read(o.key());
+    const E2pReply reply = E2pAccess(context, kRetries, E2pAccess::Tries::Told).read(o.key());
     check(reply, keyText(o.key()) + " was not read");
     const std::string hex = cut(o, reply.text.value_or(""), toEnd);
     context.result["object"] = o.object;
@@ -90,7 +91,7 @@ std::string wholeToWrite(E2pAccess& access, const ObjectOptions& o, bool part) {
 
 void write(Context& context, const ObjectOptions& o, bool part) {
     if (o.hex.empty()) failUsage("there is nothing to write");
-    E2pAccess access(context);
+    E2pAccess access(context, kRetries, E2pAccess::Tries::Told);
     const std::string whole = wholeToWrite(access, o, part);
     check(access.write(o.key(), whole), keyText(o.key()) + " was not written");
     if (!o.noVerify) access.verify(o.key(), whole);

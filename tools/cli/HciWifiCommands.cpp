@@ -11,6 +11,7 @@ struct ActionOptions {
     std::uint32_t number = 0;
     std::string hex;
     bool noConfirmation = false;
+    std::string whenSilent;  // a hint; empty: the usual one
 };
 
 using Action = std::function<TextResult(CVeCmdManager&)>;
@@ -24,6 +25,7 @@ void perform(Context& context, const ActionOptions& o, const std::string& what, 
     const TextResult reply = action(handset);
     context.session.applyTimeouts();
     CheckedAnswer answer = listening.look(wanted);
+    if (answer.finding.code == Code::NoAnswer && answer.finding.hint.empty()) answer.finding.hint = o.whenSilent;
     const bool taken = reply.code == Code::Success || reply.code == Code::WrongCommandEcho ||
                        reply.code == Code::HciStatus;  // what the component makes of no reply
     if (o.noConfirmation && taken && !answer.finding && answer.data.empty()) {
@@ -53,6 +55,7 @@ void describeHci(CLI::App& command, Context& context) {
         ->required();
     addHex(command, "data", o->hex, "the command");
     addNoConfirmation(command, o->noConfirmation);
+    o->whenSilent = "is the handset switched on, plugged in and at this baud rate? \"mova at AT\" tries it";
     command.footer(
         "The wait for the acknowledgement is the action's own: 4 seconds, 10 for option 1; --timeout does not change "
         "it.");

@@ -3,6 +3,7 @@
 #include "base/Printable.h"
 #include "base/Text.h"
 #include "cli/AnswerCheck.h"
+#include "cli/AtExchange.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
@@ -67,7 +68,7 @@ void watch(Context& context, const MonitorOptions& options) {
     if (options.count == 0 && options.seconds <= 0)
         context.out.remark("watching " + context.session.portName() + "; Ctrl-C ends");
     for (const std::string& atCommand : options.commands) {
-        check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+        check(handset.SendNormalAtCmd(0, atCommand), quoted(atCommand) + " was not sent");
     }
     const std::uint32_t begin = clock.tickCount();
     const auto limit = static_cast<std::uint32_t>(options.seconds * 1000);

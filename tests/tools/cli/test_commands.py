@@ -61,6 +61,18 @@ class AtTest(BenchTest):
         self.assertIn("mova: AT was not answered to its end\n  0x4004 NoAnswer: no (accepted) answer within the time\n"
                       "  hint: is the handset switched on", result.err)
 
+    def test_the_hint_of_a_silent_handset_is_not_what_was_just_tried(self):
+        self.start_handset("--fault", "silence")
+        result = self.ask("--timeout", "200", "at", "AT")
+        self.assertIn("baud rate (--baud)? --timeout waits longer\n", result.err)
+        self.assertNotIn("mova at AT", result.err)
+
+    def test_a_long_command_is_quoted_by_its_beginning(self):
+        self.start_handset()
+        self.assertEqual(self.ask("at", "AT+" + "X" * 997).err,
+                         "mova: the handset refused AT+%s... (1000 characters): ERROR\n" % ("X" * 57))
+        self.assertEqual(self.ask("at", "AT+" + "X" * 57).err, "mova: the handset refused AT+%s: ERROR\n" % ("X" * 57))
+
     def test_a_device_path_needs_no_number(self):
         self.start_handset()
         self.environment.pop("MOVA_DEVICE_DIR")
@@ -146,6 +158,12 @@ class ActionsTest(BenchTest):
         self.assertEnds(result, 2, "")
         self.assertIn("0x4305 UnknownOption", result.err)
         self.assertNotIn(" <- ", self.read("handset.log"))
+
+    def test_a_silent_handset_is_not_waited_for_longer(self):
+        self.start_handset("--fault", "silence")
+        result = self.ask("hci", "0", "0102")
+        self.assertEnds(result, 4, "")
+        self.assertIn("hint: is the handset switched on, plugged in and at this baud rate? \"mova at AT\" tries it\n", result.err)
 
     def test_data_that_is_not_hexadecimal(self):
         result = self.ask("wifi", "1", "XY")
@@ -314,9 +332,9 @@ class EndTest(BenchTest):
         self.assertEqual(os.listdir(self.environment["TMPDIR"]), [])  # the link to the device is gone
 
     def test_the_rest_is_kept_where_the_port_was_kept(self):
-        self.start_handset("--unsolicited", "20")
+        self.start_handset()
         script = self.write("s.mova", "at AT\n")
-        for arguments in (("--trace", self.path("trace"), "at", "AT"), ("run", script), ("monitor", "--count", "1")):
+        for arguments in (("--trace", self.path("trace"), "at", "AT"), ("run", script), ("monitor", "--count", "1", "--send", "AT")):
             self.assertGreaterEqual(self.seconds(*arguments), self.REST, arguments)
 
 

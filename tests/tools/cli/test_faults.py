@@ -317,6 +317,17 @@ class SessionFaultsTest(BenchTest):
         self.start_handset("--fault", "wrong-checksum=1")
         self.assertEnds(self.ask("e2p", "read", "0x1234", "2"), 0, "FFFF\n")
 
+    def test_each_try_is_told(self):
+        self.start_handset("--fault", "silence=2")
+        result = self.ask("-t", "2000", "e2p", "read", "0x1234", "2")
+        self.assertEnds(result, 0, "FFFF\n")
+        self.assertEqual(result.err, "object 0x1234 record 2: nothing arrived; try 2 of 3\n"
+                                     "object 0x1234 record 2: nothing arrived; try 3 of 3\n")
+        self.start_handset("--fault", "silence=1")
+        result = self.ask("-t", "2000", "--json", "e2p", "read", "0x1234", "2")
+        self.assertEnds(result, 0)
+        self.assertEqual(result.err, "")
+
     def test_a_part_that_is_missing_once_is_read_again(self):
         self.write("profile.toml", PROFILE)
         self.start_handset(self.path("profile.toml"), "--fault", "skipped-segment=1")
