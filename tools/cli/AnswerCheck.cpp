@@ -84,7 +84,7 @@ struct ReceivedLine {
     bool ended;
 };
 
-std::vector<ReceivedLine> linesOf(std::string_view text) {
+std::vector<ReceivedLine> receivedLines(std::string_view text) {
     std::vector<ReceivedLine> lines;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
@@ -103,7 +103,7 @@ enum class BehindOk { Ignored, Taken };
 // The OK of an answer stands behind its acknowledgement; an earlier one is late, of another command.
 Arrived arrived(std::string_view received, BehindOk behindOk) {
     Arrived found;
-    for (const auto& [line, ended] : linesOf(received)) {
+    for (const auto& [line, ended] : receivedLines(received)) {
         if (found.ok && (behindOk == BehindOk::Ignored || !ended)) break;
         found.anything = true;
         if (isConfirmation(line)) {
@@ -298,7 +298,7 @@ void requireDelivered(CheckedAnswer& answer, Code code, std::optional<std::strin
 
 Damage damageIn(std::string_view received) {
     Damage damage;
-    for (const auto& [line, ended] : linesOf(received)) {
+    for (const auto& [line, ended] : receivedLines(received)) {
         if (!isConfirmation(line)) continue;
         Finding finding = readFrame(line.substr(kConfirmation.size())).finding;
         if (finding && damage.count++ == 0) damage.first = std::move(finding);

@@ -72,8 +72,8 @@ std::string quoted(const std::string& atCommand) {
 std::string finalResultOf(const LineTalk& talk) {
     if (talk.empty()) return {};
     for (const std::string& part : splitAt(talk.back().received, '\n')) {
-        const std::string line(trim(part));
-        if (finalResult(line) != nullptr) return line;
+        const std::string_view line = trim(part);
+        if (finalResult(line) != nullptr) return std::string(line);
     }
     return {};
 }

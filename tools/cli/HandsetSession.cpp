@@ -21,6 +21,12 @@ std::vector<std::string> ConfirmationInbox::take() {
 
 namespace {
 
+// Threads of the component that use it may outlive main.
+SessionPlatform* keepForGood(std::unique_ptr<SessionPlatform> platform) {
+    static auto& kept = *new std::vector<std::unique_ptr<SessionPlatform>>();
+    return kept.emplace_back(std::move(platform)).get();
+}
+
 std::string onlyPort() {
     const std::vector<ListedPort> ports = listPorts();
     if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
@@ -78,7 +84,7 @@ void HandsetSession::applyTimeouts() {
 
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
-    system_ = new SessionPlatform(target->platform());  // not freed: threads that use it may outlive main
+    system_ = keepForGood(std::make_unique<SessionPlatform>(target->platform()));
     auto handset = std::make_unique<CVeCmdManager>(system_->platform, inbox_);
     requireWritable(options_.traceFile, "--trace");
     requireWritable(options_.logFile, "--log");
