@@ -214,10 +214,10 @@ private:
 
     void readOne(GrowingFile& file, Progress& progress) {
         const E2pKey key = walk_.key();
-        TextResult reply = access_.read(key);
+        const E2pReply reply = access_.read(key);
         const bool refused = isE2pStatus(reply.code);
         if (!refused && reply.code != Code::Success) {
-            Failure failure = failureOf(reply.code, keyText(key) + " was not read");
+            Failure failure = failureOf(reply, keyText(key) + " was not read");
             failure.hint += "; the same command goes on where it stopped";
             throw failure;
         }

@@ -77,13 +77,13 @@ private:
 
     void restoreOne(const E2pKey& key, const std::string& hex) {
         try {
-            const TextResult now = access_.read(key);
-            if (!isE2pStatus(now.code)) check(now.code, keyText(key) + " was not read");
+            const E2pReply now = access_.read(key);
+            if (!isE2pStatus(now.code)) check(now, keyText(key) + " was not read");
             if (now.code == Code::Success && now.text.value_or("") == hex) {
                 ++equal_;
                 return;
             }
-            check(access_.write(key, hex).code, keyText(key) + " was not written");
+            check(access_.write(key, hex), keyText(key) + " was not written");
             access_.verify(key, hex);
             ++written_;
         } catch (Failure& failure) {
@@ -176,11 +176,11 @@ private:
         for (const auto& [key, hex] : file.objects) {
             checkInterrupt();
             ++compared_;
-            const TextResult reply = access.read(key);
+            const E2pReply reply = access.read(key);
             if (isRefused(reply.code)) {
                 tell(key, {"only in " + options_.path});
             } else {
-                check(reply.code, keyText(key) + " was not read");
+                check(reply, keyText(key) + " was not read");
                 compare(key, hex, reply.text.value_or(""));
             }
             progress.advance(std::to_string(different_) + " different");

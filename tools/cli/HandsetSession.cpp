@@ -21,6 +21,12 @@ std::vector<std::string> ConfirmationInbox::take() {
 
 namespace {
 
+// Threads of the component that use it may outlive main.
+SessionPlatform* keepForGood(std::unique_ptr<SessionPlatform> platform) {
+    static auto& kept = *new std::vector<std::unique_ptr<SessionPlatform>>();
+    return kept.emplace_back(std::move(platform)).get();
+}
+
 std::string onlyPort() {
     const std::vector<ListedPort> ports = listPorts();
     if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
@@ -44,6 +50,11 @@ void HandsetSession::close() {
     target_.reset();
 }
 
+void HandsetSession::closeAtEnd() {
+    if (system_ != nullptr) system_->clock.skipPauses();
+    close();
+}
+
 CVeCmdManager& HandsetSession::handset() {
     if (!handset_) open();
     return *handset_;
@@ -57,7 +68,7 @@ const std::string& HandsetSession::portName() {
 }
 
 void HandsetSession::requireRecorded() {
-    const std::string lost = watched_ == nullptr ? std::string() : watched_->files.takeLost();
+    const std::string lost = system_ == nullptr ? std::string() : system_->files.takeLost();
     if (!lost.empty()) {
         failFile(lost + " could not be written, and does not hold all that was sent and received",
                  "is the disk full? is another program holding it?");
@@ -75,8 +86,8 @@ void HandsetSession::applyTimeouts() {
 
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
-    watched_ = new WatchedPlatform(target->platform());  // not freed: threads that use it may outlive main
-    auto handset = std::make_unique<CVeCmdManager>(watched_->platform, inbox_);
+    system_ = keepForGood(std::make_unique<SessionPlatform>(target->platform()));
+    auto handset = std::make_unique<CVeCmdManager>(system_->platform, inbox_);
     requireWritableFor("--trace", options_.traceFile);
     requireWritableFor("--log", options_.logFile);
     if (!options_.traceFile.empty()) {

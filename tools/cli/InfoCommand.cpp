@@ -45,6 +45,18 @@ std::string tidy(std::string text, const std::string& sent) {
     return joined;
 }
 
+// What the line showed against an answer. A refusal of an AT command is an answer without text to the component.
+Finding findingOf(const Listening& listening, const Question& question, Code code) {
+    const bool byAtCommand = *question.sent != '\0';
+    if (byAtCommand && code == Code::Success) {
+        const std::string result = finalResultOf(listening.talk());
+        if (!isGood(result)) return {ExitStatus::Refused, Code::Success, "the handset says " + result, {}};
+    }
+    CheckedAnswer answer = listening.look();
+    requireDelivered(answer, code);
+    return answer.finding;
+}
+
 void askAll(Context& context) {
     CVeCmdManager& handset = context.session.handset();
     Output& out = context.out;
@@ -61,18 +73,22 @@ void askAll(Context& context) {
     Failure first;
     for (const Question& question : kQuestions) {
         checkInterrupt();
+        Listening listening(context.session);
         const TextResult answer =
             handset.SpecificInfo(number(question.option), number(Access::Read), question.parameter);
-        if (answer.code == Code::Success) {
+        const Finding finding = findingOf(listening, question, answer.code);
+        if (answer.code == Code::Success && !finding) {
             const std::string text = tidy(answer.text.value_or(""), question.sent);
             context.result[question.key] = text;
             show(question.label, StyledText(text));
             continue;
         }
-        Failure failure = failureOf(answer.code, std::string(question.label) + " was not told");
-        if (answer.code == Code::NoAnswer) throw failure;
+        Failure failure = failureOf(answer.code, finding, std::string(question.label) + " was not told");
+        if (failure.code == Code::NoAnswer || failure.code == Code::ReadFailed) throw failure;
         context.result[question.key] = nullptr;
-        show(question.label, StyledText(Style::Bad, hexCode(answer.code) + " " + describeCode(answer.code).meaning));
+        const std::string why = finding ? finding.reason : describeCode(failure.code).meaning;
+        const std::string code = failure.code == Code::Success ? "" : hexCode(failure.code) + " ";
+        show(question.label, StyledText(Style::Bad, code + why));
         if (refused.empty()) first = failure;
         refused.emplace_back(question.label);
     }

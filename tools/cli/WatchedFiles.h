@@ -29,12 +29,4 @@ private:
     std::string lost_;
 };
 
-struct WatchedPlatform {
-    explicit WatchedPlatform(const Platform& p)
-        : files(p.files), platform{p.serial, p.threading, p.clock, p.keys, p.datagrams, files, p.host} {}
-
-    WatchedFiles files;
-    Platform platform;
-};
-
 }  // namespace mova::cli

@@ -2,6 +2,7 @@
 import os
 import pty
 import signal
+import time
 import tty
 
 from bench import BUILD, BenchTest, main, wait_until
@@ -61,6 +62,18 @@ class AtTest(BenchTest):
         self.assertEnds(result, 4, "")
         self.assertIn("mova: AT was not answered to its end\n  0x4004 NoAnswer: no (accepted) answer within the time\n"
                       "  hint: is the handset switched on", result.err)
+
+    def test_the_hint_of_a_silent_handset_is_not_what_was_just_tried(self):
+        self.start_handset("--fault", "silence")
+        result = self.ask("--timeout", "200", "at", "AT")
+        self.assertIn("baud rate (--baud)? --timeout waits longer\n", result.err)
+        self.assertNotIn("mova at AT", result.err)
+
+    def test_a_long_command_is_quoted_by_its_beginning(self):
+        self.start_handset()
+        self.assertEqual(self.ask("at", "AT+" + "X" * 997).err,
+                         "mova: the handset refused AT+%s... (1000 characters): ERROR\n" % ("X" * 57))
+        self.assertEqual(self.ask("at", "AT+" + "X" * 57).err, "mova: the handset refused AT+%s: ERROR\n" % ("X" * 57))
 
     def test_a_device_path_needs_no_number(self):
         self.start_handset()
@@ -147,6 +160,12 @@ class ActionsTest(BenchTest):
         self.assertEnds(result, 2, "")
         self.assertIn("0x4305 UnknownOption", result.err)
         self.assertNotIn(" <- ", self.read("handset.log"))
+
+    def test_a_silent_handset_is_not_waited_for_longer(self):
+        self.start_handset("--fault", "silence")
+        result = self.ask("hci", "0", "0102")
+        self.assertEnds(result, 4, "")
+        self.assertIn("hint: is the handset switched on, plugged in and at this baud rate? \"mova at AT\" tries it\n", result.err)
 
     def test_data_that_is_not_hexadecimal(self):
         result = self.ask("wifi", "1", "XY")
@@ -312,6 +331,35 @@ class ErrorsTest(BenchTest):
         self.assertEqual(sorted(answer["error"]), ["code", "hex", "hint", "meaning", "message", "name", "status"])
         self.assertEqual((answer["error"]["code"], answer["error"]["hex"], answer["error"]["name"], answer["error"]["status"]),
                          (0x4000, "0x4000", "NotOpen", 3))
+
+
+class EndTest(BenchTest):
+    REST = 0.5  # seconds that a closed port is given before it may be opened again
+
+    def seconds(self, *arguments):
+        begin = time.monotonic()
+        self.assertEnds(self.ask(*arguments), 0)
+        return time.monotonic() - begin
+
+    def test_a_command_ends_without_the_rest_of_a_closed_port(self):
+        self.start_handset()
+        # The rest is a sleep: on a busy machine too, some run is shorter than it if there is none.
+        wait_until(lambda: self.seconds("at", "AT") < self.REST, "an end without the rest")
+
+    def test_the_port_is_closed_in_order_and_can_be_opened_at_once(self):
+        self.start_handset()
+        for _ in range(5):
+            self.assertEnds(self.mova("--port", os.path.realpath(self.link), "at", "AT"), 0, "OK\n")
+        self.environment["TMPDIR"] = os.path.join(self.folder, "tmp")
+        os.mkdir(self.environment["TMPDIR"])
+        self.assertEnds(self.mova("--port", os.path.realpath(self.link), "at", "AT"), 0, "OK\n")
+        self.assertEqual(os.listdir(self.environment["TMPDIR"]), [])  # the link to the device is gone
+
+    def test_the_rest_is_kept_where_the_port_was_kept(self):
+        self.start_handset()
+        script = self.write("s.mova", "at AT\n")
+        for arguments in (("--trace", self.path("trace"), "at", "AT"), ("run", script), ("monitor", "--count", "1", "--send", "AT")):
+            self.assertGreaterEqual(self.seconds(*arguments), self.REST, arguments)
 
 
 class ColoursTest(BenchTest):
