@@ -24,7 +24,8 @@ data = "1122"
 RF_FRAME = "AT*MOVA=090005000201000000000F"
 DUMP = "# mova e2p dump of <test>\n# object record data\n0x1234 2 1122\n"
 
-# A command, the row of ENDINGS that it follows, and what it prints when nothing is wrong.
+# A command, the row of ENDINGS that it follows, and what it prints when nothing is wrong. PATIENCE is the longest wait,
+# in milliseconds or, with _S, in seconds.
 COMMANDS = (
     ("rf", "rf general 5 0x0102", "05000201\n"),
     ("rf", "rf param 6 1 2 0x3456", "060002005634\n"),
@@ -56,9 +57,9 @@ COMMANDS = (
     ("at", "at AT+CSQ", "+CSQ: 21,99\nOK\n"),
     ("at-request", "at " + RF_FRAME, "OK\n"),
     ("info", "info", None),
-    ("raw", "raw write --text AT\\r --read --ascii", "AT\\r\\r\\nOK\\r\\n\n"),
+    ("raw", "raw write --text AT\\r --read --bytes 9 --for PATIENCE --ascii", "AT\\r\\r\\nOK\\r\\n\n"),
     ("raw", "raw read --for 100 --bytes 1", None),
-    ("monitor", "monitor --count 1 --seconds 1 --send " + RF_FRAME, None),
+    ("monitor", "monitor --count 1 --seconds PATIENCE_S --send " + RF_FRAME, None),
     ("none", "signals", "CTS off  DSR off  RING off  CARRIER off\n"),
 )
 
@@ -217,11 +218,12 @@ class FaultsTest(BenchTest):
 
     def judge(self, fault, row, command, expected_output):
         """The faults of one run as texts, none when all is as it has to be."""
-        words = command.split(" ")
         status, code = OWN_ENDINGS.get((command, fault), ENDINGS[row].get(fault, (0, None)))
         options = ["--fault", fault] if fault else []
         # Short where nothing is to come, for busy machines longer where something is.
-        timeout = "300" if fault == "silence" else "2000" if status in (4, 6) else "20000"
+        patience = 300 if fault == "silence" else 4000 if status in (4, 6) else 20000
+        timeout = str(patience)
+        words = command.replace("PATIENCE_S", str(max(1, patience // 1000))).replace("PATIENCE", timeout).split(" ")
         wrong = []
 
         def expect(good, what):

@@ -43,7 +43,7 @@ class PrivateTest(BenchTest):
         os.mkdir(self.path("tmp"))
         self.environment["TMPDIR"] = self.path("tmp")
         device = os.path.realpath(self.link)
-        for end in (signal.SIGHUP, signal.SIGPIPE, signal.SIGKILL, signal.SIGTERM):
+        for end in (signal.SIGHUP, signal.SIGINT, signal.SIGKILL, signal.SIGTERM):
             process = self.start("--port", device, "monitor")
             wait_until(lambda: os.path.exists("/proc/%d/fd" % process.pid) and device in
                        [os.path.realpath("/proc/%d/fd/%s" % (process.pid, fd))
