@@ -264,8 +264,8 @@ class DamagedTextTest(BenchTest):
             self.start_with_answers(damaged)
             result = self.dump("--restart")
             self.assertEnds(result, 6, "")
-            self.assertIn("mova: object 0x1003 record 1 was not read\n  0x4207 WrongDataLength: "
-                          "the data has another length than was sent or announced\n", result.err)
+            self.assertIn("mova: object 0x1003 record 1 was not read: the confirmation is damaged: it is not hexadecimal\n"
+                          "  0x4207 WrongDataLength: the data has another length than was sent or announced\n", result.err)
             self.assertNotIn("complete", self.read("out.e2p.part"))
             self.assertEqual(objects(self.read("out.e2p.part")), ["4097 1 00112233"])
 
