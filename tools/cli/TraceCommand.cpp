@@ -76,8 +76,10 @@ void writePage(const trace::Page& page, const trace::Summary& summary, const Tra
 void showTrace(const TraceOptions& options, Context& context) {
     errno = 0;
     std::ifstream in(options.file, std::ios::binary);
-    if (!in) checkInterrupt();
-    if (!in) failFile(options.file + " cannot be opened: " + reason("is it there?"));
+    if (!in) {
+        checkInterrupt();
+        failFile(options.file + " cannot be opened: " + reason("is it there?"));
+    }
     try {
         trace::Page page(options.most);
         trace::Listeners listeners = options.page.empty() ? trace::Listeners{} : page.listeners();

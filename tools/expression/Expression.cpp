@@ -3,7 +3,7 @@
 // What a search may hold, in blocks of 4 KB: 1 GB, of which nearly every search needs next to nothing.
 #define BOOST_REGEX_MAX_BLOCKS 262144
 #include <boost/version.hpp>
-#if BOOST_VERSION < 107600
+#if defined(BOOST_VERSION) && BOOST_VERSION < 107600  // cppcheck reads this without the library
 #error "Boost.Regex needs a library before 1.76; Debian's package libboost1.81-dev has one that does not"
 #endif
 #include <boost/regex.hpp>

@@ -241,7 +241,10 @@ class DamagedTextTest(BenchTest):
     # Data and checksum of the answer that tells object 4099.
     GOOD = "A0BBCCDD03"
     FLIPPED, CUT_BY_A_COMMENT, SHORT, HALF = "ApBBCCDD03", "A#BBCCDD03", "A0BBCCDE", "A0BBCCDD3"
-    DAMAGED = (FLIPPED, CUT_BY_A_COMMENT, SHORT, HALF)
+    # With what is said of them.
+    DAMAGED = {FLIPPED: "the confirmation is damaged: it is not hexadecimal",
+               CUT_BY_A_COMMENT: "the confirmation is damaged: it is not hexadecimal",
+               SHORT: "the confirmation is cut short: 17 of 18 bytes", HALF: "the confirmation is cut short"}
 
     def start_with_answers(self, *ends):
         """The reads of object 4099 are answered with these in turn, round and round."""
@@ -260,12 +263,12 @@ class DamagedTextTest(BenchTest):
             self.assertEqual(objects(self.read("out.e2p")), ["4097 1 00112233", "4099 1 A0BBCCDD"], damaged)
 
     def test_that_stays_so_leaves_the_dump_unfinished(self):
-        for damaged in self.DAMAGED:
+        for damaged, reason in self.DAMAGED.items():
             self.start_with_answers(damaged)
             result = self.dump("--restart")
             self.assertEnds(result, 6, "")
-            self.assertIn("mova: object 0x1003 record 1 was not read: the confirmation is damaged: it is not hexadecimal\n"
-                          "  0x4207 WrongDataLength: the data has another length than was sent or announced\n", result.err)
+            self.assertIn("mova: object 0x1003 record 1 was not read: %s\n  0x4207 WrongDataLength: "
+                          "the data has another length than was sent or announced\n" % reason, result.err)
             self.assertNotIn("complete", self.read("out.e2p.part"))
             self.assertEqual(objects(self.read("out.e2p.part")), ["4097 1 00112233"])
 
