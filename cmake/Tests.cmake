@@ -2,7 +2,7 @@
 find_package(GTest REQUIRED)
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-# Sanitizer builds have no programs to try: only what runs in a test's own process.
+# Of the programs, sanitizer builds have the tools alone.
 if(MOVA_SANITIZE)
   set(MOVA_TEST_PROGRAMS OFF)
 else()
@@ -60,6 +60,16 @@ function(mova_test name)
       set_tests_properties(${name}-${shard} PROPERTIES PROCESSORS 4)
     endif()
   endforeach()
+endfunction()
+
+# mova_tool_test(NAME COMMAND...): tries the tools as their users do, in real time; also under the address and
+# undefined-behaviour sanitizers. What lives until the program ends is no leak.
+function(mova_tool_test name)
+  if(MOVA_TOOL_PROGRAMS)
+    add_test(NAME ${name} COMMAND ${ARGN})
+    set_tests_properties(${name} PROPERTIES TIMEOUT 900 LABELS real-time
+                         ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1;ASAN_OPTIONS=detect_leaks=0")
+  endif()
 endfunction()
 
 # mova_program_test(NAME COMMAND...): tries programs as their users do, in real time. Not under sanitizers.

@@ -1,5 +1,6 @@
 ; The Windows installer: both DLLs, registered for hosts of their own bitness, the tools, the samples and the reference.
-; makensis -DCONTENT=<folder of the zip's content> -DOUTPUT=<installer> -DVERSION=<n.n.n>
+; makensis -DCONTENT=<folder of the zip's content> -DREMOVAL=<removal.nsh> -DOUTPUT=<installer> -DVERSION=<n.n.n>
+; removal.nsh deletes the content file by file: scripts/pack.sh writes it.
 Unicode true
 Target amd64-unicode
 !include x64.nsh
@@ -52,13 +53,9 @@ Section Uninstall
     IfFileExists "${REGISTRAR32}" 0 unregistered32
     ExecWait '"${REGISTRAR32}" /s /u "$INSTDIR\windows-x86\MovaCmdSvr.dll"'
     unregistered32:
-    ; Only what was installed: a user's own files in the folder stay.
-    RMDir /r "$INSTDIR\windows-x64"
-    RMDir /r "$INSTDIR\windows-x86"
-    RMDir /r "$INSTDIR\samples"
-    RMDir /r "$INSTDIR\docs"
-    Delete "$INSTDIR\README.md"
-    Delete "$INSTDIR\SECURITY.md"
+    ; Only what was installed, by name: the folder is the user's choice, and files of the user's stay, as do folders
+    ; that hold some.
+    !include "${REMOVAL}"
     Delete "$INSTDIR\uninstall.exe"
     RMDir "$INSTDIR"
     DeleteRegKey HKLM "${UNINSTALL_KEY}"

@@ -18,5 +18,10 @@ cp -r samples docs README.md SECURITY.md "$folder/$name"
 cp build/windows-x64/src/component/automation/generated/MovaCmdSvr.h "$folder/$name/samples/cpp"
 rm "$folder/$name/samples/cpp/CMakeLists.txt"
 (cd "$folder" && zip -q -r -X "$name.zip" "$name")
-makensis -V2 -DCONTENT="$PWD/$folder/$name" -DOUTPUT="$PWD/$folder/$name-setup.exe" -DVERSION="$version" packaging/MovaCmdSvr.nsi
+# What the uninstaller removes: each file by its name, then the folders, inner ones first, where nothing else is in them.
+(cd "$folder/$name" && {
+    find . -type f -printf '%P\n' | LC_ALL=C sort | tr / '\\' | sed 's/.*/Delete "$INSTDIR\\&"/'
+    find . -mindepth 1 -depth -type d -printf '%P\n' | tr / '\\' | sed 's/.*/RMDir "$INSTDIR\\&"/'
+}) >"$folder/removal.nsh"
+makensis -V2 -DCONTENT="$PWD/$folder/$name" -DREMOVAL="$PWD/$folder/removal.nsh" -DOUTPUT="$PWD/$folder/$name-setup.exe" -DVERSION="$version" packaging/MovaCmdSvr.nsi
 ls -l "$folder/$name.zip" "$folder/$name-setup.exe"

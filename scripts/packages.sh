@@ -1,9 +1,9 @@
 # To be sourced. install_packages GROUP...: installs what is missing of the groups below from Debian's packages, and says
-# before how much that is. "one|other": either will do, and one is installed where neither is.
+# before how much that is.
 source "${BASH_SOURCE[0]%/*}/progress.sh"
 
 declare -A package_groups=(
-    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libedit-dev"
+    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libboost1.81-dev libedit-dev"
     [build32]="g++-mingw-w64-i686-posix"
     [sanitizers]="clang libclang-rt-14-dev llvm"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf"
@@ -11,14 +11,14 @@ declare -A package_groups=(
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
     [package]="nsis zip python3"
-    [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost-dev|libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
+    [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 
 install_packages() {
     local group package missing=()
     for group in "$@"; do
         for package in ${package_groups[$group]}; do
-            grep -qx installed <(dpkg-query -W -f='${db:Status-Status}\n' ${package//|/ } 2>/dev/null) || missing+=("${package%%|*}")
+            grep -qx installed <(dpkg-query -W -f='${db:Status-Status}\n' "$package" 2>/dev/null) || missing+=("$package")
         done
     done
     [ ${#missing[@]} -eq 0 ] && return

@@ -172,9 +172,12 @@ public:
     // an acknowledgement does not come within Timeout::Acknowledgement, E2pStatus... as the handset reports it, Wrong...
     // when the reply is to another request or another echo than was sent.
     // A reply that lost a segment, or of which one was damaged, can be Success with its text cut short: hosts rely on
-    // it. Compare the text's length with that of the object, or read again.
+    // it. ReadWholeE2PObject does not take such a reply.
 
     TextResult ReadE2PObject(std::int32_t object, std::int32_t record);
+    // The same, but WrongDataLength unless the reply's data is hexadecimal digits alone, as many as the handset
+    // announces: a line can damage a reply in ways that its checksum does not show. Automation clients do not have it.
+    TextResult ReadWholeE2PObject(std::int32_t object, std::int32_t record);
     TextResult WriteE2PObject(std::int32_t object, std::int32_t record, const std::string& hexText);
     TextResult SendE2PPasswd(std::int32_t object, std::int32_t record, const std::string& hexText);
     TextResult SendAuthReq(std::int32_t object, std::int32_t record);

@@ -42,7 +42,7 @@ enum class [[nodiscard]] Code : std::uint32_t {
     WrongObject = 0x4204,
     WrongRecord = 0x4205,
     WrongData = 0x4206,        // the echoed data differs from the data sent
-    WrongDataLength = 0x4207,  // its length does
+    WrongDataLength = 0x4207,  // its length does; of ReadWholeE2PObject, it is not the length that was announced
 
     UnknownOption = 0x4305,  // of HciAction; of SpecificInfo, also its access
     NotInitialised = 0x4317,

@@ -38,7 +38,7 @@ constexpr std::array kRows{
     Row{Code::WrongObject, "WrongObject", "the reply names another object"},
     Row{Code::WrongRecord, "WrongRecord", "the reply names another record"},
     Row{Code::WrongData, "WrongData", "the handset echoed other data than was sent"},
-    Row{Code::WrongDataLength, "WrongDataLength", "the handset echoed data of another length than was sent"},
+    Row{Code::WrongDataLength, "WrongDataLength", "the data has another length than was sent or announced"},
     Row{Code::UnknownOption, "UnknownOption", "unknown option or access"},
     Row{Code::NotInitialised, "NotInitialised", "the command manager is not initialised"},
     Row{Code::ReadFailed, "ReadFailed", "reading the port failed"},

@@ -37,6 +37,12 @@ std::string_view trimRight(std::string_view text) {
     return last == text.npos ? std::string_view{} : text.substr(0, last + 1);
 }
 
+std::string_view withoutByteOrderMark(std::string_view text) {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
+    return text;
+}
+
 std::string_view trim(std::string_view text) {
     const auto first = text.find_first_not_of(kWhiteSpace);
     return first == text.npos ? std::string_view{} : trimRight(text.substr(first));

@@ -17,6 +17,8 @@ MOVA_PRINTF(1, 0) std::string formatList(const char* pattern, va_list arguments)
 
 // White space is space, tab, carriage return, line feed, vertical tab and form feed.
 std::string_view trimRight(std::string_view text);
+// Editors on Windows write one before UTF-8 text.
+std::string_view withoutByteOrderMark(std::string_view text);
 std::string_view trim(std::string_view text);
 
 // Letters of other alphabets than ASCII stay as they are, whatever the locale.

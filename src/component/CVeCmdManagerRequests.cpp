@@ -101,6 +101,11 @@ TextResult CVeCmdManager::ReadE2PObject(std::int32_t object, std::int32_t record
     return toResult(core_->e2p.request(E2pCommand::Read, object, record));
 }
 
+TextResult CVeCmdManager::ReadWholeE2PObject(std::int32_t object, std::int32_t record) {
+    const PortLock lock(core_);
+    return toResult(core_->e2p.readWhole(object, record));
+}
+
 TextResult CVeCmdManager::WriteE2PObject(std::int32_t object, std::int32_t record, const std::string& hexText) {
     const PortLock lock(core_);
     return toResult(core_->e2p.request(E2pCommand::Write, object, record, hexText));

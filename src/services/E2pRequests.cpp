@@ -14,6 +14,7 @@ constexpr std::size_t kHeader = 16;
 constexpr std::size_t kHeaderBytes = 6;  // counted by the message length, which does not count itself
 
 struct Reply {
+    std::uint16_t length = 0;
     std::uint8_t command = 0;
     std::uint8_t status = 0;
     std::uint16_t object = 0;
@@ -35,6 +36,7 @@ std::string makeMessage(E2pCommand command, std::uint16_t object, std::uint16_t 
 Reply parseReply(std::string_view text) {
     Reply reply;
     if (text.size() < kHeader) return reply;
+    reply.length = hexWordAt(text, 0);
     reply.command = hexByteAt(text, 4);
     reply.status = hexByteAt(text, 6);
     reply.object = hexWordAt(text, 8);
@@ -59,6 +61,13 @@ Code check(const Reply& reply, E2pCommand command, std::uint16_t object, std::ui
     return equalIgnoringCase(reply.data, sent) ? Code::Success : Code::WrongData;
 }
 
+// Digits alone, and as many as the handset announced. A character that is no digit counts as 0 in the checksum, so one
+// in the place of a "0" arrives unnoticed otherwise.
+bool isWhole(const Reply& reply) {
+    return reply.data.size() + 2 * kHeaderBytes == std::size_t{2} * reply.length &&
+           std::all_of(reply.data.begin(), reply.data.end(), isHexDigit);
+}
+
 struct Range {
     std::size_t start;
     std::size_t length;
@@ -72,6 +81,15 @@ Range clampRange(std::size_t size, std::int32_t start, std::int32_t length) {
 }  // namespace
 
 TextReply E2pRequests::request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data) {
+    return exchange(command, object, record, data, Demand::Any);
+}
+
+TextReply E2pRequests::readWhole(std::int32_t object, std::int32_t record) {
+    return exchange(E2pCommand::Read, object, record, {}, Demand::Whole);
+}
+
+TextReply E2pRequests::exchange(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data,
+                                Demand demand) {
     const auto objectId = static_cast<std::uint16_t>(object);
     const auto recordNumber = static_cast<std::uint16_t>(record);
     TextReply result;
@@ -80,6 +98,7 @@ TextReply E2pRequests::request(E2pCommand command, std::int32_t object, std::int
     const auto fetched = answers_.queue().fetch(LineClass::E2p, ConfirmationQueue::Take::Remove);
     const Reply reply = parseReply(fetched.record.hexData);
     result.code = check(reply, command, objectId, recordNumber, data);
+    if (result.code == Code::Success && demand == Demand::Whole && !isWhole(reply)) result.code = Code::WrongDataLength;
     if (result.code != Code::Success) return result;
     result.data = reply.data;
     if (command == E2pCommand::Read) {

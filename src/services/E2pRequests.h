@@ -48,6 +48,10 @@ public:
     TextReply request(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data = {})
         MOVA_REQUIRES(portLockRole);
 
+    // A read that takes no damaged reply for the object: WrongDataLength unless the data is hexadecimal digits alone, as
+    // many as the handset announces.
+    TextReply readWhole(std::int32_t object, std::int32_t record) MOVA_REQUIRES(portLockRole);
+
     // Positions and lengths in characters; negative ones count as 0. Beyond the object's end: what is left of it.
     RangeReply readRange(std::int32_t object, std::int32_t record, std::int32_t start, std::int32_t length)
         MOVA_REQUIRES(portLockRole);
@@ -56,6 +60,11 @@ public:
                           std::string_view data) MOVA_REQUIRES(portLockRole);
 
 private:
+    enum class Demand { Any, Whole };  // deliberate: hosts rely on it that a damaged text is handed out
+
+    TextReply exchange(E2pCommand command, std::int32_t object, std::int32_t record, std::string_view data,
+                       Demand demand) MOVA_REQUIRES(portLockRole);
+
     RequestSender& sender_;
     Answers& answers_;
     FileLog& log_;

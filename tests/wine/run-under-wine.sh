@@ -80,21 +80,27 @@ registration_free() {
     done
 }
 
-# Installs silently, tries the installed component, and uninstalls silently until nothing is left.
+# Installs silently, tries the installed component, and uninstalls silently until only the user's own files are left.
 installer() {
-    local setup folder="$prefix/drive_c/Program Files/MovaCmdSvr"
+    local setup left own folder="$prefix/drive_c/Program Files/MovaCmdSvr"
     setup=$(echo build/package/MovaCmdSvr-*-setup.exe)
     timeout 60 wine regsvr32 /s /u "$(windows_path "$dlls/MovaCmdSvr.dll")" 2>/dev/null
     timeout 120 wine "$setup" /S 2>/dev/null || { echo "the installer failed"; return 1; }
     cmp "$dlls/MovaCmdSvr.dll" "$folder/windows-x64/MovaCmdSvr.dll" || return 1
     [ -e "$folder/windows-x86/MovaCmdSvr.dll" ] && [ -e "$folder/docs/reference.md" ] || { echo "files are missing"; return 1; }
     sample "$dlls/samples/late_bound.exe" || return 1
+    own=$'docs/notes.txt\nsamples/mine/station.vbs\nstation.toml\nwindows-x64/station.log'
+    mkdir -p "$folder/samples/mine"
+    while read -r file; do echo mine >"$folder/$file"; done <<<"$own"
     timeout 120 wine "$folder/uninstall.exe" /S 2>/dev/null
     for _ in $(seq 100); do
-        [ -e "$folder" ] || break
+        left=$(cd "$folder" && find . ! -type d -printf '%P\n' | LC_ALL=C sort)
+        [ "$left" != "$own" ] || break
         sleep 0.1
     done
-    [ ! -e "$folder" ] || { echo "left behind:"; find "$folder"; return 1; }
+    [ "$left" = "$own" ] || { echo "left behind, instead of the user's own files:"; echo "$left"; return 1; }
+    [ ! -e "$folder/windows-x86" ] && [ ! -e "$folder/samples/cpp" ] || { echo "empty folders are left behind"; return 1; }
+    rm -r "$folder"
     ! timeout 60 wine reg query 'HKCR\MovaCmdSvr.VeCmdManager' >/dev/null 2>&1 || { echo "still registered"; return 1; }
     ! timeout 60 wine reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\MovaCmdSvr' >/dev/null 2>&1 ||
         { echo "still listed"; return 1; }

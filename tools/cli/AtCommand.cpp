@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 
-#include "base/Printable.h"
 #include "cli/AtExchange.h"
 #include "cli/Commands.h"
 #include "mova/Codes.h"
@@ -12,6 +11,7 @@ namespace {
 struct AtOptions {
     std::vector<std::string> commands;
     bool keepGoing = false;
+    bool noConfirmation = false;
 };
 
 Json objectOf(const std::string& atCommand, const AtAnswer& answer) {
@@ -25,10 +25,10 @@ Json objectOf(const std::string& atCommand, const AtAnswer& answer) {
 
 void show(Context& context, const AtOptions& options, const std::string& atCommand, const AtAnswer& answer) {
     Output& out = context.out;
-    if (options.commands.size() > 1) out.line(out.paint(Style::Strong, "> " + printable(atCommand)));
-    for (const std::string& line : answer.lines) out.line(printable(line));
+    if (options.commands.size() > 1) out.line(StyledText(Style::Strong, "> " + atCommand));
+    for (const std::string& line : answer.lines) out.line(line);
     if (answer.result.empty()) return;
-    out.line(out.paint(isGood(answer.result) ? Style::Good : Style::Bad, printable(answer.result)));
+    out.line(StyledText(isGood(answer.result) ? Style::Good : Style::Bad, answer.result));
 }
 
 void askAll(Context& context, const AtOptions& options) {
@@ -36,17 +36,22 @@ void askAll(Context& context, const AtOptions& options) {
     Failure first;
     bool failed = false;
     for (const std::string& atCommand : options.commands) {
-        const AtAnswer answer = askAt(context, atCommand);
+        const AtAnswer answer =
+            askAt(context, atCommand, options.noConfirmation ? Wanted::AcknowledgementAlone : Wanted::Confirmation);
         context.result["answers"].push_back(objectOf(atCommand, answer));
         show(context, options, atCommand, answer);
-        if (isGood(answer.result)) continue;
+        if (isGood(answer.result) && !answer.finding) continue;
         Failure failure;
         if (answer.result.empty()) {
-            failure = failureOf(Code::NoAnswer, printable(atCommand) + " was not answered to its end");
+            failure = failureOf(Code::NoAnswer, answer.finding, quoted(atCommand) + " was not answered to its end");
+            // The usual one advises what was just tried.
+            if (failure.code == Code::NoAnswer && !answer.finding)
+                failure.hint =
+                    "is the handset switched on, plugged in and at this baud rate (--baud)? --timeout waits longer";
+        } else if (isGood(answer.result)) {
+            failure = failureOf(Code::Success, answer.finding, quoted(atCommand) + " was not answered whole");
         } else {
-            failure = {ExitStatus::Refused,
-                       "the handset refused " + printable(atCommand) + ": " + printable(answer.result),
-                       {}};
+            failure = {ExitStatus::Refused, "the handset refused " + quoted(atCommand) + ": " + answer.result, {}};
         }
         if (!options.keepGoing) throw failure;
         if (!failed) first = failure;
@@ -65,6 +70,9 @@ void describeAt(CLI::App& command, Context& context) {
         ->required()
         ->type_name("COMMAND");
     command.add_flag("-k,--keep-going", options->keepGoing, "send the others also when one is refused");
+    addNoConfirmation(command, options->noConfirmation);
+    command.footer(
+        "A request of the handset's protocol (AT*MOVA=) is answered when a whole confirmation of it has come.");
     whenRun(command, context, [&context, options] { askAll(context, *options); });
 }
 

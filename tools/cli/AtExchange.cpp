@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "base/Printable.h"
 #include "base/Text.h"
 #include "cli/SplitText.h"
 
@@ -63,30 +62,50 @@ std::vector<std::string> linesOf(const std::string& answer, const std::string& s
     return lines;
 }
 
+std::string quoted(const std::string& atCommand) {
+    constexpr std::size_t kMost = 60;
+    if (atCommand.size() <= kMost) return atCommand;
+    return atCommand.substr(0, kMost) + "... (" + std::to_string(atCommand.size()) + " characters)";
+}
+
+std::string finalResultOf(const LineTalk& talk) {
+    if (talk.empty()) return {};
+    for (const std::string& part : splitAt(talk.back().received, '\n')) {
+        const std::string_view line = trim(part);
+        if (finalResult(line) != nullptr) return std::string(line);
+    }
+    return {};
+}
+
 bool isGood(const std::string& result) {
     const FinalResult* const row = finalResult(result);
     return row != nullptr && row->good;
 }
 
-AtAnswer askAt(Context& context, const std::string& atCommand) {
+AtAnswer askAt(Context& context, const std::string& atCommand, Wanted wanted) {
     CVeCmdManager& handset = context.session.handset();
     Clock& clock = context.session.clock();
     const auto limit = static_cast<std::uint32_t>(context.session.timeout(kUsualTime));
     const std::string sent(trimRight(atCommand));
     AtAnswer answer;
+    Listening listening(context.session);
     const std::uint32_t begin = clock.tickCount();
-    check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+    check(handset.SendNormalAtCmd(0, atCommand), quoted(atCommand) + " was not sent");
     for (;;) {
         const AtResult got = handset.GetNormalAtResult(kLinesAndResult);
-        check(got.code, "the answer to " + printable(atCommand) + " was not collected");
+        check(got.code, "the answer to " + quoted(atCommand) + " was not collected");
         const bool whole = takeIn(answer, got.text, sent);
         answer.milliseconds = clock.tickCount() - begin;
-        if (whole) return answer;
+        if (whole) {
+            answer.finding = listening.look(wanted).finding;
+            return answer;
+        }
         if (answer.milliseconds >= limit) break;
         checkInterrupt();
         if (got.text.empty()) clock.sleep(kPause);
     }
     takeIn(answer, handset.GetNormalAtResult(kUnfinishedToo).text, sent);
+    answer.finding = listening.look(wanted).finding;
     return answer;
 }
 

@@ -16,7 +16,11 @@ struct CommandEntry {
     // Gives the command, already named, its description, arguments and action (whenRun).
     void (*describe)(CLI::App& command, Context& context);
     bool startsSession = false;  // shell and run: not within another session
+    bool endsAtOnce = true;      // its result told, the program ends without the rest of a closed port
 };
+
+// Of a command by its name, which may have that of a subcommand behind it.
+bool endsAtOnce(std::string_view name);
 
 std::span<const CommandEntry> commands();
 

@@ -59,6 +59,11 @@ CLI::Option* addHex(CLI::App& command, const std::string& name, std::string& val
     return option;
 }
 
+void addNoConfirmation(CLI::App& command, bool& value) {
+    command.add_flag("--no-confirmation", value,
+                     "the acknowledgement is enough: a confirmation may come, and is checked if it does");
+}
+
 std::vector<NumberRange> rangesOf(const std::string& text, const char* option, const std::string& hint) {
     const auto ranges = parseRanges(text, kLargestWord);
     if (!ranges) failUsage(std::string(option) + " " + text + ": these are no ranges of numbers up to 65535", hint);

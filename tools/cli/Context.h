@@ -40,6 +40,7 @@ CLI::Option* addNumber(CLI::App& command, const std::string& name, std::uint32_t
                        const std::string& description);
 // Hexadecimal data, several words joined.
 CLI::Option* addHex(CLI::App& command, const std::string& name, std::string& value, const std::string& description);
+void addNoConfirmation(CLI::App& command, bool& value);
 // The ranges that an option was given; throws Failure when they are none.
 std::vector<NumberRange> rangesOf(const std::string& text, const char* option, const std::string& hint = {});
 

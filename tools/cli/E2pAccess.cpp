@@ -10,28 +10,45 @@
 
 namespace mova::cli {
 
-template <class Request>
-TextResult E2pAccess::repeat(Request request) {
-    TextResult result = request();
+E2pReply E2pAccess::once(const std::function<TextResult(CVeCmdManager&)>& request) {
+    Listening listening(session_);
+    E2pReply reply{request(handset_), {}};
+    CheckedAnswer answer = listening.look();
+    requireDelivered(answer, reply.code, reply.text.value_or(""));
+    reply.finding = std::move(answer.finding);
+    if (reply.code == Code::Success) reply.code = reply.finding.code;
+    return reply;
+}
+
+void E2pAccess::tellTry(const E2pKey& key, const E2pReply& last, std::uint32_t number) {
+    if (tries_ == Tries::Untold) return;
+    const std::string why = last.finding ? last.finding.reason : codeMeaning(last.code);
+    out_.remark(keyText(key) + ": " + why + "; try " + std::to_string(number) + " of " + std::to_string(retries_ + 1));
+}
+
+E2pReply E2pAccess::repeat(const E2pKey& key, const std::function<TextResult(CVeCmdManager&)>& request) {
+    E2pReply result = once(request);
     for (std::uint32_t tries = 0; tries < retries_ && result.code != Code::Success; ++tries) {
         if (isE2pStatus(result.code) || result.code == Code::NotOpen) break;  // the same again would come
+        if (result.finding.code == Code::ReadFailed) break;                   // the port is gone
         checkInterrupt();
-        result = request();
+        tellTry(key, result, tries + 2);
+        result = once(request);
     }
     return result;
 }
 
-TextResult E2pAccess::read(const E2pKey& key) {
-    return repeat([&] { return handset_.ReadE2PObject(key.first, key.second); });
+E2pReply E2pAccess::read(const E2pKey& key) {
+    return repeat(key, [&](CVeCmdManager& h) { return h.ReadWholeE2PObject(key.first, key.second); });
 }
 
-TextResult E2pAccess::write(const E2pKey& key, const std::string& hex) {
-    return repeat([&] { return handset_.WriteE2PObject(key.first, key.second, hex); });
+E2pReply E2pAccess::write(const E2pKey& key, const std::string& hex) {
+    return repeat(key, [&](CVeCmdManager& h) { return h.WriteE2PObject(key.first, key.second, hex); });
 }
 
 void E2pAccess::verify(const E2pKey& key, const std::string& hex) {
-    const TextResult back = read(key);
-    check(back.code, keyText(key) + " was written, and could not be read back");
+    const E2pReply back = read(key);
+    check(back, keyText(key) + " was written, and could not be read back");
     const auto differences = differencesOf("written", hex, "read back", back.text.value_or(""));
     if (!differences.empty()) {
         throw Failure{ExitStatus::Refused, keyText(key) + " reads back differently: " + differences.front(),

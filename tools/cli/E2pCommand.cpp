@@ -24,6 +24,7 @@ struct ObjectOptions {
     E2pKey key() const { return {static_cast<std::uint16_t>(object), static_cast<std::uint16_t>(record)}; }
 };
 
+constexpr std::uint32_t kRetries = 2;
 constexpr std::uint32_t kLongestObject = 0xFFFF;
 
 void addObject(CLI::App& command, ObjectOptions& o) {
@@ -62,8 +63,8 @@ std::string cut(const ObjectOptions& o, const std::string& hex, bool toEnd) {
 }
 
 void read(Context& context, const ObjectOptions& o, bool toEnd) {
-    const TextResult reply = E2pAccess(context).read(o.key());
-    check(reply.code, keyText(o.key()) + " was not read");
+    const E2pReply reply = E2pAccess(context, kRetries, E2pAccess::Tries::Told).read(o.key());
+    check(reply, keyText(o.key()) + " was not read");
     const std::string hex = cut(o, reply.text.value_or(""), toEnd);
     context.result["object"] = o.object;
     context.result["record"] = o.record;
@@ -80,8 +81,8 @@ void read(Context& context, const ObjectOptions& o, bool toEnd) {
 // A part is put into the object as it is read; the component does the same for its own range writes.
 std::string wholeToWrite(E2pAccess& access, const ObjectOptions& o, bool part) {
     if (!part) return o.hex;
-    const TextResult reply = access.read(o.key());
-    check(reply.code, keyText(o.key()) + " was not read, so its part was not written");
+    const E2pReply reply = access.read(o.key());
+    check(reply, keyText(o.key()) + " was not read, so its part was not written");
     std::string whole = reply.text.value_or("");
     ObjectOptions range = o;
     range.length = static_cast<std::uint32_t>(o.hex.size() / 2);
@@ -91,9 +92,9 @@ std::string wholeToWrite(E2pAccess& access, const ObjectOptions& o, bool part) {
 
 void write(Context& context, const ObjectOptions& o, bool part) {
     if (o.hex.empty()) failUsage("there is nothing to write");
-    E2pAccess access(context);
+    E2pAccess access(context, kRetries, E2pAccess::Tries::Told);
     const std::string whole = wholeToWrite(access, o, part);
-    check(access.write(o.key(), whole).code, keyText(o.key()) + " was not written");
+    check(access.write(o.key(), whole), keyText(o.key()) + " was not written");
     if (!o.noVerify) access.verify(o.key(), whole);
     context.result["object"] = o.object;
     context.result["record"] = o.record;
@@ -151,9 +152,10 @@ constexpr Provisioning kProvisioning[] = {
 
 void provision(Context& context, const Provisioning& row, const ObjectOptions& o) {
     if (row.forGood && !o.yes) failUsage(std::string(row.name) + " cannot be taken back", "add --yes if it is meant");
-    const TextResult reply = row.request(context.session.handset(), static_cast<std::int32_t>(o.object),
-                                         static_cast<std::int32_t>(o.record), o.hex);
-    check(reply.code, std::string(row.name) + " failed");
+    const E2pReply reply = E2pAccess(context).once([&](CVeCmdManager& h) {
+        return row.request(h, static_cast<std::int32_t>(o.object), static_cast<std::int32_t>(o.record), o.hex);
+    });
+    check(reply, std::string(row.name) + " failed");
     const std::string data = reply.text.value_or("");
     context.result["data"] = data;
     context.out.line(data.empty() ? "done" : data);

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cstdio>
 #include <filesystem>
 
@@ -6,10 +7,10 @@
 #include "cli/CodeHints.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
+#include "cli/FileAccess.h"
 #include "cli/ParseNumber.h"
 #include "cli/Progress.h"
 #include "cli/SplitText.h"
-#include "cli/TextFile.h"
 #include "mova/Codes.h"
 
 namespace mova::cli {
@@ -80,9 +81,8 @@ private:
 // The file while it grows. What is written stays, so that an interrupted dump can go on.
 class GrowingFile {
 public:
-    GrowingFile(const std::string& path, const char* mode)
-        : path_(path), file_(makeForOwner(path) ? std::fopen(path.c_str(), mode) : nullptr) {
-        if (file_ == nullptr) failFile(path + " cannot be written", "is the folder there, and may you write to it?");
+    explicit GrowingFile(const std::string& path) : path_(path), file_(openClaimed(path)) {
+        if (file_ == nullptr) fail("the system is short of memory");
     }
     ~GrowingFile() {
         if (file_ != nullptr) std::fclose(file_);
@@ -90,16 +90,30 @@ public:
     GrowingFile(const GrowingFile&) = delete;
     GrowingFile& operator=(const GrowingFile&) = delete;
 
+    // What an earlier dump left.
+    std::string text() {
+        std::string all;
+        std::array<char, 4096> part{};
+        while (const std::size_t count = std::fread(part.data(), 1, part.size(), file_)) all.append(part.data(), count);
+        if (std::ferror(file_) != 0) failFile(path_ + " cannot be read");
+        return all;
+    }
+    // So much of it stays; what is added comes behind.
+    void keep(std::size_t bytes) {
+        if (!cutTo(file_, bytes) || std::fseek(file_, 0, SEEK_END) != 0) fail("may you write to it?");
+    }
     void add(const std::string& text) {
         const bool written = std::fwrite(text.data(), 1, text.size(), file_) == text.size() && std::fflush(file_) == 0;
-        if (!written) failFile(path_ + " cannot be written", "is the disk full? what was read so far is kept");
+        if (!written) fail("is the disk full? what was read so far is kept");
     }
     void close() {
         const bool closed = std::fclose(std::exchange(file_, nullptr)) == 0;
-        if (!closed) failFile(path_ + " cannot be written", "is the disk full?");
+        if (!closed) fail("is the disk full?");
     }
 
 private:
+    [[noreturn]] void fail(const char* hint) const { failFile(path_ + " cannot be written", hint); }
+
     std::string path_;
     std::FILE* file_;
 };
@@ -116,12 +130,12 @@ public:
           access_(context, options.retries) {}
 
     void run() {
-        if (fileExists(options_.path) && !options_.force) {
-            failFile(options_.path + " is there already", "choose another name, or let --force replace it");
+        refuseToReplace();
+        GrowingFile file(part_);
+        if (!resume(file)) {
+            file.keep(0);
+            file.add(heading());
         }
-        const bool resumed = !options_.restart && fileExists(part_) && resume();
-        GrowingFile file(part_, resumed ? "ab" : "wb");
-        if (!resumed) file.add(heading());
         readAll(file);
         file.add(noteLine(e2pnote::kComplete, std::to_string(stored_)));
         file.close();
@@ -138,9 +152,24 @@ private:
                "# object record data\n";
     }
 
+    // What is no regular file (a device, a folder, a link) is nobody's earlier dump.
+    void refuseToReplace() const {
+        using std::filesystem::file_type;
+        std::error_code unknown;
+        const file_type type = std::filesystem::symlink_status(options_.path, unknown).type();
+        if (type == file_type::not_found) return;
+        if (type != file_type::regular) {
+            failFile(options_.path + " is there already, and is no regular file", "choose another name");
+        }
+        if (!options_.force) {
+            failFile(options_.path + " is there already", "choose another name, or let --force replace it");
+        }
+    }
+
     // True: the walk stands where the interrupted dump stopped, and the file holds whole lines only.
-    bool resume() {
-        std::string text = readTextFile(part_);
+    bool resume(GrowingFile& file) {
+        std::string text = options_.restart ? std::string() : file.text();
+        if (text.empty()) return false;
         text.resize(text.rfind('\n') + 1);  // a line that was not written to its end
         const E2pFile begun = parseE2pText(text, part_);
         const bool same = begun.isDump() && begun.note(e2pnote::kObjects) == rangesText(objects_) &&
@@ -153,7 +182,7 @@ private:
                 part_ + " is an interrupted dump of the handset " + begun.note(e2pnote::kImei) + ", this is " + imei_,
                 advice);
         }
-        writeTextFile(part_, text);
+        file.keep(text.size());
         stored_ = resumedWith_ = begun.objects.size();
         if (!begun.objects.empty()) {
             walk_.skipTo(begun.objects.rbegin()->first);
@@ -185,10 +214,10 @@ private:
 
     void readOne(GrowingFile& file, Progress& progress) {
         const E2pKey key = walk_.key();
-        TextResult reply = access_.read(key);
+        const E2pReply reply = access_.read(key);
         const bool refused = isE2pStatus(reply.code);
         if (!refused && reply.code != Code::Success) {
-            Failure failure = failureOf(reply.code, keyText(key) + " was not read");
+            Failure failure = failureOf(reply, keyText(key) + " was not read");
             failure.hint += "; the same command goes on where it stopped";
             throw failure;
         }
@@ -249,7 +278,8 @@ void describeDump(CLI::App& command, Context& context) {
     command.add_flag("--restart", o->restart, "begin anew, also where an interrupted dump could go on");
     command.footer(
         "Which objects a handset has shows only when it is asked. Until the dump is whole it is FILE.part; the "
-        "same command goes on with it. The simulated handset serves a dump with --store FILE.");
+        "same command goes on with it. Only one dump at a time writes a file. The simulated handset serves a dump with "
+        "--store FILE.");
     whenRun(command, context, [&context, o] { Dump(context, *o).run(); });
 }
 

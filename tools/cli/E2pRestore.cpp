@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include "base/CodeTexts.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
 #include "cli/ParseNumber.h"
@@ -76,12 +77,13 @@ private:
 
     void restoreOne(const E2pKey& key, const std::string& hex) {
         try {
-            const TextResult now = access_.read(key);
+            const E2pReply now = access_.read(key);
+            if (!isE2pStatus(now.code)) check(now, keyText(key) + " was not read");
             if (now.code == Code::Success && now.text.value_or("") == hex) {
                 ++equal_;
                 return;
             }
-            check(access_.write(key, hex).code, keyText(key) + " was not written");
+            check(access_.write(key, hex), keyText(key) + " was not written");
             access_.verify(key, hex);
             ++written_;
         } catch (Failure& failure) {
@@ -174,11 +176,11 @@ private:
         for (const auto& [key, hex] : file.objects) {
             checkInterrupt();
             ++compared_;
-            const TextResult reply = access.read(key);
+            const E2pReply reply = access.read(key);
             if (isRefused(reply.code)) {
                 tell(key, {"only in " + options_.path});
             } else {
-                check(reply.code, keyText(key) + " was not read");
+                check(reply, keyText(key) + " was not read");
                 compare(key, hex, reply.text.value_or(""));
             }
             progress.advance(std::to_string(different_) + " different");
@@ -213,7 +215,7 @@ private:
 
     void tell(const E2pKey& key, const std::vector<std::string>& texts) {
         ++different_;
-        context_.out.line(context_.out.paint(Style::Strong, keyText(key)));
+        context_.out.line(StyledText(Style::Strong, keyText(key)));
         for (const std::string& text : texts) context_.out.line("  " + text);
         Json entry = Json::object();
         entry["object"] = key.first;

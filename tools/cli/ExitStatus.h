@@ -28,7 +28,7 @@ inline constexpr std::array kExitMeanings{
     ExitMeaning{ExitStatus::NoAnswer, "the handset did not answer in time"},
     ExitMeaning{ExitStatus::Interrupted, "interrupted (Ctrl-C)"},
     ExitMeaning{ExitStatus::LineTrouble, "an answer arrived damaged, or the port failed"},
-    ExitMeaning{ExitStatus::FileTrouble, "a file could not be read or written"},
+    ExitMeaning{ExitStatus::FileTrouble, "a file could not be read or written, or the output not be written"},
 };
 
 }  // namespace mova::cli

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "base/Environment.h"
+#include "cli/FileAccess.h"
 #include "cli/PortList.h"
-#include "cli/TextFile.h"
 
 namespace mova::cli {
 
@@ -21,6 +21,12 @@ std::vector<std::string> ConfirmationInbox::take() {
 
 namespace {
 
+// Threads of the component that use it may outlive main.
+SessionPlatform* keepForGood(std::unique_ptr<SessionPlatform> platform) {
+    static auto& kept = *new std::vector<std::unique_ptr<SessionPlatform>>();
+    return kept.emplace_back(std::move(platform)).get();
+}
+
 std::string onlyPort() {
     const std::vector<ListedPort> ports = listPorts();
     if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
@@ -31,11 +37,8 @@ std::string onlyPort() {
     return ports[0].number ? std::to_string(*ports[0].number) : ports[0].device;
 }
 
-// The component would go on without saying so.
-void requireWritable(const std::string& path, const char* option) {
-    if (path.empty()) return;
-    if (makeForOwner(path)) return;
-    failFile(std::string(option) + " " + path + " cannot be written", "is the folder there, and may you write to it?");
+void requireWritableFor(const char* option, const std::string& path) {
+    if (!path.empty()) requireWritable(path, std::string(option) + " " + path);
 }
 
 }  // namespace
@@ -45,6 +48,11 @@ HandsetSession::~HandsetSession() { close(); }
 void HandsetSession::close() {
     handset_.reset();  // closes the port
     target_.reset();
+}
+
+void HandsetSession::closeAtEnd() {
+    if (system_ != nullptr) system_->clock.skipPauses();
+    close();
 }
 
 CVeCmdManager& HandsetSession::handset() {
@@ -59,6 +67,14 @@ const std::string& HandsetSession::portName() {
     return target_->name();
 }
 
+void HandsetSession::requireRecorded() {
+    const std::string lost = system_ == nullptr ? std::string() : system_->files.takeLost();
+    if (!lost.empty()) {
+        failFile(lost + " could not be written, and does not hold all that was sent and received",
+                 "is the disk full? is another program holding it?");
+    }
+}
+
 void HandsetSession::applyTimeouts() {
     struct Row {
         Timeout which;
@@ -70,9 +86,10 @@ void HandsetSession::applyTimeouts() {
 
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
-    auto handset = std::make_unique<CVeCmdManager>(target->platform(), inbox_);
-    requireWritable(options_.traceFile, "--trace");
-    requireWritable(options_.logFile, "--log");
+    system_ = keepForGood(std::make_unique<SessionPlatform>(target->platform()));
+    auto handset = std::make_unique<CVeCmdManager>(system_->platform, inbox_);
+    requireWritableFor("--trace", options_.traceFile);
+    requireWritableFor("--log", options_.logFile);
     if (!options_.traceFile.empty()) {
         check(handset->ActivateMovaLogging(options_.traceFile, 0, kStartTrace),
               "the trace file " + options_.traceFile + " could not be opened");

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "cli/AnswerCheck.h"
 #include "cli/PortTarget.h"
+#include "cli/SessionPlatform.h"
 #include "mova/CVeCmdManager.h"
 
 namespace mova::cli {
@@ -37,20 +39,27 @@ public:
     HandsetSession(const HandsetSession&) = delete;
     HandsetSession& operator=(const HandsetSession&) = delete;
 
-    CVeCmdManager& handset();  // open; throws Failure
+    CVeCmdManager& handset();                  // open; throws Failure
+    LineTap& line() { return system_->line; }  // of an open port
     ConfirmationInbox& inbox() { return *inbox_; }
     Clock& clock();
     const std::string& portName();  // of an open port
     std::int32_t timeout(std::int32_t usual) const { return options_.timeout > 0 ? options_.timeout : usual; }
     // HCI actions set a time-out of their own; this brings back what the user chose.
     void applyTimeouts();
+    // Throws Failure when the trace or the log has lost something since the last time; the component goes on without
+    // saying so.
+    void requireRecorded();
     void close();
+    // The same for a program that ends: without the rest that a port is given before it is opened again.
+    void closeAtEnd();
 
 private:
     void open();
 
     const SessionOptions& options_;
     std::unique_ptr<PortTarget> target_;
+    SessionPlatform* system_ = nullptr;
     std::shared_ptr<ConfirmationInbox> inbox_ = std::make_shared<ConfirmationInbox>();
     std::unique_ptr<CVeCmdManager> handset_;
 };
@@ -70,6 +79,25 @@ public:
 
 private:
     CVeCmdManager& handset_;
+};
+
+// Listens to the line while a request is under way.
+class Listening {
+public:
+    explicit Listening(HandsetSession& session) : line_(session.line()) { line_.listen(); }
+    ~Listening() { line_.rest(); }
+    Listening(const Listening&) = delete;
+    Listening& operator=(const Listening&) = delete;
+
+    LineTalk talk() const { return line_.heard(); }
+    // Holds what has come so far against what was asked.
+    CheckedAnswer look(Wanted wanted = Wanted::Confirmation) const {
+        if (line_.failed()) return {portFailed(), {}};
+        return checkAnswer(line_.heard(), wanted);
+    }
+
+private:
+    LineTap& line_;
 };
 
 }  // namespace mova::cli

@@ -2,7 +2,6 @@
 #include <array>
 
 #include "base/CodeTexts.h"
-#include "base/Printable.h"
 #include "base/Text.h"
 #include "cli/AtExchange.h"
 #include "cli/CodeHints.h"
@@ -46,34 +45,50 @@ std::string tidy(std::string text, const std::string& sent) {
     return joined;
 }
 
+// What the line showed against an answer. A refusal of an AT command is an answer without text to the component.
+Finding findingOf(const Listening& listening, const Question& question, Code code) {
+    const bool byAtCommand = *question.sent != '\0';
+    if (byAtCommand && code == Code::Success) {
+        const std::string result = finalResultOf(listening.talk());
+        if (!isGood(result)) return {ExitStatus::Refused, Code::Success, "the handset says " + result, {}};
+    }
+    CheckedAnswer answer = listening.look();
+    requireDelivered(answer, code);
+    return answer.finding;
+}
+
 void askAll(Context& context) {
     CVeCmdManager& handset = context.session.handset();
     Output& out = context.out;
     constexpr std::size_t kLabelWidth = 24;
-    const auto show = [&](std::string label, const std::string& text) {
+    const auto show = [&](std::string label, const StyledText& text) {
         label.resize(std::max(label.size() + 1, kLabelWidth), ' ');
-        out.line(out.paint(Style::Strong, label) + text);
+        out.line(StyledText(Style::Strong, label) + text);
     };
     context.result["component"] = handset.GetCmpVersion(1);
     context.result["port"] = context.session.portName();
-    show("component", handset.GetCmpVersion(1));
-    show("port", context.session.portName());
+    show("component", StyledText(handset.GetCmpVersion(1)));
+    show("port", StyledText(context.session.portName()));
     std::vector<std::string> refused;
     Failure first;
     for (const Question& question : kQuestions) {
         checkInterrupt();
+        Listening listening(context.session);
         const TextResult answer =
             handset.SpecificInfo(number(question.option), number(Access::Read), question.parameter);
-        if (answer.code == Code::Success) {
+        const Finding finding = findingOf(listening, question, answer.code);
+        if (answer.code == Code::Success && !finding) {
             const std::string text = tidy(answer.text.value_or(""), question.sent);
             context.result[question.key] = text;
-            show(question.label, printable(text));
+            show(question.label, StyledText(text));
             continue;
         }
-        Failure failure = failureOf(answer.code, std::string(question.label) + " was not told");
-        if (answer.code == Code::NoAnswer) throw failure;
+        Failure failure = failureOf(answer.code, finding, std::string(question.label) + " was not told");
+        if (failure.code == Code::NoAnswer || failure.code == Code::ReadFailed) throw failure;
         context.result[question.key] = nullptr;
-        show(question.label, out.paint(Style::Bad, hexCode(answer.code) + " " + describeCode(answer.code).meaning));
+        const std::string why = finding ? finding.reason : describeCode(failure.code).meaning;
+        const std::string code = failure.code == Code::Success ? "" : hexCode(failure.code) + " ";
+        show(question.label, StyledText(Style::Bad, code + why));
         if (refused.empty()) first = failure;
         refused.emplace_back(question.label);
     }

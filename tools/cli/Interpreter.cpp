@@ -72,9 +72,9 @@ void describeProgram(CLI::App& app, Context& context) {
 // What the error output and --json tell of a failure.
 void tell(Context& context, const Failure& failure) {
     Output& out = context.out;
-    if (failure.message.empty()) return;             // told already
-    if (out.isJson() && !out.isCapturing()) return;  // the result says it
-    out.trouble(out.paintRemark(Style::Bad, "mova: ") + failure.message);
+    if (failure.message.empty()) return;                              // told already
+    if (out.isJson() && !out.isCapturing() && !out.isLost()) return;  // the result says it
+    out.trouble(StyledText(Style::Bad, "mova: ") + failure.message);
     if (failure.code != Code::Success) {
         const CodeDescription text = describeCode(failure.code);
         out.trouble("  " + hexCode(failure.code) + " " + text.name + ": " + text.meaning);
@@ -144,13 +144,12 @@ std::string parseProblem(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 // Help and version are no failures; they are text also where results are JSON.
-ExitStatus showHelp(Context& context, const CLI::App& app, const CLI::ParseError& asked) {
+void showHelp(Context& context, const CLI::App& app, const CLI::ParseError& asked) {
     std::ostringstream text, unused;
     app.exit(asked, text, unused);
     context.out.useJson(false);
     printLines(context.out, text.str());
     context.out.useJson(context.json);
-    return ExitStatus::Done;
 }
 
 // In the help's words.
@@ -182,28 +181,51 @@ std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
     return app;
 }
 
+namespace {
+
+void perform(Context& context, CLI::App& app, Scope scope, const std::vector<std::string>& words) {
+    try {
+        std::vector<std::string> reversed(words.rbegin(), words.rend());
+        if (scope == Scope::Program) {
+            // Before anything is told: how it is to be told.
+            app.parse_complete_callback([&context] {
+                context.out.useJson(context.json);
+                context.out.chooseColours(context.colour);
+            });
+        }
+        app.parse(std::move(reversed));
+        if (context.checkOnly) return;
+        context.session.requireRecorded();
+        finishResult(context, nullptr);
+    } catch (const ManPageAsked&) {
+        printLines(context.out, manPage(app));
+    } catch (const CLI::Success& asked) {
+        showHelp(context, app, asked);
+    }
+}
+
+// Where results cannot be written, the error output tells.
+void finishFailed(Context& context, const Failure& told) {
+    tell(context, told);
+    if (context.out.isLost()) return;
+    try {
+        finishResult(context, &told);
+    } catch (const Failure& lost) {
+        tell(context, told);
+        tell(context, lost);
+    }
+}
+
+}  // namespace
+
 ExitStatus execute(Context& context, Scope scope, const std::vector<std::string>& words, Failure* failure) {
     const auto app = makeParser(context, scope);
     context.result = Json::object();
     context.commandName.clear();
     Failure told;
     try {
-        std::vector<std::string> reversed(words.rbegin(), words.rend());
-        if (scope == Scope::Program) {
-            // Before anything is told: how it is to be told.
-            app->parse_complete_callback([&context] {
-                context.out.useJson(context.json);
-                context.out.chooseColours(context.colour);
-            });
-        }
-        app->parse(std::move(reversed));
-        if (!context.checkOnly) finishResult(context, nullptr);
+        perform(context, *app, scope, words);
         return ExitStatus::Done;
-    } catch (const ManPageAsked&) {
-        printLines(context.out, manPage(*app));
-        return ExitStatus::Done;
-    } catch (const CLI::Success& asked) {
-        return showHelp(context, *app, asked);
     } catch (const CLI::ParseError& error) {
         told = {ExitStatus::Usage, parseProblem(*app, error), usageHint(*app, scope)};
     } catch (const Failure& thrown) {
@@ -214,10 +236,7 @@ ExitStatus execute(Context& context, Scope scope, const std::vector<std::string>
         told = {ExitStatus::FileTrouble, error.what(), {}};
     }
     context.out.useJson(context.json);
-    if (!context.checkOnly) {
-        tell(context, told);
-        finishResult(context, &told);
-    }
+    if (!context.checkOnly) finishFailed(context, told);
     if (failure != nullptr) *failure = told;
     return told.status;
 }

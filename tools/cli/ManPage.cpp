@@ -26,6 +26,12 @@ constexpr std::array kVariables{
     Explained{variable::kNoColour, "when set, no colours unless --colour always"},
 };
 
+constexpr const char* kWhatSucceeds =
+    "A command succeeds only with a whole answer that is its own. It looks at what arrived on the line: what is "
+    "damaged, "
+    "cut short or of another request ends it with exit code 6, an acknowledgement or a confirmation that does not come "
+    "with 4. Where a request has no confirmation, --no-confirmation takes its acknowledgement alone.";
+
 constexpr std::array kExamples{
     Explained{"mova ports", "what is there"},
     Explained{"mova --port 7 at AT+CGMI AT+CSQ", "two AT commands on COM7"},
@@ -50,8 +56,10 @@ constexpr std::array kFields{
     Explained{"e2p restore", "file, objects, written, equal, refused"},
     Explained{"e2p diff", "differences: list of object, record, texts; compared, different"},
     Explained{"e2p password, auth-request, auth-key, serial-number, hash-request, lock-otp", "data"},
-    Explained{"hci, wifi", "reply"},
-    Explained{"monitor", "an object a confirmation, with time and text; at the end count"},
+    Explained{"hci, wifi", "reply (null for an acknowledgement alone)"},
+    Explained{"monitor",
+              "an object a confirmation, with time and text, and damaged (why) where it is; at the end count (of whole "
+              "ones) and damaged (how many)"},
     Explained{"raw write", "written; with --read also bytes, hex, text"},
     Explained{"raw read", "bytes, hex, text"},
     Explained{"signals", "cts, dsr, ring, carrier"},
@@ -157,6 +165,7 @@ std::string manPage(CLI::App& app) {
     text += ".SH NAME\nmova \\- drive a mobile handset on a serial port\n";
     text += ".SH SYNOPSIS\n.B mova\n[OPTIONS] COMMAND [ARGUMENTS]\n";
     text += ".SH DESCRIPTION\n" + roff(app.get_description()) + "\nNumbers are decimal, or hexadecimal behind 0x.\n";
+    text += ".PP\n" + roff(kWhatSucceeds) + "\n";
     text += ".SH OPTIONS\nThey stand before or behind the command.\n" + optionEntries(app, false);
     text += ".SH COMMANDS\n";
     for (const CLI::App* sub : app.get_subcommands([](const CLI::App*) { return true; })) {

@@ -1,10 +1,12 @@
 #include <CLI/CLI.hpp>
 
-#include "base/Printable.h"
 #include "base/Text.h"
+#include "cli/AnswerCheck.h"
+#include "cli/AtExchange.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
+#include "cli/Terminal.h"
 
 namespace mova::cli {
 
@@ -21,13 +23,36 @@ std::string timeText(const LocalTime& t) {
                   t.millisecond);
 }
 
-void show(Context& context, const std::string& text) {
+// Confirmations that did not arrive whole. The events do not tell of one that was followed by a good one at once.
+class DamageCount {
+public:
+    void take(const LineTalk& talk) {
+        for (const LineTurn& turn : talk) received_ += turn.received;
+        const std::size_t whole = received_.rfind('\n') + 1;
+        const Damage damage = damageIn(received_.substr(0, whole));
+        received_.erase(0, whole);
+        if (count_ == 0) first_ = damage.first;
+        count_ += damage.count;
+    }
+
+    std::size_t count() const { return count_; }
+    const Finding& first() const { return first_; }
+
+private:
+    std::string received_;  // the line that has not ended yet
+    std::size_t count_ = 0;
+    Finding first_;
+};
+
+void show(Context& context, const std::string& text, const Damage& damage) {
     const std::string time = timeText(context.session.clock().localTime());
     constexpr std::size_t kDate = 11;
-    context.out.line(context.out.paint(Style::Faint, time.substr(kDate)) + "  " + printable(text));
+    context.out.line(StyledText(Style::Faint, time.substr(kDate)) + "  " + text);
+    if (damage.count > 0) context.out.line("  " + StyledText(Style::Bad, damage.first.reason));
     Json object = Json::object();
     object["time"] = time;
     object["text"] = text;
+    if (damage.count > 0) object["damaged"] = damage.first.reason;
     context.out.object(object);
 }
 
@@ -36,26 +61,40 @@ void watch(Context& context, const MonitorOptions& options) {
     constexpr std::uint32_t kPause = 5;
     CVeCmdManager& handset = context.session.handset();
     Clock& clock = context.session.clock();
+    const Listening listening(context.session);
+    DamageCount damaged;
     const ModeForNow events(handset, ModeForNow::kEvents);
     context.session.inbox().take();
     if (options.count == 0 && options.seconds <= 0)
         context.out.remark("watching " + context.session.portName() + "; Ctrl-C ends");
     for (const std::string& atCommand : options.commands) {
-        check(handset.SendNormalAtCmd(0, atCommand), printable(atCommand) + " was not sent");
+        check(handset.SendNormalAtCmd(0, atCommand), quoted(atCommand) + " was not sent");
     }
     const std::uint32_t begin = clock.tickCount();
     const auto limit = static_cast<std::uint32_t>(options.seconds * 1000);
     std::uint32_t seen = 0;
-    const auto tellCount = [&] { context.result["count"] = seen; };
-    while (!interrupted()) {
+    const auto enough = [&] { return options.count > 0 && seen == options.count; };
+    while (!interrupted() && !enough()) {
         for (const std::string& text : context.session.inbox().take()) {
-            show(context, text);
-            if (++seen == options.count) return tellCount();
+            const Damage damage = damageIn(text);
+            show(context, text, damage);
+            if (damage.count == 0) ++seen;
+            if (enough()) break;
         }
+        damaged.take(context.session.line().take());
+        if (enough()) break;
+        if (readerGone()) failFile("nobody reads the standard output any more");
         if (limit > 0 && clock.tickCount() - begin >= limit) break;
         clock.sleep(kPause);
     }
-    tellCount();
+    context.result["count"] = seen;
+    context.result["damaged"] = damaged.count();
+    if (damaged.count() > 0) {
+        check(Code::Success, damaged.first(),
+              format("not every confirmation arrived whole, %zu did not", damaged.count()));
+    }
+    if (enough()) return;
+    if (context.session.line().failed()) check(Code::Success, portFailed(), "watching ended");
     if (!interrupted() && options.count > 0) {
         throw Failure{ExitStatus::NoAnswer, format("%u of %u confirmations came in time", seen, options.count),
                       "does the handset send any? --send gives it a command first"};
@@ -76,7 +115,9 @@ void describeMonitor(CLI::App& command, Context& context) {
     command.add_option("--send", o->commands, "send this AT command first; may be given several times")
         ->type_name("COMMAND");
     command.footer(
-        "What the handset sends at once is told as one. With --json each confirmation is an object with time and "
+        "What the handset sends at once is told as one. A confirmation that arrives damaged is told, does not count, "
+        "and "
+        "makes the watch a failure. With --json each confirmation is an object with time and "
         "text.");
     whenRun(command, context, [&context, o] { watch(context, *o); });
 }

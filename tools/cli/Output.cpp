@@ -1,8 +1,12 @@
 #include "cli/Output.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 
 #include "base/Environment.h"
+#include "base/Printable.h"
+#include "cli/Context.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -19,15 +23,21 @@ const char* sequenceOf(Style style) {
     return "";
 }
 
-std::string painted(bool colours, Style style, std::string_view text) {
-    if (!colours) return std::string(text);
-    return sequenceOf(style) + std::string(text) + "\033[0m";
+std::string rendered(const StyledText& text, bool colours) {
+    std::string line;
+    for (const StyledText::Part& part : text.parts()) {
+        const std::string shown = printable(part.text);
+        line += colours && part.style ? sequenceOf(*part.style) + shown + "\033[0m" : shown;
+    }
+    return line;
 }
 
-void write(std::FILE* file, std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), file);
+bool write(std::FILE* file, std::string_view text) {
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), file);
     std::fputc('\n', file);
-    std::fflush(file);
+    const bool written = std::fflush(file) == 0 && std::ferror(file) == 0;
+    std::clearerr(file);
+    return written;
 }
 
 bool coloursFor(const std::string& mode, Stream stream) {
@@ -43,38 +53,39 @@ void Output::chooseColours(const std::string& mode) {
     coloursError_ = coloursFor(mode, Stream::Error);
 }
 
-void Output::line(std::string_view text) {
+void Output::line(const StyledText& text) {
     if (capturing_) {
-        captured_.emplace_back(text);
+        captured_.push_back(rendered(text, false));
     } else if (!json_) {
-        write(stdout, text);
+        writeResult(rendered(text, coloursOut_));
     }
+}
+
+void Output::writeResult(std::string_view text) {
+    errno = 0;
+    if (write(stdout, text)) return;
+    lost_ = true;
+    const std::string reason = errno != 0 ? ": " + std::generic_category().message(errno) : std::string();
+    checkInterrupt();
+    failFile("the standard output cannot be written" + reason, "is the disk full, or has the reader left?");
 }
 
 void Output::object(const Json& object) {
     if (!json_ || capturing_) return;
     // Bytes that are no UTF-8 must not stop a report.
-    write(stdout, object.dump(-1, ' ', false, Json::error_handler_t::replace));
+    writeResult(printableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)));
 }
 
 void Output::remark(std::string_view text) {
-    if (!json_ && !capturing_) write(stderr, text);
+    if (!json_ && !capturing_) write(stderr, printable(text));
 }
 
-void Output::trouble(std::string_view text) {
+void Output::trouble(const StyledText& text) {
     if (capturing_) {
-        captured_.emplace_back(text);
+        captured_.push_back(rendered(text, false));
     } else {
-        write(stderr, text);
+        write(stderr, rendered(text, coloursError_));
     }
-}
-
-std::string Output::paint(Style style, std::string_view text) const {
-    return painted(coloursOut_ && !capturing_, style, text);
-}
-
-std::string Output::paintRemark(Style style, std::string_view text) const {
-    return painted(coloursError_ && !capturing_, style, text);
 }
 
 void Output::startCapture() {

@@ -31,7 +31,7 @@ void listThem(Context& context) {
         return;
     }
     const auto lines = tableLines(rows);
-    context.out.line(context.out.paint(Style::Strong, lines[0]));
+    context.out.line(StyledText(Style::Strong, lines[0]));
     for (std::size_t i = 1; i < lines.size(); ++i) context.out.line(lines[i]);
 }
 

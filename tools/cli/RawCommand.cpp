@@ -2,6 +2,7 @@
 
 #include "base/HexText.h"
 #include "base/Printable.h"
+#include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/ParseBytes.h"
@@ -10,6 +11,7 @@ namespace mova::cli {
 
 namespace {
 
+constexpr std::int32_t kUsualTimeout = 4000;
 constexpr std::uint32_t kUsualSilence = 200;  // milliseconds after which an answer counts as whole
 
 struct RawOptions {
@@ -76,14 +78,33 @@ std::string bytesToWrite(const RawOptions& o) {
     return encodeHex(*bytes);
 }
 
+// The component gives a write half a second and 10 ms for each byte, so that a long one could stand for half an hour:
+// it goes out in pieces that have no more than the time-out.
+std::size_t pieceFor(std::int32_t timeout) {
+    constexpr std::int32_t kOnce = 500;
+    constexpr std::int32_t kEachByte = 10;
+    return static_cast<std::size_t>(std::max((timeout - kOnce) / kEachByte, 1));
+}
+
 void write(Context& context, const RawOptions& o) {
     const std::string hex = bytesToWrite(o);
+    const std::int32_t timeout = context.session.timeout(kUsualTimeout);
+    const std::size_t piece = 2 * pieceFor(timeout);
     CVeCmdManager& handset = context.session.handset();
-    const CountResult written = handset.DirectWriteHexData(hex, static_cast<std::int32_t>(hex.size() / 2));
-    check(written.code, "the bytes were not written");
-    context.result["written"] = written.count;
+    std::size_t count = 0;
+    for (std::size_t at = 0; at < hex.size(); at += piece) {
+        checkInterrupt();
+        const std::string part = hex.substr(at, piece);
+        const CountResult written = handset.DirectWriteHexData(part, static_cast<std::int32_t>(part.size() / 2));
+        count += static_cast<std::size_t>(std::max(written.count, 0));
+        context.result["written"] = count;
+        check(written.code, written.code == Code::ShortWrite
+                                ? format("%zu of %zu bytes were written, and the port took no more for %d ms", count,
+                                         hex.size() / 2, timeout)
+                                : "the bytes were not written");
+    }
     if (o.read) return read(context, o);
-    context.out.line(std::to_string(written.count) + " bytes written");
+    context.out.line(std::to_string(count) + " bytes written");
 }
 
 void addReading(CLI::App& command, RawOptions& o) {
@@ -105,6 +126,7 @@ void describeRaw(CLI::App& command, Context& context) {
         ->type_name("TEXT");
     writing->add_flag("-r,--read", w->read, "read afterwards");
     addReading(*writing, *w);
+    writing->footer("A port that takes nothing for the --timeout (4000 ms) ends it.");
     whenRun(*writing, context, [&context, w] { write(context, *w); });
     auto r = std::make_shared<RawOptions>();
     CLI::App* const reading = command.add_subcommand("read", "Shows the bytes that arrive");

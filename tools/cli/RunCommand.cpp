@@ -51,6 +51,8 @@ private:
         std::string text;
         if (options_.path == "-") {
             text.assign(std::istreambuf_iterator<char>(std::cin), {});
+            text = withoutByteOrderMark(text);
+            checkInterrupt();
         } else {
             text = readTextFile(options_.path);
         }
@@ -93,6 +95,7 @@ private:
         Clock& clock = context_.session.clock();
         const std::uint32_t begin = clock.tickCount();
         try {
+            checkInterrupt();
             if (outcome.step.kind == ScriptStep::Kind::Sleep) pause(context_, outcome.step.milliseconds);
             if (outcome.step.kind == ScriptStep::Kind::Command) runCommand(outcome);
         } catch (const Failure& failure) {
@@ -121,11 +124,11 @@ private:
         Output& out = context_.out;
         const ScriptStep& step = outcome.step;
         if (step.kind == ScriptStep::Kind::Echo) {
-            out.line(out.paint(Style::Strong, step.text));
+            out.line(StyledText(Style::Strong, step.text));
             return;
         }
         const bool passed = outcome.verdict == Verdict::Passed;
-        const std::string verdict = passed ? out.paint(Style::Good, "pass") : out.paint(Style::Bad, "FAIL");
+        const StyledText verdict = passed ? StyledText(Style::Good, "pass") : StyledText(Style::Bad, "FAIL");
         out.line("  " + verdict + format("  %6.2f s  ", outcome.seconds) + options_.path + ":" +
                  std::to_string(step.line) + ": " + step.text);
         if (!passed) out.line("        " + outcome.problem);

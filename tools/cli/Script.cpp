@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <regex>
+#include <stdexcept>
 
 #include "base/CodeTexts.h"
 #include "base/Text.h"
@@ -10,6 +10,7 @@
 #include "cli/Failure.h"
 #include "cli/ParseNumber.h"
 #include "cli/SplitText.h"
+#include "expression/Expression.h"
 
 namespace mova::cli {
 
@@ -78,8 +79,8 @@ private:
 
     void checkRegex(const std::string& text) {
         try {
-            const std::regex checked(text);
-        } catch (const std::regex_error&) {
+            const Expression checked(text);
+        } catch (const std::invalid_argument&) {
             failAt(path_, line_, "\"" + text + "\" is no regular expression");
         }
     }
@@ -137,10 +138,14 @@ std::string unmet(const Expectation& expected, const std::vector<std::string>& o
             return line == output.end() ? "" : "a line is like \"" + expected.text + "\": " + *line;
         }
         case Expectation::Kind::Regex: {
-            const std::regex pattern(expected.text);
-            const bool found =
-                matching([&](const std::string& line) { return std::regex_search(line, pattern); }) != output.end();
-            return found ? "" : "no line holds a match of " + expected.text;
+            const Expression pattern(expected.text);
+            try {
+                const bool found =
+                    matching([&](const std::string& line) { return pattern.isIn(line); }) != output.end();
+                return found ? "" : "no line holds a match of " + expected.text;
+            } catch (const Expression::TooComplex&) {
+                return expected.text + " takes too long for these lines";
+            }
         }
         case Expectation::Kind::Failure: return failed ? "" : "it did not fail";
         case Expectation::Kind::Code: {

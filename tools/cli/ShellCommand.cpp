@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "base/Environment.h"
+#include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Interpreter.h"
 #include "cli/Interrupt.h"
@@ -59,7 +60,11 @@ public:
 
     // From a file or pipe: the commands, one a line.
     void runPiped() {
-        for (std::string line; !ended_ && std::getline(std::cin, line);) runLine(line);
+        std::string line;
+        for (bool first = true; !ended_ && std::getline(std::cin, line); first = false) {
+            runLine(first ? std::string(withoutByteOrderMark(line)) : line);
+        }
+        checkInterrupt();
     }
 
     void runInteractive() {
@@ -75,6 +80,7 @@ public:
             } else if (interrupted()) {  // Ctrl-C gives the line up, not the session
                 context_.out.remark("");
                 forgetInterrupt();
+                checkInterrupt();
             } else {
                 context_.out.remark("");
                 return;
@@ -104,6 +110,8 @@ private:
         forgetInterrupt();
         last_ = execute(context_, Scope::Session, *words);
         forgetInterrupt();
+        if (context_.out.isLost()) ended_ = true;
+        checkInterrupt();
     }
 
     Context& context_;

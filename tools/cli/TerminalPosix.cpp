@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -9,6 +10,11 @@ namespace mova::cli {
 bool isTerminal(Stream stream) {
     const int descriptor = stream == Stream::In ? STDIN_FILENO : stream == Stream::Out ? STDOUT_FILENO : STDERR_FILENO;
     return isatty(descriptor) == 1;
+}
+
+bool readerGone() {
+    pollfd output{STDOUT_FILENO, 0, 0};
+    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }
 
 int terminalWidth() {

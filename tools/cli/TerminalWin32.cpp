@@ -25,6 +25,8 @@ bool isTerminal(Stream stream) {
     return GetConsoleMode(handleOf(stream), &mode) != 0;
 }
 
+bool readerGone() { return false; }  // shows at the next write
+
 int terminalWidth() {
     constexpr int kUsual = 80;
     CONSOLE_SCREEN_BUFFER_INFO info{};

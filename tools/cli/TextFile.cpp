@@ -6,8 +6,9 @@
 #include <sstream>
 #include <system_error>
 
-#include "cli/Failure.h"
-#include "platform/Platform.h"
+#include "base/Text.h"
+#include "cli/Context.h"
+#include "cli/FileAccess.h"
 
 namespace mova::cli {
 
@@ -16,25 +17,19 @@ std::string readTextFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     if (!file || std::filesystem::is_directory(path)) {
+        checkInterrupt();
         failFile(path + " cannot be read: " + (errno != 0 ? std::generic_category().message(errno) : "it is a folder"));
     }
     text << file.rdbuf();
-    return std::move(text).str();
+    return std::string(withoutByteOrderMark(text.view()));
 }
 
 void writeTextFile(const std::string& path, const std::string& text) {
+    requireWritable(path, path);
     errno = 0;
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << text;
     if (!file.flush()) failFile(path + " cannot be written: " + std::generic_category().message(errno));
-}
-
-bool makeForOwner(const std::string& path) {
-    Files& files = nativePlatform().files;
-    const Files::Handle file = files.open(path, FileMode::TextAppend);
-    if (file == Files::kInvalid) return false;
-    files.close(file);
-    return true;
 }
 
 bool fileExists(const std::string& path) {

@@ -7,7 +7,7 @@
 
 #include "cli/Commands.h"
 #include "cli/Context.h"
-#include "cli/TextFile.h"
+#include "cli/FileAccess.h"
 #include "trace/Page.h"
 #include "trace/Report.h"
 #include "trace/Summary.h"
@@ -59,8 +59,8 @@ void addListing(trace::Listeners& listeners, Context& context) {
 }
 
 void writePage(const trace::Page& page, const trace::Summary& summary, const TraceOptions& options, Context& context) {
+    requireWritable(options.page, options.page);
     errno = 0;
-    makeForOwner(options.page);  // it holds what the trace holds; a failure shows with the next line
     std::ofstream out(options.page, std::ios::binary);
     if (out) page.write(out, summary, options.file);
     out.close();
@@ -76,7 +76,10 @@ void writePage(const trace::Page& page, const trace::Summary& summary, const Tra
 void showTrace(const TraceOptions& options, Context& context) {
     errno = 0;
     std::ifstream in(options.file, std::ios::binary);
-    if (!in) failFile(options.file + " cannot be opened: " + reason("is it there?"));
+    if (!in) {
+        checkInterrupt();
+        failFile(options.file + " cannot be opened: " + reason("is it there?"));
+    }
     try {
         trace::Page page(options.most);
         trace::Listeners listeners = options.page.empty() ? trace::Listeners{} : page.listeners();

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Printable.h"
+#include "cli/Commands.h"
 #include "cli/Interpreter.h"
 #include "cli/Interrupt.h"
 
@@ -13,10 +15,13 @@ int main(int argc, char** argv) {
         watchForInterrupt();
         Context context;
         const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
-        return static_cast<int>(
-            execute(context, Scope::Program, words.empty() ? std::vector<std::string>{"--help"} : words));
+        const ExitStatus status =
+            execute(context, Scope::Program, words.empty() ? std::vector<std::string>{"--help"} : words);
+        // A trace is to hold the whole end, and who kept the port open is likely to open it again.
+        if (endsAtOnce(context.commandName) && context.options.traceFile.empty()) context.session.closeAtEnd();
+        return static_cast<int>(status);
     } catch (const std::exception& error) {  // before or after the command; its own failures are told by execute
-        std::fprintf(stderr, "mova: %s\n", error.what());
+        std::fprintf(stderr, "mova: %s\n", mova::printable(error.what()).c_str());
         return static_cast<int>(ExitStatus::FileTrouble);
     }
 }

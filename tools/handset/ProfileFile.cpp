@@ -254,7 +254,7 @@ std::optional<std::string> contentOf(const std::string& path) {
     if (!file) return std::nullopt;
     std::ostringstream text;
     text << file.rdbuf();
-    return text.str();
+    return std::string(withoutByteOrderMark(text.view()));
 }
 
 }  // namespace

@@ -8,12 +8,11 @@
 namespace mova::viewer {
 
 Filter::Filter(FilterOptions options) : options_(std::move(options)) {
-    auto flags = std::regex::ECMAScript | std::regex::optimize;
-    if (options_.ignoreCase) flags |= std::regex::icase;
+    const auto letters = options_.ignoreCase ? Expression::Case::Ignored : Expression::Case::Matters;
     for (const std::string& expression : options_.expressions) {
         try {
-            expressions_.emplace_back(expression, flags);
-        } catch (const std::regex_error& error) {
+            expressions_.emplace_back(expression, letters);
+        } catch (const std::invalid_argument& error) {
             throw std::invalid_argument("\"" + expression + "\" is no regular expression: " + error.what());
         }
     }
@@ -25,7 +24,7 @@ bool Filter::passes(const Message& message) const {
                                                     : equalIgnoringCase(wanted, message.object);
     };
     const auto isIn = [&](const std::string& text) { return contains(message, text); };
-    const auto isMatched = [&](const std::regex& expression) { return matches(message, expression); };
+    const auto isMatched = [&](const Expression& expression) { return matches(message, expression); };
     if (!options_.objects.empty() && std::none_of(options_.objects.begin(), options_.objects.end(), isObject))
         return false;
     if (std::any_of(options_.excluded.begin(), options_.excluded.end(), isIn)) return false;
@@ -41,11 +40,14 @@ bool Filter::contains(const Message& message, const std::string& text) const {
            text.empty();
 }
 
-bool Filter::matches(const Message& message, const std::regex& expression) const {
+bool Filter::matches(const Message& message, const Expression& expression) {
     const auto lines = message.lines();
     return std::any_of(lines.begin(), lines.end(), [&](std::string_view line) {
-        line = line.substr(0, kMostOfALine);
-        return std::regex_search(line.begin(), line.end(), expression);
+        try {
+            return expression.isIn(line);
+        } catch (const Expression::TooComplex&) {
+            return false;  // it was not found in reasonable time
+        }
     });
 }
 

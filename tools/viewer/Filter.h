@@ -1,10 +1,10 @@
 // Which messages are shown.
 #pragma once
-#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "expression/Expression.h"
 #include "viewer/Message.h"
 
 namespace mova::viewer {
@@ -20,8 +20,6 @@ struct FilterOptions {
 class Filter {
 public:
     static constexpr const char* kNoObject = "none";
-    // An expression sees so much of a line: what a matcher needs grows with the text.
-    static constexpr std::size_t kMostOfALine = 2048;
 
     // Throws std::invalid_argument for an expression that is none, and says why.
     explicit Filter(FilterOptions options);
@@ -30,10 +28,10 @@ public:
 
 private:
     bool contains(const Message& message, const std::string& text) const;
-    bool matches(const Message& message, const std::regex& expression) const;
+    static bool matches(const Message& message, const Expression& expression);
 
     FilterOptions options_;
-    std::vector<std::regex> expressions_;
+    std::vector<Expression> expressions_;
 };
 
 }  // namespace mova::viewer

@@ -62,4 +62,8 @@ void catchInterruption() { SetConsoleCtrlHandler(noteInterruption, TRUE); }
 
 bool interrupted() { return interruption; }
 
+bool isPipeWithoutReader(const std::string&) { return false; }  // such pipes are no files here
+
+bool readerGone(std::FILE*) { return false; }  // shows at the next write
+
 }  // namespace mova::viewer

@@ -71,7 +71,7 @@ std::string asJson(const Message& message) {
                                         {"object", asUtf8(message.object)},
                                         {"prefix", asUtf8(message.prefix)},
                                         {"text", asUtf8(message.text)}};
-    return object.dump() + "\n";
+    return printableJson(object.dump()) + "\n";
 }
 
 }  // namespace mova::viewer

@@ -1,5 +1,6 @@
 // The receiving end of the debug channel: one viewer on a machine (on Linux: of a user) holds it.
 #pragma once
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -30,5 +31,10 @@ std::unique_ptr<Receiver> listenOnDebugChannel();
 // From here on Ctrl-C and the like only set what interrupted() tells.
 void catchInterruption();
 bool interrupted();
+
+// The file would stand until somebody reads it.
+bool isPipeWithoutReader(const std::string& path);
+// The file is a pipe that nobody reads any more, as far as the system tells.
+bool readerGone(std::FILE* file);
 
 }  // namespace mova::viewer

@@ -133,4 +133,14 @@ void catchInterruption() {
 
 bool interrupted() { return interruption != 0; }
 
+bool isPipeWithoutReader(const std::string& path) {
+    const FileDescriptor file(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    return !file && errno == ENXIO;
+}
+
+bool readerGone(std::FILE* file) {
+    pollfd output{fileno(file), 0, 0};
+    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
 }  // namespace mova::viewer

@@ -21,6 +21,9 @@ bool put(std::FILE* file, const std::string& text) {
 Viewer::Viewer(ViewerOptions options, std::FILE* out)
     : options_(std::move(options)), filter_(options_.filter), out_(out) {
     if (options_.file.empty()) return;
+    if (isPipeWithoutReader(options_.file)) {
+        throw std::runtime_error(options_.file + " cannot be written: it is a pipe without a reader");
+    }
     // Made as the component makes its own files: for the user alone.
     Files& files = nativePlatform().files;
     const Files::Handle made = files.open(options_.file, FileMode::TextAppend);
@@ -35,6 +38,7 @@ std::uint64_t Viewer::run(Receiver& receiver, const std::function<bool()>& ended
     std::uint64_t shown = 0;
     while (!ended() && (options_.count == 0 || shown < options_.count)) {
         if (options_.time && std::chrono::steady_clock::now() - begin >= *options_.time) break;
+        if (readerGone(out_)) throw std::runtime_error("nobody reads the standard output any more");
         const auto bytes = receiver.next(kPatience);
         if (!bytes) continue;
         const Message message = parseMessage(*bytes, std::chrono::system_clock::now());

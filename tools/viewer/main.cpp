@@ -2,7 +2,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <sstream>
 
+#include "base/Printable.h"
 #include "viewer/Viewer.h"
 
 namespace mova::viewer {
@@ -47,7 +49,16 @@ int runProgram(int argc, char** argv) {
         "Shows what the component says on its debug channel: each line with its time and the port of the object.\n"
         "May be started before or after the component, which finds it within two seconds of its next search.");
     describe(app, settings);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        std::ostringstream out, err;
+        const int status = app.exit(error, out, err);
+        std::fputs(out.str().c_str(), stdout);
+        std::istringstream lines(err.str());
+        for (std::string line; std::getline(lines, line);) std::fprintf(stderr, "%s\n", printable(line).c_str());
+        return status;
+    }
     return run(settings);
 }
 
@@ -58,7 +69,7 @@ int main(int argc, char** argv) {
     try {
         return mova::viewer::runProgram(argc, argv);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "mova-viewer: %s\n", error.what());
+        std::fprintf(stderr, "mova-viewer: %s\n", mova::printable(error.what()).c_str());
         return 1;
     }
 }

@@ -44,6 +44,7 @@ const Names kMethods{
     "put_CommPortId",
     "ReadE2PObject",
     "ReadE2PObjectEx",
+    "ReadWholeE2PObject",
     "ResetCmdManager",
     "RetriveComPortData",
     "RfChangeParamReq",

@@ -294,6 +294,9 @@ std::vector<Scenario> makeScenarios() {
         Scenario("ReadE2PObject", 3100, [](M& m, S&) { return m.ReadE2PObject(0x1234, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject),
+        Scenario("ReadWholeE2PObject", 3100, [](M& m, S&) { return m.ReadWholeE2PObject(0x1234, 1).code; })
+            .good(0, 0, 0x4203)
+            .orCodes(kObject),
         Scenario("ReadE2PObject, byte by byte", 3100, [](M& m, S&) { return m.ReadE2PObject(0x1234, 1).code; })
             .good(0, 0, 0x4203)
             .orCodes(kObject)

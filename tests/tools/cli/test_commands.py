@@ -1,6 +1,9 @@
 """Every command against the simulated handset, and what is said when something is wrong."""
 import os
+import pty
 import signal
+import time
+import tty
 
 from bench import BUILD, BenchTest, main, wait_until
 
@@ -59,6 +62,18 @@ class AtTest(BenchTest):
         self.assertEnds(result, 4, "")
         self.assertIn("mova: AT was not answered to its end\n  0x4004 NoAnswer: no (accepted) answer within the time\n"
                       "  hint: is the handset switched on", result.err)
+
+    def test_the_hint_of_a_silent_handset_is_not_what_was_just_tried(self):
+        self.start_handset("--fault", "silence")
+        result = self.ask("--timeout", "200", "at", "AT")
+        self.assertIn("baud rate (--baud)? --timeout waits longer\n", result.err)
+        self.assertNotIn("mova at AT", result.err)
+
+    def test_a_long_command_is_quoted_by_its_beginning(self):
+        self.start_handset()
+        self.assertEqual(self.ask("at", "AT+" + "X" * 997).err,
+                         "mova: the handset refused AT+%s... (1000 characters): ERROR\n" % ("X" * 57))
+        self.assertEqual(self.ask("at", "AT+" + "X" * 57).err, "mova: the handset refused AT+%s: ERROR\n" % ("X" * 57))
 
     def test_a_device_path_needs_no_number(self):
         self.start_handset()
@@ -146,6 +161,12 @@ class ActionsTest(BenchTest):
         self.assertIn("0x4305 UnknownOption", result.err)
         self.assertNotIn(" <- ", self.read("handset.log"))
 
+    def test_a_silent_handset_is_not_waited_for_longer(self):
+        self.start_handset("--fault", "silence")
+        result = self.ask("hci", "0", "0102")
+        self.assertEnds(result, 4, "")
+        self.assertIn("hint: is the handset switched on, plugged in and at this baud rate? \"mova at AT\" tries it\n", result.err)
+
     def test_data_that_is_not_hexadecimal(self):
         result = self.ask("wifi", "1", "XY")
         self.assertEnds(result, 2, "")
@@ -198,6 +219,26 @@ class RawTest(BenchTest):
         self.assertEnds(result, 4)
         self.assertEqual((result.json()["bytes"], result.json()["error"]["message"]), (0, "nothing arrived"))
 
+    def test_a_port_that_takes_nothing(self):
+        master, slave = pty.openpty()  # nobody reads the far end
+        self.addCleanup(os.close, master)
+        self.addCleanup(os.close, slave)
+        tty.setraw(slave)
+        result = self.mova("--port", os.ttyname(slave), "-t", "700", "--json", "raw", "write", "--text", "x" * 100_000)
+        self.assertEnds(result, 6)
+        answer = result.json()
+        self.assertEqual(answer["error"]["name"], "ShortWrite")
+        self.assertEqual(answer["error"]["message"],
+                         "%d of 100000 bytes were written, and the port took no more for 700 ms" % answer["written"])
+        self.assertLess(answer["written"], 100_000)
+
+    def test_what_is_written_is_whole(self):
+        self.start_handset()
+        sent = "AT+" + "".join("%d " % i for i in range(300))  # more than goes out at once
+        self.assertEnds(self.ask("raw", "write", "--text", sent + "\\r"), 0, "%d bytes written\n" % (len(sent) + 1))
+        wait_until(lambda: "<- " in self.read("handset.log"), "the text")
+        self.assertIn("<- %s\n" % sent, self.read("handset.log"))
+
     def test_neither_data_nor_text(self):
         self.assertEnds(self.ask("raw", "write"), 2, "")
         result = self.ask("raw", "write", "--text", "\\q")
@@ -212,6 +253,8 @@ class SignalsTest(BenchTest):
         self.terminal = os.path.basename(os.path.realpath(self.link))
 
     def with_modem_lines(self):
+        if not os.path.exists(os.path.join(BUILD, "libmodem-lines.so")):
+            self.skipTest("sanitizers do not like to be preloaded")
         self.environment.update(LD_PRELOAD=os.path.join(BUILD, "libmodem-lines.so"), MODEM_LINES=self.folder)
 
     def test_lines_in(self):
@@ -288,6 +331,35 @@ class ErrorsTest(BenchTest):
         self.assertEqual(sorted(answer["error"]), ["code", "hex", "hint", "meaning", "message", "name", "status"])
         self.assertEqual((answer["error"]["code"], answer["error"]["hex"], answer["error"]["name"], answer["error"]["status"]),
                          (0x4000, "0x4000", "NotOpen", 3))
+
+
+class EndTest(BenchTest):
+    REST = 0.5  # seconds that a closed port is given before it may be opened again
+
+    def seconds(self, *arguments):
+        begin = time.monotonic()
+        self.assertEnds(self.ask(*arguments), 0)
+        return time.monotonic() - begin
+
+    def test_a_command_ends_without_the_rest_of_a_closed_port(self):
+        self.start_handset()
+        # The rest is a sleep: on a busy machine too, some run is shorter than it if there is none.
+        wait_until(lambda: self.seconds("at", "AT") < self.REST, "an end without the rest")
+
+    def test_the_port_is_closed_in_order_and_can_be_opened_at_once(self):
+        self.start_handset()
+        for _ in range(5):
+            self.assertEnds(self.mova("--port", os.path.realpath(self.link), "at", "AT"), 0, "OK\n")
+        self.environment["TMPDIR"] = os.path.join(self.folder, "tmp")
+        os.mkdir(self.environment["TMPDIR"])
+        self.assertEnds(self.mova("--port", os.path.realpath(self.link), "at", "AT"), 0, "OK\n")
+        self.assertEqual(os.listdir(self.environment["TMPDIR"]), [])  # the link to the device is gone
+
+    def test_the_rest_is_kept_where_the_port_was_kept(self):
+        self.start_handset()
+        script = self.write("s.mova", "at AT\n")
+        for arguments in (("--trace", self.path("trace"), "at", "AT"), ("run", script), ("monitor", "--count", "1", "--send", "AT")):
+            self.assertGreaterEqual(self.seconds(*arguments), self.REST, arguments)
 
 
 class ColoursTest(BenchTest):

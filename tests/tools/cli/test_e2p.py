@@ -1,8 +1,11 @@
 """E2P objects one by one, and whole stores: dumped, compared and restored, also after an interruption."""
+import os
 import signal
+import stat
+import subprocess
 import time
 
-from bench import BenchTest, main, wait_until
+from bench import HANDSET, BenchTest, main, wait_until
 
 # A small store; the handset's own IMEI.
 STORE = "4097 1 00112233\n4099 1 AABBCCDD\n4099 3 0102\n4100 2 FFFF\n8192 1 " + "5A" * 300 + "\n"
@@ -128,6 +131,54 @@ class DumpTest(BenchTest):
         self.assertEqual(self.read("out.e2p"), "mine\n")
         self.assertEnds(self.ask("e2p", "dump", "out.e2p", *RANGES, "--force"), 0)
 
+    def test_what_is_no_regular_file_is_not_replaced(self):
+        self.start_handset("--store", self.write("store", STORE))
+        os.symlink(self.write("mine", "mine\n"), self.path("link"))
+        os.mkfifo(self.path("pipe"))
+        os.mkdir(self.path("folder"))
+        for name in ("link", "pipe", "folder", "/dev/null"):
+            result = self.ask("e2p", "dump", name, *RANGES, "--force")
+            self.assertEnds(result, 7, "")
+            self.assertIn("%s is there already, and is no regular file" % name, result.err)
+        self.assertTrue(os.path.islink(self.path("link")))
+        self.assertTrue(stat.S_ISFIFO(os.stat(self.path("pipe")).st_mode))
+
+    def test_nor_is_an_unfinished_dump_that_is_none(self):
+        self.start_handset("--store", self.write("store", STORE))
+        os.symlink(self.write("mine", "mine\n"), self.path("link.part"))
+        os.mkfifo(self.path("pipe.part"))
+        os.mkdir(self.path("folder.part"))
+        for name in ("link", "pipe", "folder"):
+            result = self.ask("e2p", "dump", name, *RANGES, "--restart")
+            self.assertEnds(result, 7, "")
+            self.assertIn("%s.part is no regular file" % name, result.err)
+        self.assertEqual(self.read("mine"), "mine\n")
+
+    def test_a_second_dump_to_the_same_file_is_refused(self):
+        self.start_handset("--store", self.write("store", STORE))
+        first = self.start("--port", "7", "e2p", "dump", "out.e2p", "--objects", "0-65535", "--records", "1")
+        wait_until(lambda: self.exists(self.path("out.e2p.part")) and self.read("out.e2p.part"), "the first object")
+        other = os.path.join(self.folder, "COM8")
+        second = subprocess.Popen([HANDSET, "--link", other, "--ready-file", other + ".ready", "--baud-rate", "0"],
+                                  stdout=subprocess.DEVNULL)
+        try:
+            wait_until(lambda: os.path.exists(other + ".ready"), "the second handset")
+            result = self.mova("--port", "8", "e2p", "dump", "out.e2p", "--objects", "4096-4110", "--restart")
+            self.assertEnds(result, 7, "")
+            self.assertIn("mova: out.e2p.part is being written by another program\n", result.err)
+            self.assertIsNone(first.poll())  # the first one was under way all the time
+        finally:
+            second.terminate()
+            second.wait()
+            first.send_signal(signal.SIGINT)
+            self.assertEnds(self.finish(first), 5)
+        self.assertIn("# objects: 0-65535\n", self.read("out.e2p.part"))
+
+    def test_a_byte_order_mark_before_a_dump_is_passed_over(self):
+        marked = self.write("marked", "\ufeff4099 3 0102\n")
+        self.start_handset(self.write("profile.toml", '\ufeff[identity]\nmodel = "X"\n'), "--store", marked)
+        self.assertEnds(self.ask("e2p", "diff", marked), 0, "1 objects, no difference\n")
+
     def test_ranges_that_are_none(self):
         result = self.ask("e2p", "dump", "out.e2p", "--objects", "7-3")
         self.assertEnds(result, 2, "")
@@ -181,6 +232,76 @@ class DumpTest(BenchTest):
             return True
         except FileNotFoundError:
             return False
+
+
+class DamagedTextTest(BenchTest):
+    """A character that is no digit counts as a 0 in the frame's checksum, so that one in the place of a 0 passes it."""
+
+    OBJECTS = "4097 1 00112233\n4099 1 A0BBCCDD\n"
+    # Data and checksum of the answer that tells object 4099.
+    GOOD = "A0BBCCDD03"
+    FLIPPED, CUT_BY_A_COMMENT, SHORT, HALF = "ApBBCCDD03", "A#BBCCDD03", "A0BBCCDE", "A0BBCCDD3"
+    # With what is said of them.
+    DAMAGED = {FLIPPED: "the confirmation is damaged: it is not hexadecimal",
+               CUT_BY_A_COMMENT: "the confirmation is damaged: it is not hexadecimal",
+               SHORT: "the confirmation is cut short: 17 of 18 bytes", HALF: "the confirmation is cut short"}
+
+    def start_with_answers(self, *ends):
+        """The reads of object 4099 are answered with these in turn, round and round."""
+        request = "AT*MOVA=0C00800101060080000310010018"
+        answer = request + "\\r\\n*MOVA=ACK\\r\\n*MOVA=10008000010A00800003100100%s\\r\\nOK\\r\\n"
+        conversation = "".join("0 <- %s\n0 -> %s\n" % (request, answer % end) for end in ends)
+        self.start_handset("--store", self.write("store", self.OBJECTS), "--replay", self.write("conversation", conversation))
+
+    def dump(self, *more):
+        return self.ask("e2p", "dump", "out.e2p", "--objects", "4097-4099", "--records", "1", *more)
+
+    def test_is_read_again(self):
+        for damaged in self.DAMAGED:
+            self.start_with_answers(damaged, self.GOOD)
+            self.assertEnds(self.dump("--force"), 0)
+            self.assertEqual(objects(self.read("out.e2p")), ["4097 1 00112233", "4099 1 A0BBCCDD"], damaged)
+
+    def test_that_stays_so_leaves_the_dump_unfinished(self):
+        for damaged, reason in self.DAMAGED.items():
+            self.start_with_answers(damaged)
+            result = self.dump("--restart")
+            self.assertEnds(result, 6, "")
+            self.assertIn("mova: object 0x1003 record 1 was not read: %s\n  0x4207 WrongDataLength: "
+                          "the data has another length than was sent or announced\n" % reason, result.err)
+            self.assertNotIn("complete", self.read("out.e2p.part"))
+            self.assertEqual(objects(self.read("out.e2p.part")), ["4097 1 00112233"])
+
+    def test_is_no_difference(self):
+        file = self.write("file", self.OBJECTS)
+        self.start_with_answers(self.FLIPPED, self.GOOD)
+        self.assertEnds(self.ask("e2p", "diff", file), 0, "2 objects, no difference\n")
+        self.start_with_answers(self.FLIPPED)
+        result = self.ask("e2p", "diff", file)
+        self.assertEnds(result, 6, "")
+        self.assertIn("object 0x1003 record 1 was not read", result.err)
+
+    def test_is_nothing_to_restore_over(self):
+        file = self.write("file", self.OBJECTS)
+        self.start_with_answers(self.FLIPPED, self.GOOD)
+        self.assertEnds(self.ask("e2p", "restore", file), 0, "0 objects written and read back, 2 were right already\n")
+        self.start_with_answers(self.FLIPPED)
+        result = self.ask("e2p", "restore", file)
+        self.assertEnds(result, 6, "")
+        self.assertIn("object 0x1003 record 1 was not read", result.err)
+
+    def test_is_not_what_was_written(self):
+        self.start_with_answers(self.FLIPPED, self.GOOD)
+        self.assertEnds(self.ask("e2p", "write", "4099", "1", "A0BBCCDD"), 0, "4 bytes written and read back\n")
+        self.start_with_answers(self.FLIPPED)
+        result = self.ask("e2p", "write", "4099", "1", "A0BBCCDD")
+        self.assertEnds(result, 6, "")
+        self.assertIn("object 0x1003 record 1 was written, and could not be read back", result.err)
+
+    def test_is_not_written_back_with_a_part_in_it(self):
+        self.start_with_answers(self.FLIPPED)
+        self.assertEnds(self.ask("e2p", "write", "4099", "1", "EE", "--offset", "3"), 6, "")
+        self.assertNotIn("008100031001", self.read("handset.log"))  # no write of the object
 
 
 class DiffTest(BenchTest):

@@ -16,12 +16,13 @@ class PrivateTest(BenchTest):
         self.addCleanup(os.umask, umask)
         self.start_handset()
 
-    def test_log_trace_dump_and_page_are_their_owners_alone(self):
-        log, trace, dump, page = (self.path(name) for name in ("a.log", "a.trace", "a.e2p", "a.html"))
+    def test_log_trace_dump_page_and_report_are_their_owners_alone(self):
+        log, trace, dump, page, report = (self.path(name) for name in ("a.log", "a.trace", "a.e2p", "a.html", "a.xml"))
         self.assertEnds(self.ask("--log", log, "--trace", trace, "at", "AT"), 0)
         self.assertEnds(self.ask("e2p", "dump", dump, "--objects", "0x1234"), 0)
         self.assertEnds(self.mova("trace", trace, "--html", page), 0)
-        self.assertEqual([mode(path) for path in (log, trace, dump, page)], [0o600] * 4)
+        self.assertEnds(self.ask("run", self.write("script", "at AT\n"), "--junit", report), 0)
+        self.assertEqual([mode(path) for path in (log, trace, dump, page, report)], [0o600] * 5)
 
     def test_a_dump_is_its_owners_alone_while_it_grows(self):
         self.start_handset("--delay", "50")
@@ -42,7 +43,7 @@ class PrivateTest(BenchTest):
         os.mkdir(self.path("tmp"))
         self.environment["TMPDIR"] = self.path("tmp")
         device = os.path.realpath(self.link)
-        for end in (signal.SIGHUP, signal.SIGPIPE, signal.SIGKILL, signal.SIGTERM):
+        for end in (signal.SIGHUP, signal.SIGINT, signal.SIGKILL, signal.SIGTERM):
             process = self.start("--port", device, "monitor")
             wait_until(lambda: os.path.exists("/proc/%d/fd" % process.pid) and device in
                        [os.path.realpath("/proc/%d/fd/%s" % (process.pid, fd))

@@ -32,6 +32,21 @@ class RunTest(BenchTest):
     def verdicts(self, result):
         return [(line[2:6], line.split("s.mova:")[1]) for line in result.lines if " s.mova:" in line]
 
+    def test_a_byte_order_mark_is_passed_over(self):
+        script = "\ufeffat AT+CSQ\r\nexpect +CSQ: 21,*\r\n"
+        result = self.run_script(script)
+        self.assertEnds(result, 0)
+        self.assertEqual(self.verdicts(result), [("pass", "1: at AT+CSQ")])
+        self.assertEnds(self.ask("run", "-", given=script), 0)
+        self.assertEnds(self.ask("shell", given="\ufeffat AT+CSQ\n"), 0, "+CSQ: 21,99\nOK\n")
+
+    def test_an_expression_may_be_for_an_answer_of_any_length(self):
+        self.start_handset(self.write("long.toml", '[answers]\n"AT+LONG" = "' + "A" * 30000 + '!"\n'))
+        result = self.run_script("at AT+LONG\nexpect-regex ^(A|B)*!$\nat AT+LONG\nexpect-regex ^(A+)+$\n")
+        self.assertEnds(result, 1)
+        self.assertEqual(self.verdicts(result), [("pass", "1: at AT+LONG"), ("FAIL", "3: at AT+LONG")])
+        self.assertIn("line 4: ^(A+)+$ takes too long for these lines", result.out)
+
     def test_a_script_passes(self):
         result = self.run_script(GOOD)
         self.assertEnds(result, 0)

@@ -67,6 +67,13 @@ TEST_F(ShownMessages, JsonIsOneObjectALine) {
 
 bool passes(const FilterOptions& options, const char* bytes) { return Filter(options).passes(message(bytes)); }
 
+TEST(MessageFilter, AnExpressionSeesAWholeLineHoweverLong) {
+    FilterOptions options;
+    options.expressions = {"^(A|B)*end$"};
+    EXPECT_TRUE(passes(options, ("MovaCmdSvr: " + std::string(200'000, 'A') + "end").c_str()));
+    EXPECT_FALSE(passes(options, ("MovaCmdSvr: " + std::string(200'000, 'A') + "End").c_str()));
+}
+
 TEST(MessageFilter, LetsEverythingPassWithoutOptions) {
     EXPECT_TRUE(passes({}, "MovaCmdSvr: "));
     EXPECT_TRUE(passes({}, "x"));

@@ -58,9 +58,22 @@ third=$!
 until_true grep -q listening "$folder/err3.txt"
 send "MovaCmdSvr: four"
 until_true grep -q four "$folder/head.txt"
-ended() { ! kill -0 "$third" || { send "MovaCmdSvr: five"; false; }; }
+ended() { ! kill -0 "$third"; }
 until_true ended
+wait "$third" && fail "a viewer whose reader left ends with 0"
+grep -q "mova-viewer: nobody reads the standard output any more" "$folder/err3.txt" || fail "the viewer does not say why it ended"
 [ ! -e "$folder/KSDW_DEBUG.sock" ] || fail "the channel was left behind by a viewer whose reader left"
+
+"$viewer" --for 20 --count 1 >/dev/full 2>"$folder/err4.txt" &
+fourth=$!
+until_true grep -q listening "$folder/err4.txt"
+send "MovaCmdSvr: six"
+wait "$fourth" && fail "a full disk ends the viewer with 0"
+grep -q "mova-viewer: the standard output cannot be written any more" "$folder/err4.txt" || fail "a full disk is not told"
+
+mkfifo "$folder/pipe"
+"$viewer" --for 20 --file "$folder/pipe" >"$folder/pipe.txt" 2>&1 && fail "a pipe without a reader was taken"
+grep -q "pipe cannot be written: it is a pipe without a reader" "$folder/pipe.txt" || fail "a pipe without a reader is not told"
 
 "$viewer" --regex 'a(' >"$folder/regex.txt" 2>&1 && fail "a wrong expression was taken"
 grep -q '"a(" is no regular expression' "$folder/regex.txt" || fail "a wrong expression is not explained"

@@ -13,6 +13,26 @@ TEST(PrintableTest, WritesControlCharactersAsEscapes) {
     EXPECT_EQ(printable(""), "");
 }
 
+TEST(PrintableTest, WritesTheSecondGroupOfControlCharactersAsEscapes) {
+    EXPECT_EQ(printable("a\xC2\x9B"
+                        "2J\xC2\x80\xC2\x9F"),
+              "a\\u009B2J\\u0080\\u009F");
+    EXPECT_EQ(printable("\x9B"
+                        "2J\x80\x9F"),
+              "\\x9B2J\\x80\\x9F");                                       // Latin-1
+    EXPECT_EQ(printable("\xC2\xA0\xC3\x9F\xE2\x82\xAC\xF0\x9F\x98\x80"),  // such bytes within other characters
+              "\xC2\xA0\xC3\x9F\xE2\x82\xAC\xF0\x9F\x98\x80");
+    EXPECT_EQ(printable("\xE0\x82\x9B"), "\xE0\\x82\\x9B");  // no shorter way round
+    EXPECT_EQ(printable("\xE0\xC2\x9B"), "\xE0\\u009B");
+    EXPECT_EQ(printable("\xC2"), "\xC2");
+}
+
+TEST(PrintableTest, LeavesNoControlCharacterInJson) {
+    EXPECT_EQ(printableJson("\"a\x7F\xC2\x9B\xC2\x80\xC2\xA0\xC3\x9F\\u001b\""),
+              "\"a\\u007F\\u009B\\u0080\xC2\xA0\xC3\x9F\\u001b\"");
+    EXPECT_EQ(printableJson(""), "");
+}
+
 TEST(PrintableTest, KeepsTabsOrNot) {
     EXPECT_EQ(printable("a\tb"), "a\tb");
     EXPECT_EQ(printable("a\tb", Tabs::Escaped),

@@ -5,6 +5,16 @@
 namespace mova {
 namespace {
 
+TEST(TextTest, AByteOrderMarkIsTakenAwayOnceAndOnlyAtTheBegin) {
+    EXPECT_EQ(withoutByteOrderMark("\xEF\xBB\xBF"
+                                   "at AT"),
+              "at AT");
+    EXPECT_EQ(withoutByteOrderMark("\xEF\xBB\xBF\xEF\xBB\xBF"), "\xEF\xBB\xBF");
+    EXPECT_EQ(withoutByteOrderMark("a\xEF\xBB\xBF"), "a\xEF\xBB\xBF");
+    EXPECT_EQ(withoutByteOrderMark("\xEF\xBB"), "\xEF\xBB");
+    EXPECT_EQ(withoutByteOrderMark(""), "");
+}
+
 TEST(TextTest, FormatPrintsTextsOfAnyLength) {
     EXPECT_EQ(format("COM%d", 7), "COM7");
     EXPECT_EQ(format("%s", ""), "");

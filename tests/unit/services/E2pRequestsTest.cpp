@@ -104,6 +104,38 @@ TEST_F(E2pRequestsTest, ReadDataIsNotComparedWithAnything) {
     EXPECT_EQ(e2p.request(E2pCommand::Read, 0x1234, 2).data, "ABCDEF0123");
 }
 
+// What the checksum does not see, on the object ABCDEF0123: it takes a character that is no digit for a 0.
+struct DamageCase {
+    const char* name;
+    const char* reply;
+    std::uint32_t whole;    // the code of a read that wants the object whole
+    const char* handedOut;  // by a read that does not
+};
+
+class E2pDamageTest : public E2pRequestsTest, public ::testing::WithParamInterface<DamageCase> {};
+
+TEST_P(E2pDamageTest, IsSeenOnlyByAReadThatWantsTheObjectWhole) {
+    expectRequest(kReadRequest, GetParam().reply);
+    EXPECT_EQ(e2p.readWhole(0x1234, 2).code, GetParam().whole);
+    expectRequest(kReadRequest, GetParam().reply);
+    const TextReply reply = e2p.request(E2pCommand::Read, 0x1234, 2);
+    EXPECT_EQ(reply.code, 0u);
+    EXPECT_EQ(reply.data, GetParam().handedOut);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Replies, E2pDamageTest,
+    ::testing::Values(DamageCase{"None", "*MOVA=11008000010B00800034120200ABCDEF012394", 0, "ABCDEF0123"},
+                      DamageCase{"LowerCase", "*MOVA=11008000010B00800034120200abcdef012394", 0, "abcdef0123"},
+                      DamageCase{"NoData", "*MOVA=0C0080000106008000341202002F", 0, ""},
+                      DamageCase{"AFlippedBit", "*MOVA=11008000010B00800034120200ABCDEFp12394", 0x4207, "ABCDEFp123"},
+                      DamageCase{"AHash", "*MOVA=11008000010B00800034120200ABCDEF#12394", 0x4207, "ABCDEF#123"},
+                      DamageCase{"HalfAByteLost", "*MOVA=11008000010B00800034120200ABCDEF012B5", 0x4207, "ABCDEF012"},
+                      DamageCase{"AByteLost", "*MOVA=11008000010B00800034120200ABCDEF01B7", 0x4207, "ABCDEF01"},
+                      DamageCase{"ABytesWorthOfZerosMore", "*MOVA=11008000010B00800034120200ABCDEF01230094", 0x4207,
+                                 "ABCDEF012300"}),
+    [](const auto& test) { return test.param.name; });
+
 TEST_F(E2pRequestsTest, ObjectAndRecordAreCutTo16Bits) {
     expectRequest(kReadRequest, kReadReply);
     EXPECT_EQ(e2p.request(E2pCommand::Read, 0x51234, 0x70002).code, 0u);

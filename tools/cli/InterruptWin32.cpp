@@ -1,0 +1,41 @@
+#include <windows.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+#include "cli/ExitStatus.h"
+#include "cli/Interrupt.h"
+
+namespace mova::cli {
+
+namespace {
+
+std::atomic<bool> noted{false};
+std::atomic<unsigned> forgotten{0};
+
+// Runs in a thread of its own.
+BOOL WINAPI note(DWORD) {
+    constexpr DWORD kMilliseconds = 1000;
+    const unsigned before = forgotten;
+    if (noted.exchange(true)) std::_Exit(static_cast<int>(ExitStatus::Interrupted));
+    Sleep(kPatience * kMilliseconds);
+    if (forgotten == before) {
+        std::fputs("mova: interrupted while something would not end\n", stderr);
+        std::_Exit(static_cast<int>(ExitStatus::Interrupted));
+    }
+    return TRUE;
+}
+
+}  // namespace
+
+void watchForInterrupt() { SetConsoleCtrlHandler(note, TRUE); }
+
+bool interrupted() { return noted; }
+
+void forgetInterrupt() {
+    ++forgotten;
+    noted = false;
+}
+
+}  // namespace mova::cli

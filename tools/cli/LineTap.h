@@ -1,0 +1,85 @@
+// Stands between the command manager and the serial driver and notes, while it is told to listen, what passes. The
+// manager's codes do not tell of a confirmation that it dropped as damaged or took for another; the bytes do.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "cli/LineTalk.h"
+#include "platform/SerialDriver.h"
+
+namespace mova::cli {
+
+// Nothing but the notes is added: every call goes on to the driver as it is. Any thread may use it.
+class LineTap final : public SerialDriver {
+public:
+    // The longest answer of the protocol, 255 segments, is far shorter; what lies beyond is not noted.
+    static constexpr std::size_t kMostNoted = std::size_t{1} << 20;
+
+    explicit LineTap(SerialDriver& driver) : driver_(driver) {}
+
+    void listen();     // from now on, anew
+    LineTalk heard();  // what has passed since
+    LineTalk take();   // the same, and forgets it
+    bool failed();     // the port could not be read since then: it is gone
+    void rest();       // notes nothing more, and forgets
+
+    PortHandle open(const std::string& path, bool overlapped) override { return driver_.open(path, overlapped); }
+    bool close(PortHandle port) override { return driver_.close(port); }
+    bool setQueueSizes(PortHandle port, std::uint32_t input, std::uint32_t output) override {
+        return driver_.setQueueSizes(port, input, output);
+    }
+    bool setTimeouts(PortHandle port, const PortTimeouts& timeouts) override {
+        return driver_.setTimeouts(port, timeouts);
+    }
+    bool properties(PortHandle port, PortProperties& out) override { return driver_.properties(port, out); }
+    bool lineSettings(PortHandle port, LineSettings& out) override { return driver_.lineSettings(port, out); }
+    bool setLineSettings(PortHandle port, const LineSettings& settings) override {
+        return driver_.setLineSettings(port, settings);
+    }
+    bool setEventMask(PortHandle port, std::uint32_t mask) override { return driver_.setEventMask(port, mask); }
+    bool clearErrors(PortHandle port, std::uint32_t& errorBits, PortStatus* status) override {
+        return noteFailure(driver_.clearErrors(port, errorBits, status));
+    }
+    bool purge(PortHandle port, std::uint32_t what) override { return driver_.purge(port, what); }
+    bool control(PortHandle port, LineControl function) override { return driver_.control(port, function); }
+    bool modemStatus(PortHandle port, std::uint32_t& out) override { return driver_.modemStatus(port, out); }
+
+    std::unique_ptr<Transfer> makeTransfer() override { return driver_.makeTransfer(); }
+    BeginResult beginRead(PortHandle port, Transfer& transfer, void* buffer, std::uint32_t capacity) override;
+    BeginResult beginWrite(PortHandle port, Transfer& transfer, const void* data, std::uint32_t length) override;
+    WaitResult await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) override {
+        return driver_.await(transfer, stop, milliseconds);
+    }
+    bool finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) override;
+    void cancel(PortHandle port, Transfer& transfer) override { driver_.cancel(port, transfer); }
+    void cancelAll(PortHandle port) override { driver_.cancelAll(port); }
+    WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override {
+        return driver_.awaitInput(port, event, milliseconds);
+    }
+
+    bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override;
+    bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) override;
+
+    std::uint32_t lastError() override { return driver_.lastError(); }
+    std::string errorText(std::uint32_t error) override { return driver_.errorText(error); }
+
+private:
+    bool noteFailure(bool good);
+    void noteSent(const void* data, std::size_t length);
+    void noteReceived(const void* data, std::size_t length);
+
+    SerialDriver& driver_;
+
+    std::mutex mutex_;  // guards all below
+    bool listening_ = false;
+    bool failed_ = false;
+    std::size_t noted_ = 0;  // bytes
+    LineTalk talk_;
+    std::map<const Transfer*, const void*> buffers_;  // of the reads that have begun
+};
+
+}  // namespace mova::cli
