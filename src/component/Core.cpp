@@ -86,6 +86,7 @@ std::uint32_t Core::readerRest(const std::shared_ptr<Core>& core, Event& call) n
             }
             if (core->reader.isToStop() || !core->nothingToDo()) break;
             if (hasRested && core->interrupted == 0 && core->port.waitingBytes() > 0) break;
+            // cppcheck-suppress redundantInitialization ; no variable begins without a value
             port = core->port.listenedPort();
             core->readerRestsFor = port;
         }
