@@ -200,12 +200,12 @@ class MonitorTest(BenchTest):
 class RawTest(BenchTest):
     def test_bytes_out_and_in(self):
         self.start_handset()
-        self.assertEnds(self.ask("raw", "write", "41 54 0D", "--read"), 0, "41540D0D0A4F4B0D0A\n")
-        self.assertEnds(self.ask("raw", "write", "--text", "AT\\r", "--read", "--ascii"), 0, "AT\\r\\r\\nOK\\r\\n\n")
+        self.assertEnds(self.ask("raw", "write", "41 54 0D", "--read", "--for", "20000"), 0, "41540D0D0A4F4B0D0A\n")
+        self.assertEnds(self.ask("raw", "write", "--text", "AT\\r", "--read", "--for", "20000", "--ascii"), 0, "AT\\r\\r\\nOK\\r\\n\n")
 
     def test_so_many_bytes(self):
         self.start_handset()
-        self.assertEnds(self.ask("raw", "write", "41540D", "--read", "--bytes", "3"), 0, "41540D\n")
+        self.assertEnds(self.ask("raw", "write", "41540D", "--read", "--for", "20000", "--bytes", "3"), 0, "41540D\n")
 
     def test_reading_what_comes_by_itself(self):
         self.start_handset("--unsolicited", "100")
