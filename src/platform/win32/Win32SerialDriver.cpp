@@ -55,6 +55,12 @@ bool fail(DWORD error) {
 
 bool report(BOOL succeeded) { return succeeded || fail(GetLastError()); }
 
+// Wine makes each wait for port events in a thread of its own that its loader does not forget when it has ended: the
+// next module that comes with thread storage of its own brings the process down.
+bool waitsForPortEventsAreSafe() {
+    return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr;
+}
+
 // A transfer that the port's time-out ended is reported as a success by some systems and as this error by others. In
 // both cases its count says how far it came.
 bool endedByTimeout() { return GetLastError() == ERROR_TIMEOUT; }
@@ -213,7 +219,7 @@ bool Win32SerialDriver::setEventMask(PortHandle port, std::uint32_t mask) {
         if (const auto watch = stopWatching(port)) watch->end();
     }
     if (!report(SetCommMask(handleOf(port), mask))) return false;
-    if ((mask & kEventMaskRxChar) != 0) startWatching(port);
+    if ((mask & kEventMaskRxChar) != 0 && waitsForPortEventsAreSafe()) startWatching(port);
     return true;
 }
 

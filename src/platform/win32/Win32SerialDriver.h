@@ -35,7 +35,8 @@ public:
     void cancel(PortHandle port, Transfer& transfer) override;
     void cancelAll(PortHandle port) override;
 
-    // Ports that have received characters in their event mask are watched, from setEventMask() to close().
+    // Ports that have received characters in their event mask are watched, from setEventMask() to close(); but not
+    // under Wine, where this fails.
     WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override;
 
     bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override;
