@@ -296,7 +296,7 @@ class SessionFaultsTest(BenchTest):
     def test_a_script_does_not_pass(self):
         self.start_handset("--fault", "wrong-checksum")
         self.write("s.mova", self.SCRIPT)
-        result = self.ask("run", "--keep-going", "--junit", "r.xml", "s.mova", "--json")
+        result = self.ask("-t", "20000", "run", "--keep-going", "--junit", "r.xml", "s.mova", "--json")
         self.assertEnds(result, 6)
         report = result.json()
         self.assertEqual((report["ok"], report["passed"], report["failed"]), (False, 0, 2))
@@ -307,17 +307,17 @@ class SessionFaultsTest(BenchTest):
     def test_a_script_may_expect_the_damage(self):
         self.start_handset("--fault", "wrong-checksum")
         self.write("s.mova", "rf general 5 0x0102\nexpect-code ChecksumMismatch\n")
-        self.assertEnds(self.ask("run", "s.mova"), 0)
+        self.assertEnds(self.ask("-t", "20000", "run", "s.mova"), 0)
 
     def test_a_shell_does_not_pass(self):
         self.start_handset("--fault", "wrong-checksum")
-        result = self.ask("shell", given="rf general 5 0x0102\n")
+        result = self.ask("-t", "20000", "shell", given="rf general 5 0x0102\n")
         self.assertEnds(result, 6, "")
         self.assertIn("its checksum is wrong", result.err)
 
     def test_damage_of_one_answer_is_read_again(self):
         self.start_handset("--fault", "wrong-checksum=1")
-        self.assertEnds(self.ask("e2p", "read", "0x1234", "2"), 0, "FFFF\n")
+        self.assertEnds(self.ask("-t", "20000", "e2p", "read", "0x1234", "2"), 0, "FFFF\n")
 
     def test_each_try_is_told(self):
         self.start_handset("--fault", "silence=2")
