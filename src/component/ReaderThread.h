@@ -25,9 +25,9 @@ public:
 
     struct Work {  // all on the thread
         std::function<void()> begin;
-        std::function<std::uint32_t(Event& call)> rest;  // returns when there is something to do, or at the call;
-                                                         // the milliseconds until the pass
-        std::function<void()> pass;                      // then, when no stop has come
+        // Returns when there is something to do or the call is set: the milliseconds until the pass is due.
+        std::function<std::uint32_t(Event& call)> rest;
+        std::function<void()> pass;  // when it is due and no stop has come
         std::function<void()> end;
     };
 
