@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/ExitStatus.h"
 #include "cli/Failure.h"
 #include "cli/LineTalk.h"
 #include "mova/Codes.h"
+#include "program/ExitStatus.h"
 
 namespace mova::cli {
 

@@ -3,8 +3,8 @@
 #pragma once
 #include <string>
 
-#include "cli/ExitStatus.h"
 #include "mova/Codes.h"
+#include "program/ExitStatus.h"
 
 namespace mova::cli {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "cli/ExitStatus.h"
 #include "mova/Codes.h"
+#include "program/ExitStatus.h"
 
 namespace mova::cli {
 

@@ -10,15 +10,14 @@
 #include "base/Text.h"
 #include "cli/CodeHints.h"
 #include "cli/Commands.h"
-#include "cli/HelpFormatter.h"
 #include "cli/ManPage.h"
+#include "program/HelpFormatter.h"
+#include "program/Parsing.h"
+#include "program/Suggestion.h"
 
 namespace mova::cli {
 
 namespace {
-
-constexpr const char* kPurpose =
-    "Drives a mobile handset on a serial port: AT commands, the request protocol, raw bytes and modem lines.";
 
 void describeGlobals(CLI::App& app, Context& context) {
     SessionOptions& options = context.options;
@@ -51,21 +50,18 @@ void describeGlobals(CLI::App& app, Context& context) {
         ->capture_default_str();
 }
 
-struct ManPageAsked {};
-
 void describeProgram(CLI::App& app, Context& context) {
-    app.description(kPurpose);
     app.set_help_flag("-h,--help", "this help, or that of the command it follows");
     app.set_help_all_flag("--help-all", "the help of every command");
     app.add_flag_callback(
         "--version",
         [] {
             const CVeCmdManager manager;
-            throw CLI::CallForVersion(manager.GetCmpVersion(1), 0);
+            throw CLI::CallForVersion(
+                "mova " + std::string(productVersion()) + "\ncomponent " + manager.GetCmpVersion(1), 0);
         },
-        "the component's version");
-    app.add_flag_callback(
-        "--man-page", [] { throw ManPageAsked{}; }, "the manual page, for man(1)");
+        "the versions of the product and of the component in it");
+    addPrintouts(app, [&app] { return manPage(app); });
     describeGlobals(app, context);
 }
 
@@ -132,15 +128,31 @@ void printLines(Output& out, const std::string& text) {
     }
 }
 
-// The parser would only say that a command is missing.
+std::vector<std::string> namesOfCommands(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+// The parser would only say that a command is missing, or that a word is one too many.
 std::string parseProblem(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> unknown = app.remaining(true);
     const bool missing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-    if (missing && !unknown.empty() &&
-        !namedCommand(app).get_subcommands([](const CLI::App*) { return true; }).empty()) {
-        return "there is no command \"" + unknown.front() + "\"";
+    if (unknown.empty() || !(missing || dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr)) return error.what();
+    const CLI::App& named = namedCommand(app);
+    const std::string& word = unknown.front();
+    if (word.size() > 1 && word.starts_with("-")) {
+        std::vector<std::string> names = optionNames(named);
+        for (const CLI::App* above = named.get_parent(); above != nullptr; above = above->get_parent()) {
+            for (std::string& name : optionNames(*above)) names.push_back(std::move(name));
+        }
+        return "there is no option " + word + suggestion(word, names);
     }
-    return error.what();
+    const std::vector<std::string> below = namesOfCommands(named);
+    if (below.empty() || !missing) return error.what();
+    return "there is no command \"" + word + "\"" + suggestion(word, below);
 }
 
 // Help and version are no failures; they are text also where results are JSON.
@@ -162,7 +174,7 @@ void nameGroup(CLI::App& command) {
 }  // namespace
 
 std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
-    auto app = std::make_unique<CLI::App>(kPurpose, scope == Scope::Program ? "mova" : "");
+    auto app = std::make_unique<CLI::App>(programDescription(), scope == Scope::Program ? "mova" : "");
     app->fallthrough();
     app->formatter(std::make_shared<HelpFormatter>());
     if (scope == Scope::Program) {
@@ -197,8 +209,8 @@ void perform(Context& context, CLI::App& app, Scope scope, const std::vector<std
         if (context.checkOnly) return;
         context.session.requireRecorded();
         finishResult(context, nullptr);
-    } catch (const ManPageAsked&) {
-        printLines(context.out, manPage(app));
+    } catch (const Printout& printout) {
+        printLines(context.out, printout.text);
     } catch (const CLI::Success& asked) {
         showHelp(context, app, asked);
     }

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "cli/ExitStatus.h"
 #include "cli/Interrupt.h"
+#include "program/ExitStatus.h"
 
 namespace mova::cli {
 

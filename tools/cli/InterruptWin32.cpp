@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "cli/ExitStatus.h"
 #include "cli/Interrupt.h"
+#include "program/ExitStatus.h"
 
 namespace mova::cli {
 

@@ -4,19 +4,26 @@
 #include <array>
 
 #include "base/Environment.h"
-#include "base/Text.h"
-#include "cli/ExitStatus.h"
-#include "cli/HelpFormatter.h"
-#include "cli/SplitText.h"
+#include "program/HelpFormatter.h"
+#include "program/ManMacros.h"
+#include "program/ProgramText.h"
 
 namespace mova::cli {
 
 namespace {
 
-// What a section explains, and how.
-struct Explained {
-    const char* term;
-    const char* text;
+constexpr const char* kDescription =
+    "Drives a mobile handset on a serial port: AT commands, the request protocol, raw bytes and modem lines.";
+
+constexpr std::array kExits{
+    ExitMeaning{ExitStatus::Done, "done"},
+    ExitMeaning{ExitStatus::Refused, "the handset said no, something differs, or an expectation was not met"},
+    ExitMeaning{ExitStatus::Usage, "the command line or the script is wrong"},
+    ExitMeaning{ExitStatus::PortNotOpened, "the port could not be opened"},
+    ExitMeaning{ExitStatus::NoAnswer, "the handset did not answer in time"},
+    ExitMeaning{ExitStatus::Interrupted, "interrupted (Ctrl-C)"},
+    ExitMeaning{ExitStatus::LineTrouble, "an answer arrived damaged, or the port failed"},
+    ExitMeaning{ExitStatus::FileTrouble, "a file could not be read or written, or the output not be written"},
 };
 
 constexpr std::array kVariables{
@@ -66,73 +73,13 @@ constexpr std::array kFields{
     Explained{"run", "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds"},
 };
 
-// --- the man macros
-
 constexpr std::size_t kFooterWidth = 70;
-
-std::string roff(const std::string& text) {
-    std::string escaped;
-    for (const char c : text) {
-        if (c == '\\') {
-            escaped += "\\e";
-        } else if (c == '-') {
-            escaped += "\\-";
-        } else {
-            escaped += c;
-        }
-    }
-    const bool control = escaped.starts_with(".") || escaped.starts_with("'");
-    return control ? "\\&" + escaped : escaped;
-}
-
-std::string verbatim(const std::string& text) {
-    std::string lines = ".nf\n";
-    for (const std::string& line : splitAt(text, '\n')) lines += roff(line) + "\n";
-    return lines + ".fi\n";
-}
-
-std::string entry(const std::string& tag, const std::string& text) {
-    return ".TP\n.B " + roff(tag) + "\n" + roff(text) + "\n";
-}
-
-std::string optionTag(const CLI::Option& option) {
-    std::string tag;
-    for (const std::string& name : option.get_snames()) tag += (tag.empty() ? "" : ", ") + ("-" + name);
-    for (const std::string& name : option.get_lnames()) tag += (tag.empty() ? "" : ", ") + ("--" + name);
-    return option.get_type_size() > 0 ? tag + " " + option.get_type_name() : tag;
-}
-
-std::string optionText(const CLI::Option& option) {
-    const std::string preset = option.get_default_str();
-    return option.get_description() + (preset.empty() ? "" : " [" + preset + "]");
-}
-
-std::string optionEntries(const CLI::App& app, bool positional) {
-    std::string text;
-    for (const CLI::Option* option : app.get_options()) {
-        if (option->get_positional() != positional || option->get_name(false, true).empty()) continue;
-        const std::string tag = positional ? option->get_name(true, false) : optionTag(*option);
-        text += entry(tag, optionText(*option));
-    }
-    return text;
-}
-
-std::string synopsisOf(const CLI::App& app, const std::string& name) {
-    std::string text = "mova " + name;
-    for (const CLI::Option* option : app.get_options()) {
-        if (!option->get_positional()) continue;
-        const bool several = option->get_items_expected_max() > 1;
-        const std::string shown = option->get_name(true, false) + (several ? "..." : "");
-        text += option->get_required() ? " " + shown : " [" + shown + "]";
-    }
-    return text;
-}
 
 // NOLINTNEXTLINE(misc-no-recursion): commands are two deep
 void describeCommand(const CLI::App& app, const std::string& name, std::string& text) {
     const auto below = app.get_subcommands([](const CLI::App*) { return true; });
     const bool group = !below.empty();
-    text += ".SS " + roff(group ? "mova " + name + " COMMAND" : synopsisOf(app, name)) + "\n";
+    text += ".SS " + roff(group ? "mova " + name + " COMMAND" : synopsisOf(app, "mova " + name)) + "\n";
     text += roff(app.get_description()) + ".\n";
     text += optionEntries(app, true) + optionEntries(app, false);
     if (const std::string footer = app.get_footer(); !footer.empty())
@@ -140,52 +87,42 @@ void describeCommand(const CLI::App& app, const std::string& name, std::string& 
     for (const CLI::App* sub : below) describeCommand(*sub, name + " " + sub->get_name(), text);
 }
 
-std::string exitCodes() {
-    std::string text;
-    for (const ExitMeaning& row : kExitMeanings)
-        text += format("  %d  %s\n", static_cast<int>(row.status), row.meaning);
-    return text;
-}
+constexpr ProgramText kProgram{"mova",
+                               "drive a mobile handset on a serial port",
+                               "[OPTIONS] COMMAND [ARGUMENTS]",
+                               kDescription,
+                               kExits,
+                               kVariables,
+                               kExamples};
 
 }  // namespace
 
+const char* programDescription() { return kDescription; }
+
 std::string helpFooter() {
-    std::string text = "Exit codes:\n" + exitCodes() + "Environment:\n";
-    for (const Explained& v : kVariables) text += format("  %-16s %s\n", v.term, v.text);
-    text += "Examples:\n";
-    for (const Explained& e : kExamples) text += format("  %s\n      %s\n", e.term, e.text);
-    return text +
-           "\"mova COMMAND --help\" tells about a command, \"mova --help-all\" about all of them. Numbers are decimal, "
+    return mova::helpFooter(kProgram) +
+           "\n\"mova COMMAND --help\" tells about a command, \"mova --help-all\" about all of them. Numbers are "
+           "decimal, "
            "or\n"
            "hexadecimal behind 0x.";
 }
 
 std::string manPage(CLI::App& app) {
-    std::string text = ".\\\" Made by \"mova --man-page\".\n.TH MOVA 1 \"\" \"MovaCmdSvr\" \"User Commands\"\n";
-    text += ".SH NAME\nmova \\- drive a mobile handset on a serial port\n";
-    text += ".SH SYNOPSIS\n.B mova\n[OPTIONS] COMMAND [ARGUMENTS]\n";
-    text += ".SH DESCRIPTION\n" + roff(app.get_description()) + "\nNumbers are decimal, or hexadecimal behind 0x.\n";
-    text += ".PP\n" + roff(kWhatSucceeds) + "\n";
-    text += ".SH OPTIONS\nThey stand before or behind the command.\n" + optionEntries(app, false);
-    text += ".SH COMMANDS\n";
+    std::string described;
     for (const CLI::App* sub : app.get_subcommands([](const CLI::App*) { return true; })) {
-        describeCommand(*sub, sub->get_name(), text);
+        describeCommand(*sub, sub->get_name(), described);
     }
-    text +=
-        ".SH \"JSON OUTPUT\"\nWith \\-\\-json a command prints one object on one line: command, ok (true or false), "
-        "its own fields, "
-        "and where ok is false an object error with message, hint and status (the exit code), and for a code of the "
-        "component "
+    std::string json =
+        "With \\-\\-json a command prints one object on one line: command, ok (true or false), its own fields, and "
+        "where "
+        "ok is false an object error with message, hint and status (the exit code), and for a code of the component "
         "code, hex, name and meaning. Bytes are hexadecimal text.\n";
-    for (const Explained& row : kFields) text += entry(row.term, row.text);
-    text += ".SH \"EXIT STATUS\"\n";
-    for (const ExitMeaning& row : kExitMeanings)
-        text += entry(std::to_string(static_cast<int>(row.status)), row.meaning);
-    text += ".SH ENVIRONMENT\n";
-    for (const Explained& v : kVariables) text += entry(v.term, v.text);
-    text += ".SH EXAMPLES\n";
-    for (const Explained& e : kExamples) text += entry(e.term, e.text);
-    return text;
+    for (const Explained& row : kFields) json += entry(row.term, row.text);
+    return mova::manPage(app, kProgram,
+                         "Numbers are decimal, or hexadecimal behind 0x.\nOptions stand before or behind the command.\n"
+                         ".PP\n" +
+                             roff(kWhatSucceeds) + "\n",
+                         {{"COMMANDS", described}, {"\"JSON OUTPUT\"", json}});
 }
 
 }  // namespace mova::cli

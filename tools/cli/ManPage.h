@@ -8,6 +8,7 @@ class App;
 
 namespace mova::cli {
 
+const char* programDescription();
 std::string helpFooter();
 std::string manPage(CLI::App& app);  // in the man macros
 

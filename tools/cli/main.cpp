@@ -11,6 +11,7 @@
 
 int main(int argc, char** argv) {
     using namespace mova::cli;
+    using mova::ExitStatus;
     try {
         watchForInterrupt();
         Context context;

@@ -52,8 +52,8 @@ class PortHandset {
 public:
     explicit PortHandset(const Line& line) : line_(line), port_(openPort(line)), handset_(line.profile) {
         if (!isOpen()) {
-            std::fprintf(stderr, "mova-handset: %s does not open (error %lu); is it there, and free?\n",
-                         line.port.c_str(), GetLastError());
+            throw LineError(line.port + " does not open (error " + std::to_string(GetLastError()) +
+                            "); is it there, and free?");
         }
     }
     PortHandset(const PortHandset&) = delete;
@@ -95,14 +95,13 @@ private:
 
 }  // namespace
 
-int serveLines(std::span<const Line> lines, const std::string& readyFile) {
+void serveLines(std::span<const Line> lines, const std::string& readyFile) {
     std::vector<std::unique_ptr<PortHandset>> handsets;
     for (const Line& line : lines) {
         if (line.port.empty()) {
-            std::fprintf(stderr, "mova-handset: name the port to answer on, for instance --port COM8\n");
-            return 1;
+            throw LineError("name the port to answer on, for instance --port COM8");
         }
-        if (!handsets.emplace_back(std::make_unique<PortHandset>(line))->isOpen()) return 1;
+        handsets.emplace_back(std::make_unique<PortHandset>(line));
     }
     SetConsoleCtrlHandler(endOnControl, TRUE);
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -112,7 +111,6 @@ int serveLines(std::span<const Line> lines, const std::string& readyFile) {
     std::fflush(stdout);
     makeReadyFile(readyFile);
     handsets.clear();  // waits for each
-    return 0;
 }
 
 }  // namespace mova::handset

@@ -3,11 +3,16 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <stdexcept>
 #include <string>
 
 #include "handset/Handset.h"
 
 namespace mova::handset {
+
+struct LineError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 struct Line {
     Profile profile;
@@ -19,8 +24,8 @@ struct Line {
 };
 
 // Serves all of them until the program is told to end, on Windows also until each has hung up. Prints where each is
-// to be reached, in order, then makes the ready file. The exit code; errors are told on the standard error output.
-int serveLines(std::span<const Line> lines, const std::string& readyFile);
+// to be reached, in order, then makes the ready file. Throws LineError for a line that cannot be had.
+void serveLines(std::span<const Line> lines, const std::string& readyFile);
 
 void makeReadyFile(const std::string& path);
 

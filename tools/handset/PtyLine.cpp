@@ -62,7 +62,7 @@ void serve(PtyHandset& handset, const std::string& cable, const sigset_t& ends) 
 
 }  // namespace
 
-int serveLines(std::span<const Line> lines, const std::string& readyFile) {
+void serveLines(std::span<const Line> lines, const std::string& readyFile) {
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);
@@ -82,10 +82,8 @@ int serveLines(std::span<const Line> lines, const std::string& readyFile) {
         makeReadyFile(readyFile);
         serve(*handsets.front(), lines.front().cable, ends);
         for (std::size_t i = 0; i < lines.size(); ++i) handsets[i]->with(lines[i].finish);
-        return 0;
     } catch (const std::system_error& error) {
-        std::fprintf(stderr, "mova-handset: %s\n", error.what());
-        return 1;
+        throw LineError(error.what());
     }
 }
 

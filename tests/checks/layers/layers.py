@@ -20,11 +20,12 @@ ADAPTERS = {"platform/win32": (), "platform/posix": (), "component/automation": 
 # What each folder outside src/ may include. The handset is written from the line protocol and the trace reader from
 # the trace's description: sharing the component's codec, they would share its mistakes.
 ALLOWED = {
-    "tools/cli": ("cli", "trace", "expression", "base", FACE),
+    "tools/cli": ("cli", "trace", "expression", "program", "base", FACE),
     "tools/expression": ("expression",),
-    "tools/handset": ("handset", "base/Text.h"),
+    "tools/handset": ("handset", "program", "base/Printable.h", "base/Text.h"),
+    "tools/program": ("program", "base/Printable.h", "base/Text.h"),
     "tools/trace": ("trace", "base", FACE),
-    "tools/viewer": ("viewer", "expression", "base", FACE),
+    "tools/viewer": ("viewer", "expression", "program", "base", FACE),
     "python": (FACE,),
     "tests/oracle": ("oracle",),
 }

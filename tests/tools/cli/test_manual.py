@@ -20,9 +20,6 @@ class ManualTest(BenchTest):
             self.manual = file.read()
         self.help = self.mova("--help-all").out
 
-    def test_the_page_is_the_programs_own(self):
-        self.assertEqual(self.mova("--man-page").out, self.manual, "make it anew: mova --man-page >docs/mova.1")
-
     def test_every_option_of_the_help_is_in_the_manual_and_back(self):
         listed = set()
         for line in self.help.splitlines():

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-namespace mova::cli {
+namespace mova {
 
 // Breaks lines at blanks; what follows a break is indented as its line is.
 std::string wrap(const std::string& text, std::size_t width);
@@ -18,4 +18,4 @@ public:
     std::string make_footer(const CLI::App* app) const override;
 };
 
-}  // namespace mova::cli
+}  // namespace mova

@@ -1,11 +1,9 @@
-#include "cli/HelpFormatter.h"
+#include "program/HelpFormatter.h"
 
 #include <algorithm>
 #include <sstream>
 
-#include "cli/SplitText.h"
-
-namespace mova::cli {
+namespace mova {
 
 namespace {
 
@@ -28,9 +26,13 @@ std::string wrapLine(const std::string& line, std::size_t width) {
 
 std::string wrap(const std::string& text, std::size_t width) {
     std::string wrapped;
-    for (const std::string& line : splitAt(text, '\n'))
-        wrapped += (wrapped.empty() ? "" : "\n") + wrapLine(line, width);
-    return wrapped;
+    for (std::size_t begin = 0;;) {
+        const auto end = text.find('\n', begin);
+        wrapped += wrapLine(text.substr(begin, end - begin), width);
+        if (end == text.npos) return wrapped;
+        wrapped += '\n';
+        begin = end + 1;
+    }
 }
 
 HelpFormatter::HelpFormatter() {
@@ -71,4 +73,4 @@ std::string HelpFormatter::make_footer(const CLI::App* app) const {
     return footer.empty() ? footer : wrap(footer, kWidth) + "\n";
 }
 
-}  // namespace mova::cli
+}  // namespace mova
