@@ -16,7 +16,7 @@ TEST(Suggestion, CountsWhatIsPutInTakenOutReplacedAndSwapped) {
     EXPECT_EQ(editDistance("DUMP", "dump"), 0U);
     EXPECT_EQ(editDistance("", "dump"), 4U);
     EXPECT_EQ(editDistance("dump", ""), 4U);
-    EXPECT_EQ(editDistance("general", "table"), 6U);
+    EXPECT_EQ(editDistance("general", "table"), 7U);
 }
 
 TEST(Suggestion, IsTheNearestWordAndTheFirstOfThem) {

@@ -97,8 +97,89 @@ class PageTest:
 
     # --- the states
 
+    def opening(self):
+        self.open(HERE / "station.log")
+        self.check("it opens on the first error", self.text("#detail-body .finding"), "the handset reports status 4")
+        self.check("whose row is chosen", self.find('.row[aria-selected="true"]').text.split("\n")[1], "E2P read 0x1234/1")
+        line = self.address()
+        self.hold("whose line is in the address", line.startswith("#line="))
+        self.screenshot("opened")
+        shown = self.text("#window")
+        self.keys("0")
+        self.hold("of which only a part is shown", self.text("#window") != shown)
+        self.keys("n")
+        self.hold("another line for another record", self.address() not in ("", line))
+        self.keys(Keys.ESCAPE)
+        self.check("none for none", self.address(), "")
+        self.driver.get("about:blank")
+        self.driver.get((OUTPUT / "station.html").resolve().as_uri() + "#line=3")
+        self.until("a link leads to its record", lambda: self.find("html").get_attribute("data-ready") == "true")
+        self.check("the link's record", self.records_line(), "line 3")
+        self.driver.execute_script("location.hash = '#line=1'")
+        self.until("an address that is changed by hand, too", lambda: self.records_line() == "line 1")
+        self.driver.execute_script("location.hash = '#line=6'")
+        self.until("the answer to an AT command", lambda: self.records_line() == "line 6")
+        self.check("control characters in letters that every font has", self.text(".frame[data-chosen] summary .grow"), r"AT+CSQ\r~+CSQ: 21,99~OK~")
+        self.driver.execute_script("location.hash = '#line=1'")
+        self.until("and back", lambda: self.records_line() == "line 1")
+        self.driver.execute_script("location.hash = '#line=no'")
+        self.settle()
+        self.check("one that is none changes nothing", self.records_line(), "line 1")
+
+        good = OUTPUT / "good.log"
+        good.write_text("".join(f"E2P-S 0C00#800101-0600-80-00-3412-0100%\n2D\r\t\t\t\t[T:{i * 20}]\nE2P-A %E2p Ack!\t\t\t\t[T:{i * 20 + 8}]\n"
+                                f"E2P-R 0800-80-00-3412-0100%\nAABB\n\t\t\t\t[T:{i * 20 + 15}]\nE2P-A % E2p OK!\t\t\t\t[T:{i * 20 + 16}]\n"
+                                for i in range(100)))
+        self.open(good)
+        self.check("without errors nothing is chosen", self.text("#detail-title"), "Nothing chosen")
+        # Records 1 and 30 are those of 0 and 148 ms.
+        self.check("the first thirty records are shown", self.text("#window"), "0.000 s – 0.149 s")
+        self.keys("a", "0")
+        self.check("of all", self.text("#window"), "steps 1 – 400 of 400")
+        good.unlink()
+
+    def records_line(self):
+        """The file's line of the record that is open."""
+        told = self.driver.execute_script("return [...document.querySelectorAll('.frame[data-chosen] .inside > p')].pop()?.textContent || ''")
+        return told.split(",")[0]
+
+    def address(self):
+        return self.driver.execute_script("return location.hash")
+
+    def saved(self):
+        self.driver.execute_cdp_cmd("Browser.setDownloadBehavior", {"behavior": "allow", "downloadPath": str(OUTPUT.resolve())})
+        for old in OUTPUT.glob("station.log-*.csv"):
+            old.unlink()
+        self.find("#tab-errors").click()
+        self.find("#csv").click()
+        file = OUTPUT / "station.log-errors.csv"
+        self.until("the list becomes a file", file.exists)
+        self.check("what is in it", file.read_bytes().decode("utf-8-sig").split("\r\n"), [
+            '"time, s",line,exchange,error,code', "0.323,49,E2P read 0x1234/1,the handset reports status 4,0x8203",
+            "0.341,58,E2P read 0x1234/1,no acknowledgement,0x4004",
+            "4.398,85,E2P read 0x1234/1,damaged answer: checksum mismatch on a confirmation,0x4011", ""])
+        self.find("#tab-exchanges").click()
+
+    def tip(self):
+        """The note at the pointer goes when what it tells of moves."""
+        self.keys("a", "0", Keys.ESCAPE)
+        chart = self.find("#chart")
+        tip = self.find("#tip")
+        for what, change in (("zooming", lambda: self.find("#zoom-in").send_keys(Keys.ENTER)), ("filtering", lambda: self.find("#family-4").send_keys(Keys.SPACE)),
+                             ("the axis", lambda: self.keys("a"))):
+            height = chart.size["height"] - 24
+            offset = 24 + 7.5 * height / int(chart.get_attribute("data-rows")) - chart.size["height"] / 2
+            ActionChains(self.driver).move_to_element_with_offset(chart, 10, round(offset)).move_by_offset(-5, 0).perform()
+            self.until("a note at the pointer", tip.is_displayed)
+            change()
+            self.settle()
+            self.check(f"{what} takes the note away", tip.is_displayed(), False)
+            self.find("#clear").send_keys(Keys.ENTER)
+            self.keys("0")
+
     def overview(self):
         self.open(HERE / "station.log")
+        self.keys("0", Keys.ESCAPE)
         self.check("title", self.text("#title"), "station.log")
         tiles = {tile.find_element(By.TAG_NAME, "dt").text: tile.find_element(By.TAG_NAME, "dd").text for tile in self.all("#tiles div")}
         self.check("tiles", tiles, {"exchanges": "13", "errors": "3", "repeated": "2", "median": "14 ms", "p99": "51 ms", "a second": "2.5"})
@@ -288,7 +369,7 @@ def main():
         driver = browser(os.path.join(folder, "profile"))
         try:
             test = PageTest(driver)
-            for state in (test.overview, test.zoomed, test.chosen, test.keyboard, test.filtered, test.histogram, test.lists, test.dark,
+            for state in (test.opening, test.overview, test.zoomed, test.chosen, test.tip, test.keyboard, test.filtered, test.histogram, test.lists, test.saved, test.dark,
                           test.narrow, test.large, test.outside):
                 begin = time.monotonic()
                 try:

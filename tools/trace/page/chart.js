@@ -32,6 +32,11 @@ function setView(from, to) {
   draw();
 }
 function fit() { setView(...limits()); }
+const AT_ONCE = 30;  // records of which each can be read
+function showBeginning() {
+  if (rows.length <= AT_ONCE) fit();
+  else setView(limits()[0], at(AT_ONCE - 1) + NARROWEST / 2);
+}
 function zoom(factor, anchor = (view.from + view.to) / 2) {
   setView(anchor - (anchor - view.from) * factor, anchor + (view.to - anchor) * factor);
 }
@@ -76,6 +81,7 @@ function sized(canvas) {
 
 let waiting = false;
 function draw() {
+  byId('tip').hidden = true;  // what it told of may be elsewhere now
   if (waiting) return;
   waiting = true;
   requestAnimationFrame(() => { waiting = false; drawNow(); });

@@ -184,3 +184,22 @@ for (const tab of document.querySelectorAll('[role="tab"]')) {
     next.click();
   });
 }
+
+// ---- the list as a file ------------------------------------------------------------------------------------------
+
+// What a spreadsheet would take for a formula begins with an apostrophe, which it takes for text.
+function csvCell(text) {
+  const safe = /^[=+@\t\r-]/.test(text) && Number.isNaN(Number(text)) ? "'" + text : text;
+  return /[",\r\n]/.test(safe) ? '"' + safe.replace(/"/g, '""') + '"' : safe;
+}
+function listAsCsv() {
+  const list = LISTS[listName];
+  const lines = [list.heads.map(([text]) => csvCell(text)).join(',')];
+  for (const item of items) lines.push(list.cells(item).map((c) => csvCell(c.textContent === '–' ? '' : c.textContent)).join(','));
+  return lines.join('\r\n') + '\r\n';
+}
+function saveList() {
+  const address = URL.createObjectURL(new Blob(['\ufeff', listAsCsv()], { type: 'text/csv' }));
+  make('a', { href: address, download: data.summary.file.split(/[\\/]/).pop() + '-' + listName + '.csv' }).click();
+  setTimeout(() => URL.revokeObjectURL(address), 1000);
+}

@@ -73,6 +73,7 @@ function showDetail() {
 }
 function choose(record, intoSight, alsoInList = true) {
   chosen = record;
+  tellAddress();
   chart.dataset.chosen = record;
   if (record >= 0 && intoSight && rowOf[record] >= 0) reveal(rowOf[record]);
   else draw();
@@ -81,6 +82,35 @@ function choose(record, intoSight, alsoInList = true) {
   chosenRow = record < 0 ? -1 : items.findIndex((item) => belongs(LISTS[listName].record(item)));
   if (chosenRow >= 0) showRow(chosenRow);
   else showRows();
+}
+
+// ---- the address --------------------------------------------------------------------------------------------------
+
+// The chosen record by its line in the file, so that a link leads to it: "#line=17".
+function tellAddress() {
+  const address = chosen < 0 ? '#' : '#line=' + records[chosen].line;
+  if (address !== (location.hash || '#')) location.replace(address);
+}
+function recordOfAddress() {
+  const line = /^#line=(\d+)$/.exec(location.hash);
+  return line ? records.findLastIndex((record) => record.line <= Number(line[1])) : -1;
+}
+function goToAddress() {
+  const record = recordOfAddress();
+  if (record < 0 || record === chosen) return;
+  if (rowOf[record] < 0) byId('clear').click();
+  choose(record, false);
+  zoomToChosen();
+}
+addEventListener('hashchange', goToAddress);
+// Where there is something to look at: what the address names, else the first error, else the beginning.
+function open() {
+  showBeginning();
+  if (recordOfAddress() >= 0) goToAddress();
+  else if (errors.length > 0) {
+    choose(errors[0].record, false);
+    zoomToChosen();
+  }
 }
 
 // ---- the page ----------------------------------------------------------------------------------------------------
@@ -117,6 +147,7 @@ function showHead() {
   }
 }
 byId('theme').addEventListener('click', toggleTheme);
+byId('csv').addEventListener('click', saveList);
 byId('help-open').addEventListener('click', () => byId('help').showModal());
 byId('zoom-in').addEventListener('click', () => zoom(0.6));
 byId('zoom-out').addEventListener('click', () => zoom(1 / 0.6));
@@ -133,5 +164,5 @@ showHead();
 showFilter();
 setTheme(matchMedia('(prefers-color-scheme: dark)').matches ? 'dark' : 'light');
 applyFilter();
-fit();
+open();
 document.documentElement.dataset.ready = 'true';

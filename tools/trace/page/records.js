@@ -47,7 +47,9 @@ const isError = (record) => Boolean(record.error) ||
 const seconds = (ms) => (ms / 1000).toFixed(3) + ' s';
 const hex = (value, digits) => '0x' + value.toString(16).toUpperCase().padStart(digits, '0');
 const plural = (n, thing) => n.toLocaleString('en') + ' ' + thing + (n === 1 ? '' : 's');
-const shown = (text) => text.replace(/\r/g, '␍').replace(/\n/g, '␊').replace(/[\x00-\x1f\x7f]/g, (c) => String.fromCharCode(0x2400 + (c === '\x7f' ? 0x21 : c.charCodeAt(0))));
+// Control characters in letters that every font has.
+const ESCAPES = { '\r': '\\r', '\n': '\\n', '\t': '\\t', '\\': '\\\\' };
+const shown = (text) => text.replace(/[\x00-\x1f\x7f-\x9f\\]/g, (c) => ESCAPES[c] || '\\x' + c.charCodeAt(0).toString(16).toUpperCase().padStart(2, '0'));
 
 function labelOf(record) {
   const exchange = record.exchange >= 0 ? exchanges[record.exchange] : null;
