@@ -31,6 +31,10 @@ std::string formatList(const char* pattern, va_list arguments) {
     return text;
 }
 
+std::string counted(std::uint64_t count, std::string_view thing) {
+    return std::to_string(count).append(" ").append(thing).append(count == 1 ? "" : "s");
+}
+
 std::string_view trimRight(std::string_view text) {
     if (text.empty() || text.back() > ' ') return text;  // as nearly every line is
     const auto last = text.find_last_not_of(kWhiteSpace);

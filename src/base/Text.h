@@ -1,6 +1,7 @@
 // Small text tools for every layer and every program.
 #pragma once
 #include <cstdarg>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,9 @@ namespace mova {
 #endif
 MOVA_PRINTF(1, 2) std::string format(const char* pattern, ...);
 MOVA_PRINTF(1, 0) std::string formatList(const char* pattern, va_list arguments);
+
+// "1 error", "2 errors"
+std::string counted(std::uint64_t count, std::string_view thing);
 
 // White space is space, tab, carriage return, line feed, vertical tab and form feed.
 std::string_view trimRight(std::string_view text);

@@ -61,10 +61,14 @@ Frame readFrame(std::string_view text) {
         return {cutShort("the confirmation is cut short"), {}};
     const std::size_t told = wordAt(bytes, 0) + kLength;
     if (told > bytes.size()) {
-        return {cutShort(format("the confirmation is cut short: %zu of %zu bytes", bytes.size(), told)), {}};
+        return {
+            cutShort(format("the confirmation is cut short: %zu of %s", bytes.size(), counted(told, "byte").c_str())),
+            {}};
     }
     if (told < bytes.size())
-        return {damaged(format("the confirmation is damaged: %zu bytes, it says %zu", bytes.size(), told)), {}};
+        return {damaged(format("the confirmation is damaged: %s, it says %zu", counted(bytes.size(), "byte").c_str(),
+                               told)),
+                {}};
     if (hexChecksum(text) != 0) return {damaged("the confirmation is damaged: its checksum is wrong"), {}};
     return {{}, bytes.substr(kLength, bytes.size() - kLength - kChecksum)};
 }
@@ -211,12 +215,15 @@ Layout layoutOf(std::uint8_t first) {
 Finding checkReply(const Segment& request, std::string_view message, std::string_view reply) {
     const Layout layout = layoutOf(request.first);
     if (reply.size() < layout.head)
-        return cutShort(format("the answer is cut short: %zu bytes, its head has %zu", reply.size(), layout.head));
+        return cutShort(format("the answer is cut short: %s, its head has %zu", counted(reply.size(), "byte").c_str(),
+                               layout.head));
     const std::size_t told = wordAt(reply, layout.length) + layout.notCounted;
     if (told > reply.size())
-        return cutShort(format("the answer is cut short: %zu of %zu bytes arrived", reply.size(), told));
+        return cutShort(
+            format("the answer is cut short: %zu of %s arrived", reply.size(), counted(told, "byte").c_str()));
     if (told < reply.size())
-        return cutShort(format("the answer is longer than it says: %zu bytes, not %zu", reply.size(), told));
+        return cutShort(
+            format("the answer is longer than it says: %s, not %zu", counted(reply.size(), "byte").c_str(), told));
     const std::uint8_t named = byteAt(reply, layout.command), asked = byteAt(message, layout.sentCommand);
     if (named != asked) return ofAnother(format("the answer names %s 0x%02X, not 0x%02X", layout.name, named, asked));
     if (static_cast<Family>(request.first) != Family::E2p) return {};

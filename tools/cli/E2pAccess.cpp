@@ -89,7 +89,7 @@ std::vector<std::string> differencesOf(const std::string& firstName, const std::
     }
     if (stretches > kMostTold) told.push_back("and " + std::to_string(stretches - kMostTold) + " more stretches");
     if (first.size() != second.size()) {
-        told.push_back(firstName + " has " + std::to_string(first.size() / 2) + " bytes, " + secondName + " " +
+        told.push_back(firstName + " has " + counted(first.size() / 2, "byte") + ", " + secondName + " " +
                        std::to_string(second.size() / 2));
     }
     return told;

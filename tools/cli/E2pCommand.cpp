@@ -56,7 +56,7 @@ std::string cut(const ObjectOptions& o, const std::string& hex, bool toEnd) {
     if (o.offset + length > size) {
         throw Failure{
             ExitStatus::Refused,
-            keyText(o.key()) + " has " + std::to_string(size) + " bytes, and not " + std::to_string(o.offset + length),
+            keyText(o.key()) + " has " + counted(size, "byte") + ", and not " + std::to_string(o.offset + length),
             {}};
     }
     return hex.substr(std::size_t{2} * o.offset, 2 * length);
@@ -101,7 +101,7 @@ void write(Context& context, const ObjectOptions& o, bool part) {
     context.result["offset"] = o.offset;
     context.result["bytes"] = o.hex.size() / 2;
     context.result["verified"] = !o.noVerify;
-    context.out.line(std::to_string(o.hex.size() / 2) + " bytes written" + (o.noVerify ? "" : " and read back"));
+    context.out.line(counted(o.hex.size() / 2, "byte") + " written" + (o.noVerify ? "" : " and read back"));
 }
 
 void describeRead(CLI::App& command, Context& context) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "base/CodeTexts.h"
+#include "base/Text.h"
 #include "cli/CodeHints.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
@@ -194,7 +195,7 @@ private:
             if (object && record)
                 walk_.skipTo({static_cast<std::uint16_t>(*object), static_cast<std::uint16_t>(*record)});
         }
-        context_.out.remark("going on with " + part_ + ": " + std::to_string(stored_) + " objects are there");
+        context_.out.remark("going on with " + part_ + ", which has " + counted(stored_, "object"));
         return true;
     }
 
@@ -242,10 +243,10 @@ private:
         context_.result["resumedWith"] = resumedWith_;
         context_.result["bytesRead"] = bytes_;
         context_.result["refused"] = refused;
-        out.line(std::to_string(stored_) + " objects in " + options_.path +
+        out.line(counted(stored_, "object") + " in " + options_.path +
                  (resumedWith_ > 0 ? " (" + std::to_string(resumedWith_) + " of them from before)" : ""));
         for (const auto& [code, count] : refusals_) {
-            out.line("  not there: " + std::to_string(count) + " records (" + hexCode(code) + ", " +
+            out.line("  not there: " + counted(count, "record") + " (" + hexCode(code) + ", " +
                      describeCode(code).meaning + ")");
         }
     }

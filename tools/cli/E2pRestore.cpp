@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 
 #include "base/CodeTexts.h"
+#include "base/Text.h"
 #include "cli/E2pAccess.h"
 #include "cli/E2pTransfer.h"
 #include "cli/ParseNumber.h"
@@ -100,8 +101,7 @@ private:
     }
 
     std::string progressText() const {
-        return std::to_string(written_ + equal_) + " of " + std::to_string(file_.objects.size()) +
-               " objects are right so far";
+        return std::to_string(written_ + equal_) + " of " + counted(file_.objects.size(), "object") + " right so far";
     }
 
     void tellResult() {
@@ -110,8 +110,8 @@ private:
         context_.result["written"] = written_;
         context_.result["equal"] = equal_;
         context_.result["refused"] = refused_;
-        context_.out.line(std::to_string(written_) + " objects written and read back, " + std::to_string(equal_) +
-                          " were right already" + (refused_ > 0 ? ", " + std::to_string(refused_) + " refused" : ""));
+        context_.out.line(counted(written_, "object") + " written and read back, " + std::to_string(equal_) +
+                          " right already" + (refused_ > 0 ? ", " + std::to_string(refused_) + " refused" : ""));
     }
 
     Context& context_;
@@ -161,11 +161,12 @@ public:
         context_.result["compared"] = compared_;
         context_.result["different"] = different_;
         if (different_ == 0) {
-            context_.out.line(std::to_string(compared_) + " objects, no difference");
+            context_.out.line(counted(compared_, "object") + ", no difference");
             return;
         }
         throw Failure{ExitStatus::Refused,
-                      std::to_string(different_) + " of " + std::to_string(compared_) + " objects differ",
+                      std::to_string(different_) + " of " + counted(compared_, "object") +
+                          (different_ == 1 ? " differs" : " differ"),
                       {}};
     }
 

@@ -96,7 +96,8 @@ void watch(Context& context, const MonitorOptions& options) {
     if (enough()) return;
     if (context.session.line().failed()) check(Code::Success, portFailed(), "watching ended");
     if (!interrupted() && options.count > 0) {
-        throw Failure{ExitStatus::NoAnswer, format("%u of %u confirmations came in time", seen, options.count),
+        throw Failure{ExitStatus::NoAnswer,
+                      std::to_string(seen) + " of " + counted(options.count, "confirmation") + " came in time",
                       "does the handset send any? --send gives it a command first"};
     }
     // Ctrl-C is the way to end an endless watch.

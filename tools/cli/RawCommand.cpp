@@ -62,9 +62,8 @@ void read(Context& context, const RawOptions& o) {
     show(context, o, hex);
     if (hex.empty() || hex.size() / 2 < o.bytes) {
         throw Failure{ExitStatus::NoAnswer,
-                      hex.empty()
-                          ? "nothing arrived"
-                          : std::to_string(hex.size() / 2) + " of " + std::to_string(o.bytes) + " bytes arrived",
+                      hex.empty() ? "nothing arrived"
+                                  : std::to_string(hex.size() / 2) + " of " + counted(o.bytes, "byte") + " arrived",
                       "a longer wait: --for; another rate: --baud"};
     }
 }
@@ -99,12 +98,12 @@ void write(Context& context, const RawOptions& o) {
         count += static_cast<std::size_t>(std::max(written.count, 0));
         context.result["written"] = count;
         check(written.code, written.code == Code::ShortWrite
-                                ? format("%zu of %zu bytes were written, and the port took no more for %d ms", count,
-                                         hex.size() / 2, timeout)
+                                ? format("%zu of %s written, and the port took no more for %d ms", count,
+                                         counted(hex.size() / 2, "byte").c_str(), timeout)
                                 : "the bytes were not written");
     }
     if (o.read) return read(context, o);
-    context.out.line(std::to_string(count) + " bytes written");
+    context.out.line(counted(count, "byte") + " written");
 }
 
 void addReading(CLI::App& command, RawOptions& o) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <system_error>
 
+#include "base/Text.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/FileAccess.h"
@@ -69,8 +70,8 @@ void writePage(const trace::Page& page, const trace::Summary& summary, const Tra
     context.out.line({});
     context.out.line("the page is " + options.page);
     if (!page.leavesOut()) return;
-    context.out.line("it shows the first " + std::to_string(page.kept()) +
-                     " records; --from and --until choose others, --most more");
+    context.out.line("it shows the first " + counted(page.kept(), "record") +
+                     "; --from and --until choose others, --most more");
 }
 
 void showTrace(const TraceOptions& options, Context& context) {

@@ -31,11 +31,6 @@ std::string row(const std::string& name, const KindFigures& f) {
                   orDash(f.latency.most()).c_str());
 }
 
-// "1 error", "2 errors"
-std::string counted(std::uint64_t count, const char* thing) {
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::string codeText(Code code) { return code == Code::Success ? "" : " (" + hexCode(code) + ")"; }
 
 double perSecond(std::uint64_t count, std::int64_t milliseconds) {

@@ -184,7 +184,7 @@ class MonitorTest(BenchTest):
         self.start_handset()
         result = self.ask("monitor", "--count", "1", "--seconds", "0.2")
         self.assertEnds(result, 4, "")
-        self.assertIn("0 of 1 confirmations came in time", result.err)
+        self.assertIn("0 of 1 confirmation came in time", result.err)
 
     def test_ctrl_c_ends_it(self):
         self.start_handset("--unsolicited", "50")
@@ -229,7 +229,7 @@ class RawTest(BenchTest):
         answer = result.json()
         self.assertEqual(answer["error"]["name"], "ShortWrite")
         self.assertEqual(answer["error"]["message"],
-                         "%d of 100000 bytes were written, and the port took no more for 700 ms" % answer["written"])
+                         "%d of 100000 bytes written, and the port took no more for 700 ms" % answer["written"])
         self.assertLess(answer["written"], 100_000)
 
     def test_what_is_written_is_whole(self):

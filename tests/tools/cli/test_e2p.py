@@ -177,7 +177,7 @@ class DumpTest(BenchTest):
     def test_a_byte_order_mark_before_a_dump_is_passed_over(self):
         marked = self.write("marked", "\ufeff4099 3 0102\n")
         self.start_handset(self.write("profile.toml", '\ufeff[identity]\nmodel = "X"\n'), "--store", marked)
-        self.assertEnds(self.ask("e2p", "diff", marked), 0, "1 objects, no difference\n")
+        self.assertEnds(self.ask("e2p", "diff", marked), 0, "1 object, no difference\n")
 
     def test_ranges_that_are_none(self):
         result = self.ask("e2p", "dump", "out.e2p", "--objects", "7-3")
@@ -284,7 +284,7 @@ class DamagedTextTest(BenchTest):
     def test_is_nothing_to_restore_over(self):
         file = self.write("file", self.OBJECTS)
         self.start_with_answers(self.FLIPPED, self.GOOD)
-        self.assertEnds(self.ask("e2p", "restore", file), 0, "0 objects written and read back, 2 were right already\n")
+        self.assertEnds(self.ask("e2p", "restore", file), 0, "0 objects written and read back, 2 right already\n")
         self.start_with_answers(self.FLIPPED)
         result = self.ask("e2p", "restore", file)
         self.assertEnds(result, 6, "")
@@ -341,14 +341,14 @@ class RestoreTest(BenchTest):
     def test_what_differs_is_written_and_read_back(self):
         self.start_handset("--store", self.write("store", self.ERASED))
         file = self.write("file", STORE)
-        self.assertEnds(self.ask("e2p", "restore", file), 0, "3 objects written and read back, 2 were right already\n")
+        self.assertEnds(self.ask("e2p", "restore", file), 0, "3 objects written and read back, 2 right already\n")
         self.assertEnds(self.ask("e2p", "diff", file), 0, "5 objects, no difference\n")
-        self.assertEnds(self.ask("e2p", "restore", file), 0, "0 objects written and read back, 5 were right already\n")
+        self.assertEnds(self.ask("e2p", "restore", file), 0, "0 objects written and read back, 5 right already\n")
 
     def test_a_selection(self):
         self.start_handset("--store", self.write("store", self.ERASED))
         result = self.ask("e2p", "restore", self.write("file", STORE), "--objects", "4096-4099", "--records", "1-2")
-        self.assertEnds(result, 0, "1 objects written and read back, 1 were right already\n")
+        self.assertEnds(result, 0, "1 object written and read back, 1 right already\n")
         self.assertEnds(self.ask("e2p", "read", "4099", "3"), 0, "FFFF\n")
 
     def test_an_interrupted_restore_goes_on(self):
@@ -360,7 +360,7 @@ class RestoreTest(BenchTest):
         process.send_signal(signal.SIGINT)
         result = self.finish(process)
         self.assertEnds(result, 5, "")
-        self.assertIn("objects are right so far; the same command goes on", result.err)
+        self.assertIn("objects right so far; the same command goes on", result.err)
         self.assertEnds(self.ask("e2p", "restore", file), 0)
         self.assertEqual(self.read("handset.log").count("0A0081000110010000112233"), self.lines_of_one_write())
         self.assertEnds(self.ask("e2p", "diff", file), 0)
@@ -375,7 +375,7 @@ class RestoreTest(BenchTest):
         self.assertEnds(result, 1, "")
         self.assertIn("object 0x1001 record 1 was not written\n  0x8204 E2pStatus5", result.err)
         result = self.ask("e2p", "restore", file, "--keep-going")
-        self.assertEnds(result, 1, "1 objects written and read back, 0 were right already, 1 refused\n")
+        self.assertEnds(result, 1, "1 object written and read back, 0 right already, 1 refused\n")
 
     def test_another_handsets_dump(self):
         self.start_handset("--store", self.write("store", self.ERASED))
@@ -383,7 +383,7 @@ class RestoreTest(BenchTest):
         result = self.ask("e2p", "restore", file)
         self.assertEnds(result, 1, "")
         self.assertIn("is from the handset 123, this is 490154203237518", result.err)
-        self.assertEnds(self.ask("e2p", "restore", file, "--force"), 0, "1 objects written and read back, 0 were right already\n")
+        self.assertEnds(self.ask("e2p", "restore", file, "--force"), 0, "1 object written and read back, 0 right already\n")
 
     def test_an_unfinished_dump(self):
         self.start_handset("--store", self.write("store", self.ERASED))

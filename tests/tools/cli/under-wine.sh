@@ -39,7 +39,7 @@ on "a dump" 0 "2 objects in store.e2p" e2p dump store.e2p --objects 0x1234 --rec
 on "compared" 0 "2 objects, no difference" e2p diff store.e2p
 on "a change" 0 "2 bytes written and read back" e2p write 0x1234 2 FFFF
 on "found" 1 "  bytes 0-1: file A55A, handset FFFF" e2p diff store.e2p
-on "restored" 0 "1 objects written and read back, 1 were right already" e2p restore store.e2p
+on "restored" 0 "1 object written and read back, 1 right already" e2p restore store.e2p
 on "raw bytes" 0 "41540D0D0A4F4B0D0A" raw write 41540D --read
 on "HCI" 0 "000102" hci 0 0102
 printf 'at AT+CSQ\nexpect +CSQ: 21,*\nat AT\nexpect ERROR\n' >station.mova

@@ -5,6 +5,13 @@
 namespace mova {
 namespace {
 
+TEST(Text, CountsOneThingAndSeveral) {
+    EXPECT_EQ(counted(0, "byte"), "0 bytes");
+    EXPECT_EQ(counted(1, "byte"), "1 byte");
+    EXPECT_EQ(counted(2, "byte"), "2 bytes");
+    EXPECT_EQ(counted(18446744073709551615U, "damaged frame"), "18446744073709551615 damaged frames");
+}
+
 TEST(TextTest, AByteOrderMarkIsTakenAwayOnceAndOnlyAtTheBegin) {
     EXPECT_EQ(withoutByteOrderMark("\xEF\xBB\xBF"
                                    "at AT"),
