@@ -52,7 +52,7 @@ Code HandsetPort::open() {
             driverKnown_ = true;
         }
         if (device_.isOpen()) static_cast<void>(device_.CloseDevice());  // the open that follows tells
-        const Code result = device_.openByNumber(static_cast<std::uint16_t>(portNumber_),
+        const Code result = device_.openByNumber(static_cast<std::uint32_t>(portNumber_),
                                                  static_cast<std::uint32_t>(baudRate_), handle_);
         if (result != Code::Success) {
             trace_.record(TraceKind::FreeText, "Open Device Fail");

@@ -150,6 +150,28 @@ TEST_F(HandsetPortTest, FailingOpenIsTracedAndItsCodeReturned) {
     EXPECT_EQ(comm.opens(), 4u) << "not opened once: nothing to reopen";
 }
 
+// A number that is cut to 16 bits names another port, which may be another handset's.
+TEST_F(HandsetPortTest, NumbersThatNoPortHasOpenNone) {
+    platform.withPath("\\\\.\\COM65543");
+    platform.withPath("\\\\.\\COM4294901767");
+    for (const std::int32_t number : {65536 + 7, 131072 + 7, 65536, 2147418112 + 7, -65536 + 7, -1, 0}) {
+        port.setPortNumber(number);
+        EXPECT_EQ(port.open(), 0x4000u) << number;
+        EXPECT_FALSE(port.hasHandle()) << number;
+    }
+    EXPECT_EQ(comm.opens(), 0u);
+    EXPECT_THAT(platform.journal().serial(), IsEmpty());
+    EXPECT_THAT(platform.datagrams().texts(),
+                ::testing::Contains("MovaCmdSvr:(COM65543) Card Type: 6\nDriver Name: Microsoft USB Sync"));
+}
+
+TEST_F(HandsetPortTest, TheLastNumberIsOneLikeOthers) {
+    ScriptedPort& last = platform.withPath("\\\\.\\COM65535");
+    port.setPortNumber(65535);
+    EXPECT_EQ(port.open(), 0u);
+    EXPECT_EQ(last.opens(), 1u);
+}
+
 TEST_F(HandsetPortTest, OtherDeviceTypesOpenWithoutTouchingAPort) {
     port.setDeviceType(1, 5, 9600);
     EXPECT_EQ(port.open(), 0u);
