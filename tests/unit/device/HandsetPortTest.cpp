@@ -1,3 +1,5 @@
+#include <optional>
+
 #include "device/HandsetPort.h"
 #include "unit/device/HandsetFixture.h"
 
@@ -340,6 +342,35 @@ TEST_F(ObjectWriteTest, FailuresOfTheWriteAreItsResult) {
     EXPECT_EQ(written, 1u);
 }
 
+TEST_F(ObjectWriteTest, WhatIsToEndAtOnceIsNotBegun) {
+    openQuietly();
+    const StopEvent::End end(port.stopEvent(), StopEvent::End::Stays::Yes);
+    std::uint32_t written = 77;
+    EXPECT_EQ(port.write("A", 1, &written), 0x10u);
+    EXPECT_EQ(written, 0u);
+    EXPECT_THAT(platform.journal().serial(), IsEmpty());
+}
+
+TEST_F(ObjectWriteTest, WhatIsToEndAtOnceOpensNoPort) {
+    port.markInitialised();
+    const StopEvent::End end(port.stopEvent(), StopEvent::End::Stays::Yes);
+    EXPECT_EQ(port.write("A", 1), 0x10u);
+    Code result{};
+    EXPECT_FALSE(port.makeAvailable(HandsetPort::OpenTest::Handle, result));
+    EXPECT_EQ(result, 0x10u);
+    EXPECT_EQ(comm.opens(), 0u);
+}
+
+TEST_F(ObjectWriteTest, AnEndThatComesWhileThePortIsOpenedIsNotForgotten) {
+    port.markInitialised();
+    std::optional<StopEvent::End> end;
+    platform.failures().fail(Op::SetQueueSizes);  // so that opening takes its time
+    platform.after(100ms, [&] { end.emplace(port.stopEvent(), StopEvent::End::Stays::Yes); });
+    EXPECT_EQ(port.write("A", 1), 0x10u);
+    EXPECT_EQ(comm.written(), "");
+    EXPECT_TRUE(comm.isOpen());
+}
+
 // --- paced write
 
 struct PacedCard {
@@ -490,6 +521,18 @@ TEST_F(PacedWriteTest, StopEventIsSeenAfterTheFirstByte) {
     EXPECT_THAT(sink.messages(), IsEmpty());
     comm.clearWritten();
     EXPECT_EQ(port.pacedWrite("A", 1, 1000), 0u) << "all of it has gone out";
+}
+
+TEST_F(PacedWriteTest, WhatIsToEndAtOnceSendsNoByte) {
+    for (const char* name : {"Communications Port (COM7)", "USB Serial Port (COM7)"}) {
+        platform.withPort(7, name);
+        port.close();
+        port.setPortNumber(7);
+        openQuietly();
+        const StopEvent::End end(port.stopEvent(), StopEvent::End::Stays::Yes);
+        EXPECT_EQ(port.pacedWrite("ABCD", 4, 1000), 0x10u) << name;
+        EXPECT_EQ(comm.written(), "") << name;
+    }
 }
 
 TEST_F(PacedWriteTest, StopEventComesBeforeTheLimit) {
