@@ -11,7 +11,8 @@
 // Times     are in milliseconds. Positions and lengths in E2P objects count characters of hexadecimal text.
 // Threads   Any thread may call; calls run one after another, an exchange from its first byte to its last wait. Only
 //           ResetCmdManager, ProprietaryCloseComPort and FinalRelease do not wait for a call that is under way: they
-//           end its wait (Stopped or NoAnswer). A listener may call the object, also on the reader thread.
+//           end its wait (Stopped or NoAnswer), and calls that wait behind it send nothing (Stopped). A listener may
+//           call the object, also on the reader thread; while SwitchOperateMode ends that thread, it sends nothing.
 // Lifetime  The reader thread holds what it touches, so the object may be destroyed while it runs. The destructor waits
 //           for that thread, unless it runs on it. A platform that was given outlives the object and its thread.
 #pragma once

@@ -1,10 +1,12 @@
 #include "mova/CVeCmdManager.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "atchannel/OperatingMode.h"
 #include "base/HexText.h"
 #include "component/Core.h"
+#include "device/StopEvent.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -34,6 +36,7 @@ void CVeCmdManager::FinalRelease() {
     if (released_) return;
     released_ = true;
     core_->reader.requestEnd();
+    const StopEvent::End end(core_->port.stopEvent(), StopEvent::End::Stays::Yes);  // before the lock
     {
         const PortLock lock(core_);
         const PendingText& pending = core_->answers.pending();
@@ -85,7 +88,8 @@ Code CVeCmdManager::ProprietaryCloseComPort(std::int32_t) { return closePort(); 
 
 Code CVeCmdManager::closePort() {
     core_->reader.requestStop();
-    core_->port.stopEvent().set();  // before the lock: it ends the wait of whoever holds it
+    // Before the lock: what its holder does ends, and what waits for the lock before this is not begun.
+    const StopEvent::End end(core_->port.stopEvent(), StopEvent::End::Stays::Yes);
     const PortLock lock(core_);
     core_->answers.dropRecords(Answers::Purge::Yes);
     return core_->port.close();
@@ -144,9 +148,13 @@ Code CVeCmdManager::SwitchOperateMode(std::uint32_t mode, std::uint32_t) {
             return Code::Success;
         }
     }
-    // The stop event must be down again before the caller's next exchange, which it would end.
-    core->reader.requestStop();
-    awaitReader(*core);
+    {
+        // The stop event must be down again before the caller's next exchange, which it would end.
+        std::optional<StopEvent::End> end;
+        if (core->reader.isRecorded()) end.emplace(core->port.stopEvent(), StopEvent::End::Stays::No);
+        core->reader.requestStop();
+        awaitReader(*core);
+    }
     const PortLock lock(core);
     // A listener has kept it, or has called this: it ends as soon as the listener is through, without the event.
     if (core->reader.isRecorded()) core->port.stopEvent().reset();

@@ -56,7 +56,7 @@ DeviceComm::~DeviceComm() {
     if (!externalHandle_) static_cast<void>(CloseDevice());  // nobody is left to be told
 }
 
-Code DeviceComm::openByNumber(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle) {
+Code DeviceComm::openByNumber(std::uint32_t portNumber, std::uint32_t baudRate, PortHandle& handle) {
     portNumber_ = portNumber;
     baudRate_ = baudRate;
     handle = handle_;  // also when there is no memory to get any further
@@ -81,14 +81,14 @@ Code DeviceComm::findDevicePath(std::string& path) {
         path = devicePath_;
         return Code::Success;
     }
-    label_ = format("DeviceComm%d", portNumber_);
+    label_ = format("DeviceComm%u", portNumber_);
     std::string driverName;
     const CardType card = PortDiscovery(platform_).lookUp(portNumber_, driverName);
     message("Get Driver Name: %s", driverName.c_str());
     usbCard_ = isUsb(card);
-    path = format("\\\\.\\COM%d", portNumber_);
+    path = format("\\\\.\\COM%u", portNumber_);
     // Deliberate: a port that the device tree does not list is never opened by number.
-    if (driverName.empty() || portNumber_ == 0) return Code::NotOpen;
+    if (driverName.empty() || portNumber_ == 0 || portNumber_ > kLastPort) return Code::NotOpen;
     return Code::Success;
 }
 

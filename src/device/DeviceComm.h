@@ -21,6 +21,7 @@ namespace mova {
 
 class DeviceComm {
 public:
+    static constexpr std::uint32_t kLastPort = 65535;
     static constexpr std::uint32_t kInputQueue = 8192;
     static constexpr std::uint32_t kOutputQueue = 2048;
     // Deliberate: USB-serial drivers need time to release the port.
@@ -33,8 +34,9 @@ public:
     DeviceComm& operator=(const DeviceComm&) = delete;
 
     Code OpenDevice() MOVA_REQUIRES(portLockRole);
-    // Stores number and rate, opens, and always hands back the handle (invalid on failure).
-    Code openByNumber(std::uint16_t portNumber, std::uint32_t baudRate, PortHandle& handle) MOVA_REQUIRES(portLockRole);
+    // Stores number and rate, opens, and always hands back the handle (invalid on failure). There is no port 0 and none
+    // above kLastPort.
+    Code openByNumber(std::uint32_t portNumber, std::uint32_t baudRate, PortHandle& handle) MOVA_REQUIRES(portLockRole);
     Code CloseDevice(PortHandle* handle = nullptr) MOVA_REQUIRES(portLockRole);  // 0 and no message when closed already
 
     bool isOpen() const { return handle() != kInvalidPort; }
@@ -102,7 +104,7 @@ private:
 
     Platform& platform_;
     SerialDriver& serial_;
-    std::uint16_t portNumber_ = 1;
+    std::uint32_t portNumber_ = 1;
     std::string devicePath_;
     std::uint32_t baudRate_ = 115200;
     bool overlapped_ = false;

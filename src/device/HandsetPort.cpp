@@ -13,7 +13,7 @@ HandsetPort::HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace)
       lock_(platform.threading.makeRecursiveMutex()),
       stop_(platform.threading.makeEvent()),
       device_(platform) {
-    device_.setStopEvent(stop_.get());
+    device_.setStopEvent(stop_.ofSystem());
     device_.setOverlapped(true);
 }
 
@@ -43,7 +43,7 @@ void HandsetPort::setDebugPrefix() {
 Code HandsetPort::open() {
     // Deliberate: the first number is the device parameter, not the port number.
     trace_.record(TraceKind::FreeText, format("Open Device:%d,%d", parameter1_, baudRate_));
-    stop_->reset();
+    stop_.reset();
     if (isSerial()) {
         if (!driverKnown_ || cardType_ == kCardNotFound) {
             std::string driverName;
@@ -52,7 +52,7 @@ Code HandsetPort::open() {
             driverKnown_ = true;
         }
         if (device_.isOpen()) static_cast<void>(device_.CloseDevice());  // the open that follows tells
-        const Code result = device_.openByNumber(static_cast<std::uint16_t>(portNumber_),
+        const Code result = device_.openByNumber(static_cast<std::uint32_t>(portNumber_),
                                                  static_cast<std::uint32_t>(baudRate_), handle_);
         if (result != Code::Success) {
             trace_.record(TraceKind::FreeText, "Open Device Fail");
@@ -66,7 +66,7 @@ Code HandsetPort::open() {
 
 Code HandsetPort::close() {
     trace_.record(TraceKind::FreeText, "Close Device");
-    stop_->set();
+    stop_.set();
     const Code result = device_.CloseDevice(&handle_);
     if (result == Code::Success) deviceOpen_ = false;
     trace_.record(TraceKind::FreeText, result == Code::Success ? "Close Device Success" : "Close Device Fail");
@@ -85,12 +85,17 @@ Code HandsetPort::write(const void* data, std::uint32_t length, std::uint32_t* b
     out = 0;
     if (!initialised_) return Code::NotInitialised;
     if (!isSerial()) return Code::Success;
-    if (!hasHandle()) {
-        const Code opened = open();
-        if (opened != Code::Success || !isSerial()) return opened;
-    }
+    const Code opened = openForWrite();
+    if (opened != Code::Success || !isSerial()) return opened;
     // Deliberate: a port that closed itself is only reopened when the manager's own handle says so.
     return device_.isOpen() ? device_.WriteData(data, length, out, before) : Code::Success;
+}
+
+Code HandsetPort::openForWrite() {
+    if (stop_.endsExchanges()) return Code::Stopped;
+    if (hasHandle()) return Code::Success;
+    const Code opened = open();
+    return opened == Code::Success && stop_.endsExchanges() ? Code::Stopped : opened;
 }
 
 Code HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32_t limitMilliseconds) {
@@ -110,7 +115,7 @@ Code HandsetPort::pacedWrite(const void* data, std::uint32_t length, std::uint32
         if (!isSerial() || !device_.isOpen()) return Code::Success;
         sent += written;
         if (sent == length) break;
-        if (stop_->isSet()) return Code::Stopped;
+        if (stop_.isSet()) return Code::Stopped;
         const std::uint32_t last = std::exchange(now, platform_.clock.tickCount());
         before = now == last ? DeviceComm::Before::Nothing : DeviceComm::Before::LookAtErrors;
         // Deliberate: a plain comparison, without regard to the count's wrap.
@@ -146,8 +151,11 @@ bool HandsetPort::makeAvailable(OpenTest test, Code& result) {
     }
     result = Code::Success;
     if (!isSerial()) return false;
-    const bool isOpen = test == OpenTest::Handle ? hasHandle() : device_.isOpen();
-    if (!isOpen) result = open();
+    if (test == OpenTest::Handle) {
+        result = openForWrite();
+    } else if (!device_.isOpen()) {
+        result = open();
+    }
     return result == Code::Success;
 }
 

@@ -10,6 +10,7 @@
 
 #include "device/DeviceComm.h"
 #include "device/PortDiscovery.h"
+#include "device/StopEvent.h"
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
 #include "platform/Platform.h"
@@ -24,7 +25,7 @@ public:
     HandsetPort(Platform& platform, MyDebugMsg& debug, Trace& trace);
 
     RecursiveMutex& lock() { return *lock_; }
-    Event& stopEvent() { return *stop_; }
+    StopEvent& stopEvent() { return stop_; }
     DeviceComm& device() { return device_; }
     const DeviceComm& device() const { return device_; }
 
@@ -65,13 +66,15 @@ public:
     std::uint32_t waitingBytes() MOVA_REQUIRES(portLockRole);
     std::uint32_t readWaiting(void* buffer, std::uint32_t capacity) MOVA_REQUIRES(portLockRole);  // bytes read
 
-    // Opens the port when needed and says whether it can be used; result is the code for the caller when not.
+    // Opens the port when needed and says whether it can be used; result is the code for the caller when not. A write
+    // that would end at once is not begun (Stopped).
     enum class OpenTest { Handle, Device };  // writes ask the manager's handle, reads ask the device itself
     bool makeAvailable(OpenTest test, Code& result) MOVA_REQUIRES(portLockRole);
 
     void switchFlowControlMode(std::int32_t mode) MOVA_REQUIRES(portLockRole);
 
 private:
+    Code openForWrite() MOVA_REQUIRES(portLockRole);
     bool shouldBeOpen() MOVA_REQUIRES(portLockRole);
     void setDebugPrefix() MOVA_REQUIRES(portLockRole);
 
@@ -79,7 +82,7 @@ private:
     MyDebugMsg& debug_;
     Trace& trace_;
     std::unique_ptr<RecursiveMutex> lock_;
-    std::unique_ptr<Event> stop_;
+    StopEvent stop_;
     DeviceComm device_;
 
     std::int32_t portNumber_ MOVA_GUARDED_BY(portLockRole) = 1;

@@ -8,6 +8,7 @@
 #include <atomic>
 
 #include "line/LeftOver.h"
+#include "unit/platform/PseudoTerminal.h"
 
 namespace mova::line {
 namespace {
@@ -160,11 +161,29 @@ const Way kWays[] = {
     {"wait", SIGTERM, SIGTERM},
     {"wait", SIGKILL, SIGKILL},
 };
-INSTANTIATE_TEST_SUITE_P(Ways, ProcessEnd, testing::ValuesIn(kWays), [](const auto& way) {
+std::string nameOf(const testing::TestParamInfo<Way>& way) {
     std::string name;
     for (const char c : std::string(way.param.how)) name += c == '-' ? '_' : c;
     return name + (way.param.signal == SIGKILL ? "_killed" : way.param.signal == SIGTERM ? "_terminated" : "");
-});
+}
+INSTANTIATE_TEST_SUITE_P(Ways, ProcessEnd, testing::ValuesIn(kWays), nameOf);
+
+class ProcessEndDuringALongWrite : public testing::TestWithParam<Way> {};
+
+TEST_P(ProcessEndDuringALongWrite, DoesNotWaitForThePort) {
+    Bench bench;
+    const PseudoTerminal line;  // nobody reads it
+    std::filesystem::create_symlink(line.slave(), bench.link(LineStation::kPort));
+    EXPECT_EQ(Ending(bench, GetParam().how, GetParam().signal).status(), GetParam().status);
+}
+
+const Way kWaysWhileWriting[] = {
+    {"writing-return", 0, 0},
+    {"writing-exit", 0, 3 * kExitCode},
+    {"writing-quick-exit", 0, 5 * kExitCode},
+    {"writing-wait", SIGTERM, SIGTERM},
+};
+INSTANTIATE_TEST_SUITE_P(Ways, ProcessEndDuringALongWrite, testing::ValuesIn(kWaysWhileWriting), nameOf);
 
 }  // namespace
 }  // namespace mova::line

@@ -297,14 +297,14 @@ class PulledDuringALongWrite : public testing::Test {
 protected:
     void SetUp() override {
         std::filesystem::create_symlink(line_.slave(), bench_.link(3));
-        manager_.put_CommPortId(3);
-        ASSERT_EQ(manager_.InitCmdManager(0), 0U);
+        manager_->put_CommPortId(3);
+        ASSERT_EQ(manager_->InitCmdManager(0), 0U);
     }
     void TearDown() override {
         std::filesystem::remove(bench_.link(3));
         PtyHandset handset(atOnce(), bench_.link(3));
-        ASSERT_EQ(manager_.InitCmdManager(0), 0U);
-        EXPECT_EQ(manager_.ReadE2PObject(0x1234, 2).code, 0U);
+        ASSERT_EQ(manager_->InitCmdManager(0), 0U);
+        EXPECT_EQ(manager_->ReadE2PObject(0x1234, 2).code, 0U);
     }
 
     // Far more than fits into the line: its own time-out is hours.
@@ -318,7 +318,8 @@ protected:
             blocked();
         });
         const auto start = std::chrono::steady_clock::now();
-        const CountResult written = manager_.DirectWriteByteData(data_.data(), static_cast<std::int32_t>(data_.size()));
+        const CountResult written =
+            manager_->DirectWriteByteData(data_.data(), static_cast<std::int32_t>(data_.size()));
         EXPECT_LT(std::chrono::steady_clock::now() - start, kLongestCall);
         other.join();
         return written;
@@ -327,7 +328,7 @@ protected:
     const Hangs hangs_;
     Bench bench_;
     PseudoTerminal line_;
-    CVeCmdManager manager_{bench_.platform()};
+    std::unique_ptr<CVeCmdManager> manager_ = std::make_unique<CVeCmdManager>(bench_.platform());
     const std::vector<std::uint8_t> data_ = std::vector<std::uint8_t>(1U << 20, 'x');
 };
 
@@ -335,18 +336,24 @@ TEST_F(PulledDuringALongWrite, TheWriteFailsAndClosesThePort) {
     const CountResult written = writeWhile([&] { line_.hangUp(); });
     EXPECT_EQ(written.code, kWriteFailed);
     EXPECT_EQ(written.count, 0);
-    EXPECT_EQ(manager_.IsCommDeviceOpen(), 0);
+    EXPECT_EQ(manager_->IsCommDeviceOpen(), 0);
 }
 
 TEST_F(PulledDuringALongWrite, ACloseEndsTheWrite) {
     Code closed{1};
-    EXPECT_EQ(writeWhile([&] { closed = manager_.ResetCmdManager(0); }).code, 0x10U);
+    EXPECT_EQ(writeWhile([&] { closed = manager_->ResetCmdManager(0); }).code, 0x10U);
     EXPECT_EQ(closed, 0U);
-    EXPECT_EQ(manager_.IsCommDeviceOpen(), 0);
+    EXPECT_EQ(manager_->IsCommDeviceOpen(), 0);
+}
+
+TEST_F(PulledDuringALongWrite, AReleaseEndsTheWrite) {
+    EXPECT_EQ(writeWhile([&] { manager_->FinalRelease(); }).code, 0x10U);
+    manager_ = std::make_unique<CVeCmdManager>(bench_.platform());
+    manager_->put_CommPortId(3);
 }
 
 TEST_F(PulledDuringALongWrite, AByteThatTheLineDoesNotTakeIsAShortWriteAndThePortIsOpenedAnew) {
-    ASSERT_EQ(manager_.SwitchOperateMode(kBackground, 0), 0U);  // a synchronous mode would empty the line first
+    ASSERT_EQ(manager_->SwitchOperateMode(kBackground, 0), 0U);  // a synchronous mode would empty the line first
     const int filler = ::open(line_.slave().c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (filler < 0) GTEST_SKIP() << "needs the right to open an exclusive terminal";
     // The line goes on taking for a moment: what was written moves from one of its buffers to the next.
@@ -354,12 +361,12 @@ TEST_F(PulledDuringALongWrite, AByteThatTheLineDoesNotTakeIsAShortWriteAndThePor
         while (::write(filler, data_.data(), data_.size()) > 0) full = 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_EQ(manager_.SendNormalAtCmd(0, "AT"), 0x4010U);  // after half a second and the pauses of the reopening
+    EXPECT_EQ(manager_->SendNormalAtCmd(0, "AT"), 0x4010U);  // after half a second and the pauses of the reopening
     ::close(filler);
-    EXPECT_EQ(manager_.IsCommDeviceOpen(), 1);
+    EXPECT_EQ(manager_->IsCommDeviceOpen(), 1);
     line_.receiveQueued();
-    EXPECT_EQ(manager_.SendNormalAtCmd(0, "AT"), 0U);
-    ASSERT_EQ(manager_.SwitchOperateMode(LineStation::kAnswersEndWithOk, 0), 0U);
+    EXPECT_EQ(manager_->SendNormalAtCmd(0, "AT"), 0U);
+    ASSERT_EQ(manager_->SwitchOperateMode(LineStation::kAnswersEndWithOk, 0), 0U);
 }
 
 }  // namespace

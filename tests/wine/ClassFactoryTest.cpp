@@ -1,5 +1,6 @@
 // How objects are made, what they answer for, and when the module may go.
 #include "Client.h"
+#include "OtherProcess.h"
 
 namespace mova::test {
 namespace {
@@ -192,10 +193,44 @@ TEST_F(Registration, WritesTheEntriesOfTheClass) {
 }
 
 TEST_F(Registration, ReplacesTheClassWhole) {
-    ASSERT_EQ(RegSetKeyValueW(HKEY_CLASSES_ROOT, (key + L"\\Left\\Over").c_str(), nullptr, REG_SZ, L"x", 4),
+    const std::wstring leftOver[] = {L"",         L"\\Left\\Over",   L"\\InprocServer32",    L"\\InprocServer32\\Left",
+                                     L"\\ProgID", L"\\Programmable", L"\\Programmable\\Left"};
+    for (const std::wstring& subkey : leftOver) {
+        ASSERT_EQ(RegSetKeyValueW(HKEY_CLASSES_ROOT, (key + subkey).c_str(), L"Old", REG_SZ, L"x", 4), ERROR_SUCCESS);
+        ASSERT_EQ(RegSetKeyValueW(HKEY_CLASSES_ROOT, (key + subkey).c_str(), L"Older", REG_SZ, L"x", 4), ERROR_SUCCESS);
+    }
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CLASSES_ROOT, (key + L"\\Programmable").c_str(), nullptr, REG_SZ, L"x", 4),
               ERROR_SUCCESS);
     ASSERT_EQ(registerServer(), S_OK);
+    for (const std::wstring& subkey : leftOver) EXPECT_EQ(registered(key + subkey, L"Old"), L"(none)");
+    for (const std::wstring& subkey : leftOver) EXPECT_EQ(registered(key + subkey, L"Older"), L"(none)");
+    EXPECT_EQ(registered(key + L"\\Programmable"), L"(none)");
     EXPECT_FALSE(exists(key + L"\\Left"));
+    EXPECT_FALSE(exists(key + L"\\InprocServer32\\Left"));
+    EXPECT_FALSE(exists(key + L"\\Programmable\\Left"));
+    EXPECT_EQ(registered(key + L"\\InprocServer32"), dllPath());
+}
+
+// Two setups at once, and a program that looks for the class meanwhile.
+TEST_F(Registration, ByTwoProcessesAtOnceNeverLeavesTheClassMissing) {
+    ASSERT_EQ(registerServer(), S_OK);
+    OtherProcess first("register 60");
+    first.awaitReady();
+    OtherProcess second("register 60");
+    unsigned looks = 0;
+    unsigned missing = 0;
+    for (; !first.hasEnded() || !second.hasEnded(); ++looks) {
+        const bool found = registered(key + L"\\InprocServer32") == dllPath() &&
+                           registered(key + L"\\InprocServer32", L"ThreadingModel") == L"Apartment" &&
+                           registered(L"MovaCmdSvr.VeCmdManager\\CLSID") == classId &&
+                           registered(key + L"\\ProgID") == L"MovaCmdSvr.VeCmdManager.1" &&
+                           exists(key + L"\\Programmable");
+        missing += found ? 0 : 1;
+    }
+    EXPECT_EQ(missing, 0u) << "of " << looks;
+    EXPECT_GT(looks, 0u);
+    EXPECT_EQ(first.exitCode(), 0u);
+    EXPECT_EQ(second.exitCode(), 0u);
 }
 
 TEST_F(Registration, StopsAtTheFirstErrorAndReturnsIt) {

@@ -51,6 +51,16 @@ Variant Variant::byteArray(const std::string& bytes, VARTYPE element) {
     return variant;
 }
 
+Variant Variant::byteTable(const std::string& bytes, ULONG rows) {
+    SAFEARRAYBOUND bounds[] = {{rows, 1}, {static_cast<ULONG>(bytes.size()) / rows, 1}};
+    SAFEARRAY* const array = SafeArrayCreate(VT_UI1, 2, bounds);
+    std::memcpy(array->pvData, bytes.data(), bytes.size());
+    Variant variant;
+    V_VT(&variant.value_) = VT_ARRAY | VT_UI1;
+    V_ARRAY(&variant.value_) = array;
+    return variant;
+}
+
 Variant Variant::scriptArray(const std::vector<Variant>& elements) {
     SAFEARRAY* const array = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(elements.size()));
     for (LONG i = 0; i < static_cast<LONG>(elements.size()); ++i) {

@@ -34,6 +34,8 @@ public:
     static Variant typed(VARTYPE type, long long bits = 0);
     static Variant missing();
     static Variant byteArray(const std::string& bytes, VARTYPE element = VT_UI1);
+    // Its bytes are the storage of an array of so many rows.
+    static Variant byteTable(const std::string& bytes, ULONG rows);
     static Variant scriptArray(const std::vector<Variant>& elements);
 
     VARTYPE type() const { return V_VT(&value_); }

@@ -467,6 +467,33 @@ TEST_F(ArrayRead, SetsTheElementsWhateverTypeTakesTheCount) {
     EXPECT_EQ(V_VT(&elements[2]), VT_BSTR);
 }
 
+// In the order of its storage, however it is shaped; and never more than it holds.
+TEST_F(ArrayRead, FillsATableOfBytesAsItLiesInMemory) {
+    for (const ULONG rows : {1u, 2u, 4u, 8u}) {
+        Variant table = Variant::byteTable("12345678", rows);
+        ask();
+        EXPECT_EQ(read(variable(table), 100), 8);
+        const SAFEARRAY* const array = V_ARRAY(&table.raw());
+        EXPECT_EQ(std::string(static_cast<const char*>(array->pvData), 8), "AT\r\r\nOK\r");
+        EXPECT_EQ(array->cDims, 2u);
+        Text rest;
+        LONG count = 0;
+        LONG failure = 1;
+        EXPECT_EQ(manager->DirectReadHexData(rest.receive(), 100, &count, &failure), S_OK);
+        EXPECT_EQ(rest.wide(), L"0A");
+    }
+}
+
+TEST_F(Conversation, BytesOfATableAreNotWritten) {
+    LONG written = 7;
+    LONG untouched = 7;
+    EXPECT_EQ(manager->DirectWriteAsciiData(Variant::byteTable("AT\rx", 2).raw(), 4, &written, &untouched), S_OK);
+    EXPECT_EQ(written, 7);
+    ULONG refused = 0;
+    EXPECT_EQ(manager->RfChangeTableReq(1, 2, 3, 4, Variant::byteTable("AT\rx", 2).raw(), &refused), S_OK);
+    EXPECT_EQ(refused, 0x3001u);
+}
+
 // --- modem lines and flow control
 
 class ModemLines : public Conversation {

@@ -279,25 +279,29 @@ TEST(EventsAtTheEnd, ASinkMayReleaseTheLastReference) {
     EXPECT_EQ(exchange(again.get(), L"AT"), L"AT\r~OK~");
 }
 
-// Of those that one pass takes in together the last stands for all: numbers may be left out, never repeated or swapped.
 TEST(EventsAtTheEnd, ASinkMayReleaseTheLastReferenceInsideALateBoundCall) {
     Sink sink;
     std::atomic<bool> released{false};
+    ULONG left = 77;
     IVeCmdManager* raw = openManager(fastPort()).release();
     const DWORD caller = GetCurrentThreadId();
     sink.action = [&] {
         if (GetCurrentThreadId() != caller || released.exchange(true)) return;
-        raw->Release();
+        left = raw->Release();
     };
     advise(raw, sink);
     switchTo(raw, 1);
-    Variant code;
-    EXPECT_EQ(call(raw, L"SetAtCmdProperty", {Variant(101).raw(), Variant(1).raw(), variable(code)}).result, S_OK);
-    EXPECT_EQ(code.type(), VT_I4);
-    if (!released) raw->Release();  // the reader's pass took the answer
+    for (int i = 0; i < 100 && !released; ++i) {  // until the answer is not taken by the reader's pass
+        Variant code;
+        EXPECT_EQ(call(raw, L"SetAtCmdProperty", {Variant(101).raw(), Variant(1).raw(), variable(code)}).result, S_OK);
+        EXPECT_EQ(code.type(), VT_I4);
+    }
+    ASSERT_TRUE(released);
+    EXPECT_EQ(left, 1u);  // the call's own: what it still uses is not gone yet
     EXPECT_TRUE(eventually([&] { return sink.references == 1; }));
 }
 
+// Of those that one pass takes in together the last stands for all: numbers may be left out, never repeated or swapped.
 TEST(EventsAtSpeed, TenThousandConfirmationsArriveInOrder) {
     Sink sink;
     const auto manager = openManager(linePort());

@@ -333,6 +333,18 @@ TEST_F(LateBinding, BytesThatAreNotThereAreNotWritten) {
     EXPECT_EQ(write(Variant(300).raw(), 1), DISP_E_OVERFLOW);
 }
 
+TEST_F(LateBinding, ATableOfBytesHasThoseOfAllItsRows) {
+    Variant count;
+    const auto write = [&](const Variant& bytes, int length) {
+        return call(object, L"DirectWriteByteData", {bytes.raw(), Variant(length).raw(), variable(count)}).result;
+    };
+    for (const ULONG rows : {1u, 2u, 5u, 10u}) {
+        const Variant table = Variant::byteTable("0123456789", rows);
+        EXPECT_EQ(write(table, 10), S_OK) << rows;
+        EXPECT_EQ(write(table, 11), DISP_E_OVERFLOW) << rows;
+    }
+}
+
 TEST_F(LateBinding, WrongUseOfTheDispatchEntryIsRefused) {
     ComPtr<ITypeInfo> info;
     EXPECT_EQ(object->GetTypeInfo(1, 0, info.receive()), DISP_E_BADINDEX);

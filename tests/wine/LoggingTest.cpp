@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fstream>
 #include <regex>
+#include <thread>
 
 #include "Client.h"
 #include "OtherProcess.h"
@@ -211,6 +212,28 @@ TEST_F(LoggingEdges, AProcessThatDiesWhileItHoldsTheMutexHoldsNobodyUp) {
     sendNumbered(manager.get(), L"OWN", 20);
     EXPECT_EQ(sentBy("LIVING", log), upTo(20));
     EXPECT_EQ(sentBy("OWN", log), upTo(20));
+}
+
+// Who gets the mutex of a dead owner has it like any other, and gives it back.
+TEST_F(LoggingEdges, TheMutexOfADeadProcessIsGivenBackAfterTheLine) {
+    logTo(log);
+    const OwnedHandle mutex(CreateMutexA(nullptr, FALSE, "SUTLOG"));
+    {
+        OtherProcess dying("hold-mutex");
+        dying.awaitReady();
+        ASSERT_EQ(WaitForSingleObject(mutex.get(), 0), DWORD{WAIT_TIMEOUT});
+        dying.terminate(9);
+        EXPECT_EQ(dying.exitCode(), 9u);
+    }
+    sendNumbered(manager.get(), L"OWN", 1);
+    EXPECT_EQ(sentBy("OWN", log), upTo(1));
+    DWORD seen = WAIT_FAILED;
+    std::thread other([&] {
+        seen = WaitForSingleObject(mutex.get(), 0);
+        if (seen == WAIT_OBJECT_0) ReleaseMutex(mutex.get());
+    });
+    other.join();
+    EXPECT_EQ(seen, DWORD{WAIT_OBJECT_0});
 }
 
 // --- the debug viewer

@@ -77,6 +77,18 @@ int holdMutex() {
     return 101;
 }
 
+int registerServer(int count) {
+    const HMODULE module = LoadLibraryW(dllPath().c_str());
+    using EntryPoint = HRESULT(STDAPICALLTYPE*)();
+    const auto entry =
+        reinterpret_cast<EntryPoint>(reinterpret_cast<void*>(GetProcAddress(module, "DllRegisterServer")));
+    sayReady();
+    for (int i = 0; i < count; ++i) {
+        if (entry() != S_OK) return 100;
+    }
+    return 0;
+}
+
 int log(const std::string& file, const std::string& name, int count) {
     const auto manager = openManager(spareFastPort());
     manager->Set_Log_File_Path(Text(std::wstring(file.begin(), file.end()).c_str()).get());
@@ -95,6 +107,7 @@ int log(const std::string& file, const std::string& name, int count) {
 int playRole(const std::vector<std::string>& arguments) {
     if (arguments.size() == 2 && arguments[0] == "end") return end(arguments[1]);
     if (arguments.size() == 1 && arguments[0] == "hold-mutex") return holdMutex();
+    if (arguments.size() == 2 && arguments[0] == "register") return registerServer(std::atoi(arguments[1].c_str()));
     if (arguments.size() == 4 && arguments[0] == "log") {
         return log(arguments[1], arguments[2], std::atoi(arguments[3].c_str()));
     }
@@ -124,6 +137,8 @@ void OtherProcess::awaitReady() {
 }
 
 void OtherProcess::terminate(UINT code) { EXPECT_TRUE(TerminateProcess(process_.hProcess, code)); }
+
+bool OtherProcess::hasEnded() const { return WaitForSingleObject(process_.hProcess, 0) == WAIT_OBJECT_0; }
 
 DWORD OtherProcess::exitCode() {
     EXPECT_EQ(WaitForSingleObject(process_.hProcess, kLongestRole), WAIT_OBJECT_0);

@@ -11,6 +11,7 @@ namespace mova::test {
 //
 //     end HOW              opens the fast port with a busy reader thread, says so and ends the process in that way
 //     hold-mutex           takes the log's mutex, says so and never gives it back
+//     register COUNT       registers the component so many times
 //     log FILE NAME COUNT  sends so many AT commands on the spare fast port and logs them to the file
 int playRole(const std::vector<std::string>& arguments);
 
@@ -24,6 +25,7 @@ public:
 
     void awaitReady();
     void terminate(UINT code);
+    bool hasEnded() const;
     DWORD exitCode();  // waits for the end; fails the test and is STILL_ACTIVE when it does not come
 
 private:

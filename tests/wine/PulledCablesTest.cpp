@@ -226,6 +226,27 @@ TEST_F(PulledCables, ALongWriteThatTheLineDoesNotTakeFails) {
     EXPECT_EQ(sendAt(), 0);
 }
 
+TEST_F(PulledCables, ALongWriteThatTheLineDoesNotTakeEndsWithACloseByAnotherThread) {
+    stall();
+    ULONG closed = 1;
+    std::thread closer([&] {
+        Sleep(500);
+        manager->ResetCmdManager(0, &closed);
+    });
+    std::vector<BYTE> bytes(200 * 1024, 'x');  // its own time-out is half an hour
+    LONG count = -1;
+    LONG code = -1;
+    EXPECT_EQ(timed([&] { return manager->DirectWriteByteData(bytes.data(), 200 * 1024, &count, &code); }), S_OK);
+    closer.join();
+    EXPECT_EQ(code, 0x10);
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(closed, 0u);
+    EXPECT_FALSE(isOpen());
+    pull();
+    plugIn();
+    EXPECT_EQ(initialise(), 0u);
+}
+
 TEST_F(PulledCables, ABackgroundReaderOpensThePortAfterAWriteHasFailed) {
     EXPECT_EQ(switchTo(2), 0u);
     pull();

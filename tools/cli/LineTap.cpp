@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "cli/Interrupt.h"
+
 namespace mova::cli {
 
 void LineTap::listen() {
@@ -76,6 +78,19 @@ BeginResult LineTap::beginWrite(PortHandle port, Transfer& transfer, const void*
     }
     noteSent(data, length);
     return driver_.beginWrite(port, transfer, data, length);
+}
+
+// A write that the port does not take may have half an hour to stand.
+WaitResult LineTap::await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) {
+    constexpr std::uint32_t kSlice = 50;
+    for (std::uint32_t left = milliseconds;;) {
+        const std::uint32_t slice = std::min(left, kSlice);
+        const WaitResult seen = driver_.await(transfer, stop, slice);
+        if (seen != WaitResult::TimedOut) return seen;
+        if (interrupted()) return WaitResult::Stopped;
+        if (left != kInfinite) left -= slice;
+        if (left == 0) return WaitResult::TimedOut;
+    }
 }
 
 bool LineTap::finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) {

@@ -13,7 +13,8 @@
 
 namespace mova::cli {
 
-// Nothing but the notes is added: every call goes on to the driver as it is. Any thread may use it.
+// Beside the notes only this is added: the wait for a transfer ends with Ctrl-C as it does with the stop event. Every
+// call goes on to the driver as it is. Any thread may use it.
 class LineTap final : public SerialDriver {
 public:
     // The longest answer of the protocol, 255 segments, is far shorter; what lies beyond is not noted.
@@ -51,9 +52,7 @@ public:
     std::unique_ptr<Transfer> makeTransfer() override { return driver_.makeTransfer(); }
     BeginResult beginRead(PortHandle port, Transfer& transfer, void* buffer, std::uint32_t capacity) override;
     BeginResult beginWrite(PortHandle port, Transfer& transfer, const void* data, std::uint32_t length) override;
-    WaitResult await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) override {
-        return driver_.await(transfer, stop, milliseconds);
-    }
+    WaitResult await(Transfer& transfer, Event* stop, std::uint32_t milliseconds) override;
     bool finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) override;
     void cancel(PortHandle port, Transfer& transfer) override { driver_.cancel(port, transfer); }
     void cancelAll(PortHandle port) override { driver_.cancelAll(port); }

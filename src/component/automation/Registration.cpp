@@ -1,6 +1,8 @@
 #include "component/automation/Registration.h"
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include "component/automation/Bstr.h"
 #include "component/automation/Module.h"
@@ -50,6 +52,46 @@ HRESULT remove(const std::wstring& key) {
     return HRESULT_FROM_WIN32(result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : static_cast<DWORD>(result));
 }
 
+using Names = std::vector<std::wstring>;
+
+bool isAmong(const std::wstring& name, const Names& names) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::wstring& known) { return lstrcmpiW(known.c_str(), name.c_str()) == 0; });
+}
+
+// next: RegEnumKeyExW or RegEnumValueW. What is not among the known ones.
+template <class Next>
+Names others(HKEY key, const Names& known, Next next) {
+    constexpr DWORD kLongestName = 16384;
+    Names found;
+    std::wstring name(kLongestName, L'\0');
+    for (DWORD index = 0;; ++index) {
+        DWORD length = kLongestName;
+        if (next(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) return found;
+        const std::wstring seen = name.substr(0, length);
+        if (!isAmong(seen, known)) found.push_back(seen);
+    }
+}
+
+// Of an older registration nothing stays.
+HRESULT removeOthers(const std::wstring& path, const Names& subkeys, const Names& values) {
+    HKEY key = nullptr;
+    LSTATUS result = RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ | KEY_WRITE | DELETE, &key);
+    if (result != ERROR_SUCCESS) return HRESULT_FROM_WIN32(static_cast<DWORD>(result));
+    const auto remove = [&](const Names& names, auto call) {
+        for (const std::wstring& name : names) {
+            if (result == ERROR_SUCCESS) result = call(key, name.c_str());
+            if (result == ERROR_FILE_NOT_FOUND) result = ERROR_SUCCESS;  // another process was quicker
+        }
+    };
+    remove(others(key, subkeys, RegEnumKeyExW), RegDeleteTreeW);
+    remove(others(key, values, RegEnumValueW), RegDeleteValueW);
+    RegCloseKey(key);
+    return HRESULT_FROM_WIN32(static_cast<DWORD>(result));
+}
+
+// The class's key is replaced whole, but never missing: another process may register the same or look for the class.
+// So the entries are written over what is there, and what is not theirs is removed last.
 HRESULT writeEntries() {
     const std::wstring path = modulePath();
     if (path.empty()) return HRESULT_FROM_WIN32(GetLastError());
@@ -57,27 +99,41 @@ HRESULT writeEntries() {
     const std::wstring key = classKey();
     const std::wstring versioned = kVersionedProgId;
     const std::wstring general = kProgId;
-    HRESULT result = remove(key);  // replaced whole: nothing of an older registration stays
-    if (SUCCEEDED(result)) result = createEmpty(key + L"\\Programmable");
     const struct {
         std::wstring key;
         const wchar_t* name;
         std::wstring value;
     } entries[] = {
+        {key + L"\\InprocServer32", nullptr, path},
+        {key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
+        {key, nullptr, kClassName},
+        {key + L"\\ProgID", nullptr, versioned},
+        {key + L"\\VersionIndependentProgID", nullptr, general},
+        {key + L"\\TypeLib", nullptr, textOf(LIBID_MOVACMDSVRLib)},
         {versioned, nullptr, kClassName},
         {versioned + L"\\CLSID", nullptr, classId},
         {general, nullptr, kClassName},
         {general + L"\\CLSID", nullptr, classId},
         {general + L"\\CurVer", nullptr, versioned},
-        {key, nullptr, kClassName},
-        {key + L"\\ProgID", nullptr, versioned},
-        {key + L"\\VersionIndependentProgID", nullptr, general},
-        {key + L"\\InprocServer32", nullptr, path},
-        {key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
-        {key + L"\\TypeLib", nullptr, textOf(LIBID_MOVACMDSVRLib)},
     };
+    HRESULT result = createEmpty(key + L"\\Programmable");
     for (const auto& entry : entries) {
         if (SUCCEEDED(result)) result = write(entry.key, entry.name, entry.value);
+    }
+    const struct {
+        std::wstring key;
+        Names subkeys;
+        Names values;
+    } whole[] = {
+        {key, {L"InprocServer32", L"ProgID", L"VersionIndependentProgID", L"Programmable", L"TypeLib"}, {L""}},
+        {key + L"\\InprocServer32", {}, {L"", L"ThreadingModel"}},
+        {key + L"\\ProgID", {}, {L""}},
+        {key + L"\\VersionIndependentProgID", {}, {L""}},
+        {key + L"\\Programmable", {}, {}},
+        {key + L"\\TypeLib", {}, {L""}},
+    };
+    for (const auto& part : whole) {
+        if (SUCCEEDED(result)) result = removeOthers(part.key, part.subkeys, part.values);
     }
     return result;
 }

@@ -16,6 +16,8 @@ void makeRaw(termios2& terminal);
 
 // isPossible() is false when the settings name a byte size, parity, stop-bit code or baud rate that does not exist.
 bool isPossible(const LineSettings& settings);
+// isRate() tells whether a device that comes up with the actual rate has the wanted one: its divisor may be a little off.
+bool isRate(std::uint32_t actual, std::uint32_t wanted);
 void putSettings(const LineSettings& settings, termios2& terminal);
 // takeSettings() fills baud rate, byte size, parity, stop bits and the two flow-control characters.
 void takeSettings(const termios2& terminal, LineSettings& settings);

@@ -2,6 +2,7 @@
 //
 //     test-station HOW PORT    HOW: one of the ways below. Makes the file "ready" in the folder of the ports once a
 //                              confirmation has come in, and ends as it was told: with 0 when it returns from main.
+//                              HOW "writing-...": another thread writes to a port that takes nothing meanwhile.
 #include <unistd.h>
 
 #include <atomic>
@@ -12,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "mova/CVeCmdManager.h"
 
@@ -56,9 +58,30 @@ struct Station {
 std::unique_ptr<Station> untilTheEnd;  // destroyed by the process's end
 Station* forgotten = nullptr;
 
+void sayReady() { std::ofstream(std::string(std::getenv("MOVA_DEVICE_DIR")) + "/ready") << "ready"; }
+
+std::unique_ptr<mova::CVeCmdManager> writer;  // destroyed by the process's end
+
+int write(const std::string& how, std::int32_t port) {
+    writer = std::make_unique<mova::CVeCmdManager>();
+    writer->put_CommPortId(port);
+    if (writer->InitCmdManager(0) != mova::Code::Success) return kUnusable;
+    std::thread([manager = writer.get()] {
+        constexpr std::int32_t kMuch = 200 * 1024;  // for which the port has half an hour
+        static const auto& bytes = *new std::vector<std::uint8_t>(kMuch, 'x');
+        static_cast<void>(manager->DirectWriteByteData(bytes.data(), kMuch));
+    }).detach();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    sayReady();
+    if (how == "writing-return") return 0;
+    if (how == "writing-exit") std::exit(kExit);
+    if (how == "writing-quick-exit") std::quick_exit(kQuickExit);
+    for (;;) pause();  // or is killed
+}
+
 int run(const std::string& how, std::int32_t port) {
     auto station = std::make_unique<Station>(port);
-    std::ofstream(std::string(std::getenv("MOVA_DEVICE_DIR")) + "/ready") << "ready";
+    sayReady();
     if (how == "return") return 0;
     if (how == "return-static") {
         untilTheEnd = std::move(station);
@@ -77,5 +100,8 @@ int run(const std::string& how, std::int32_t port) {
 
 int main(int argc, char** argv) {
     constexpr int kArguments = 3;
-    return argc == kArguments ? run(argv[1], std::atoi(argv[2])) : kMisused;
+    if (argc != kArguments) return kMisused;
+    const std::string how = argv[1];
+    const std::int32_t port = std::atoi(argv[2]);
+    return how.starts_with("writing-") ? write(how, port) : run(how, port);
 }

@@ -1,9 +1,12 @@
 """Output that is lost, pipes that nobody reads, and what stands when the program is told to end."""
 import os
+import pty
 import resource
+import select
 import signal
 import subprocess
 import time
+import tty
 
 from bench import GENEROUS, MOVA, BenchTest, main, wait_until
 
@@ -151,6 +154,20 @@ class FirstSignalTest(BenchTest):
     def test_an_output_that_nobody_takes(self):
         script = self.write("script", ("echo " + "x" * 200 + "\n") * 1000)
         self.assertSignalEnds(lambda: self.start("run", script))
+
+    def test_a_write_that_the_port_does_not_take(self):
+        for number in self.SIGNALS:
+            master, slave = pty.openpty()  # nobody reads the far end
+            self.addCleanup(os.close, master)
+            self.addCleanup(os.close, slave)
+            tty.setraw(slave)
+            process = self.start("--port", os.ttyname(slave), "--timeout", "200000", "raw", "write", "--text", "x" * 100_000)
+            wait_until(lambda: select.select([master], [], [], 0)[0], "the bytes")
+            wait_until(lambda: self.settles(process), "what stands")
+            process.send_signal(number)
+            result = self.finish(process)
+            self.assertEnds(result, 5, "")
+            self.assertEqual(result.err, "mova: interrupted\n")
 
     def test_a_session_told_to_end_is_not_left_with_its_next_command(self):
         self.start_handset()

@@ -93,6 +93,16 @@ TEST_F(DirectAccessTest, WriteBytesStopsWithTheStopEvent) {
     EXPECT_EQ(passed(), 100);
 }
 
+TEST_F(DirectAccessTest, WhatIsToEndAtOnceIsNotWritten) {
+    openQuietly();
+    const StopEvent::End end(port.stopEvent(), StopEvent::End::Stays::Yes);
+    EXPECT_EQ(writeBytes("A"), 0x10u);
+    EXPECT_EQ(writeHex("41", 1), 0x10u);
+    writeArray("ABC", 3);
+    EXPECT_EQ(written, 0u);
+    EXPECT_EQ(comm.written(), "");
+}
+
 // --- the array
 
 TEST_F(DirectAccessTest, WriteArraySendsTheCountOfItsBytes) {

@@ -1,3 +1,5 @@
+#include <optional>
+
 #include "device/HandsetPort.h"
 #include "unit/device/HandsetFixture.h"
 
@@ -148,6 +150,28 @@ TEST_F(HandsetPortTest, FailingOpenIsTracedAndItsCodeReturned) {
     platform.failures().clear();
     EXPECT_EQ(port.waitingBytes(), 0u);
     EXPECT_EQ(comm.opens(), 4u) << "not opened once: nothing to reopen";
+}
+
+// A number that is cut to 16 bits names another port, which may be another handset's.
+TEST_F(HandsetPortTest, NumbersThatNoPortHasOpenNone) {
+    platform.withPath("\\\\.\\COM65543");
+    platform.withPath("\\\\.\\COM4294901767");
+    for (const std::int32_t number : {65536 + 7, 131072 + 7, 65536, 2147418112 + 7, -65536 + 7, -1, 0}) {
+        port.setPortNumber(number);
+        EXPECT_EQ(port.open(), 0x4000u) << number;
+        EXPECT_FALSE(port.hasHandle()) << number;
+    }
+    EXPECT_EQ(comm.opens(), 0u);
+    EXPECT_THAT(platform.journal().serial(), IsEmpty());
+    EXPECT_THAT(platform.datagrams().texts(),
+                ::testing::Contains("MovaCmdSvr:(COM65543) Card Type: 6\nDriver Name: Microsoft USB Sync"));
+}
+
+TEST_F(HandsetPortTest, TheLastNumberIsOneLikeOthers) {
+    ScriptedPort& last = platform.withPath("\\\\.\\COM65535");
+    port.setPortNumber(65535);
+    EXPECT_EQ(port.open(), 0u);
+    EXPECT_EQ(last.opens(), 1u);
 }
 
 TEST_F(HandsetPortTest, OtherDeviceTypesOpenWithoutTouchingAPort) {
@@ -318,6 +342,35 @@ TEST_F(ObjectWriteTest, FailuresOfTheWriteAreItsResult) {
     EXPECT_EQ(written, 1u);
 }
 
+TEST_F(ObjectWriteTest, WhatIsToEndAtOnceIsNotBegun) {
+    openQuietly();
+    const StopEvent::End end(port.stopEvent(), StopEvent::End::Stays::Yes);
+    std::uint32_t written = 77;
+    EXPECT_EQ(port.write("A", 1, &written), 0x10u);
+    EXPECT_EQ(written, 0u);
+    EXPECT_THAT(platform.journal().serial(), IsEmpty());
+}
+
+TEST_F(ObjectWriteTest, WhatIsToEndAtOnceOpensNoPort) {
+    port.markInitialised();
+    const StopEvent::End end(port.stopEvent(), StopEvent::End::Stays::Yes);
+    EXPECT_EQ(port.write("A", 1), 0x10u);
+    Code result{};
+    EXPECT_FALSE(port.makeAvailable(HandsetPort::OpenTest::Handle, result));
+    EXPECT_EQ(result, 0x10u);
+    EXPECT_EQ(comm.opens(), 0u);
+}
+
+TEST_F(ObjectWriteTest, AnEndThatComesWhileThePortIsOpenedIsNotForgotten) {
+    port.markInitialised();
+    std::optional<StopEvent::End> end;
+    platform.failures().fail(Op::SetQueueSizes);  // so that opening takes its time
+    platform.after(100ms, [&] { end.emplace(port.stopEvent(), StopEvent::End::Stays::Yes); });
+    EXPECT_EQ(port.write("A", 1), 0x10u);
+    EXPECT_EQ(comm.written(), "");
+    EXPECT_TRUE(comm.isOpen());
+}
+
 // --- paced write
 
 struct PacedCard {
@@ -468,6 +521,18 @@ TEST_F(PacedWriteTest, StopEventIsSeenAfterTheFirstByte) {
     EXPECT_THAT(sink.messages(), IsEmpty());
     comm.clearWritten();
     EXPECT_EQ(port.pacedWrite("A", 1, 1000), 0u) << "all of it has gone out";
+}
+
+TEST_F(PacedWriteTest, WhatIsToEndAtOnceSendsNoByte) {
+    for (const char* name : {"Communications Port (COM7)", "USB Serial Port (COM7)"}) {
+        platform.withPort(7, name);
+        port.close();
+        port.setPortNumber(7);
+        openQuietly();
+        const StopEvent::End end(port.stopEvent(), StopEvent::End::Stays::Yes);
+        EXPECT_EQ(port.pacedWrite("ABCD", 4, 1000), 0x10u) << name;
+        EXPECT_EQ(comm.written(), "") << name;
+    }
 }
 
 TEST_F(PacedWriteTest, StopEventComesBeforeTheLimit) {

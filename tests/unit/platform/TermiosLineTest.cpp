@@ -41,6 +41,24 @@ TEST(TermiosLine, EveryRateIsPutAsANumberForBothDirections) {
     }
 }
 
+TEST(TermiosLine, ARateIsTheWantedOneUpToFivePercent) {
+    struct Rate {
+        std::uint32_t actual;
+        std::uint32_t wanted;
+        bool same;
+    };
+    const Rate rates[] = {{115200, 115200, true},
+                          {95000, 100000, true},
+                          {105000, 100000, true},
+                          {94999, 100000, false},
+                          {105001, 100000, false},
+                          {9600, 115200, false},
+                          {0, 50, false},
+                          {4'080'218'931, 4'294'967'295, true},  // its hundredfold has more than 32 bits
+                          {4'080'218'930, 4'294'967'295, false}};
+    for (const Rate& rate : rates) EXPECT_EQ(isRate(rate.actual, rate.wanted), rate.same) << rate.actual;
+}
+
 TEST(TermiosLine, ByteSizes) {
     const std::pair<std::uint8_t, tcflag_t> rows[] = {{5, CS5}, {6, CS6}, {7, CS7}, {8, CS8}};
     for (const auto& [bits, flag] : rows) {

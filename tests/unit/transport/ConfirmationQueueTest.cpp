@@ -266,5 +266,42 @@ TEST_F(ConfirmationQueueTest, NothingIsLostBetweenAThreadThatFilesAndOneThatFetc
     }
 }
 
+// --- several threads
+
+// Takes its time over each record, with the queue locked.
+class SlowTrace : public RecordingTrace {
+public:
+    explicit SlowTrace(ScriptedPlatform& platform) : platform_(platform) {}
+    void record(TraceKind kind, std::string_view text) override {
+        platform_.clock().sleep(10);
+        RecordingTrace::record(kind, text);
+    }
+
+private:
+    ScriptedPlatform& platform_;
+};
+
+TEST_F(ConfirmationQueueTest, ARecordThatComesDuringAClearIsFiledAfterIt) {
+    fill("A1 B1");
+    SlowTrace slow(platform);
+    auto clearing = platform.spawn([&] { queue.clear(slow, nullptr); });
+    platform.advance(5);
+    fill("C1");
+    EXPECT_EQ(platform.elapsed(), 20);
+    EXPECT_TRUE(clearing->join(0));
+    EXPECT_THAT(slow.of(TraceKind::Purged), ElementsAre("A", "B"));
+    EXPECT_EQ(left(), "C");
+}
+
+TEST_F(ConfirmationQueueTest, ARecordThatIsFetchedDuringAClearIsGone) {
+    fill("A1 B1");
+    SlowTrace slow(platform);
+    auto clearing = platform.spawn([&] { queue.clear(slow, nullptr); });
+    platform.advance(5);
+    EXPECT_FALSE(queue.fetch(std::nullopt, Take::Remove).found);
+    EXPECT_EQ(platform.elapsed(), 20);
+    EXPECT_TRUE(clearing->join(0));
+}
+
 }  // namespace
 }  // namespace mova
