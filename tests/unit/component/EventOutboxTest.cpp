@@ -34,16 +34,16 @@ TEST(EventOutbox, TheOldestOfMoreThanTheBoundGoWhichIsToldOnceUntilItIsEmpty) {
     EXPECT_EQ(heard.first, "cdefhijk");
 }
 
-TEST(EventOutbox, ManyShortEventsHaveTheSameBound) {
+TEST(EventOutbox, ManyEventsHaveTheSameBound) {
     ScriptedPlatform platform;
     EventOutbox outbox(platform);
     int told = 0;
-    for (int i = 0; i < 1'000'000; ++i) told += outbox.add({1, "x"}) ? 1 : 0;
+    for (int i = 0; i < 40'000; ++i) told += outbox.add({1000, std::string(1000, 'x')}) ? 1 : 0;
     EXPECT_EQ(told, 1);
     Heard heard;
     outbox.raise(&heard, [] { return false; });
-    EXPECT_LT(heard.first.size(), 500'000U);
-    EXPECT_GT(heard.first.size(), 300'000U);
+    EXPECT_LT(heard.first.size(), 17'000U);
+    EXPECT_GT(heard.first.size(), 15'000U);
 }
 
 TEST(EventOutbox, AnEventLongerThanTheBoundIsRaised) {
