@@ -18,7 +18,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 WORK = pathlib.Path("build/analysis")
 CONFIG = (".clang-tidy", ".clang-format", "scripts/analyse.py")
 GENERATED = "build/windows-x64/src/component/automation/generated"
-TOPS = ("src", "tools", "tests/support", "tests/campaigns/soak", "benchmarks/line", "benchmarks/support", "benchmarks/windows")
+TOPS = ("src", "tools", "tests/support", "tests/campaigns/soak", "tests/campaigns/noise",
+        "benchmarks/line", "benchmarks/support", "benchmarks/windows")
 WINDOWS = re.compile(r"/(win32|automation|windows)/|(Win32|Console|ComPortLine|MailslotReceiver)\.cpp$")
 # Names that only their own file may have: the kernel's terminal settings; private ones of the same name.
 ALONE = re.compile(r"/(TermiosLine|PendingText|OperatingMode|Win32SerialDriver|ProfileFile|trace/Exchanges)\.cpp$")

@@ -43,6 +43,10 @@ bool isUtf8(std::string_view text) {
 bool isC1(std::string_view character) {
     return character.size() == 2 && character[0] == '\xC2' && static_cast<unsigned char>(character[1]) < 0xA0;
 }
+// Line and paragraph separator, at which many programs end a line.
+bool isSeparator(std::string_view character) { return character == "\xE2\x80\xA8" || character == "\xE2\x80\xA9"; }
+const char* separatorEscape(std::string_view character) { return character.back() == '\xA8' ? "\\u2028" : "\\u2029"; }
+
 bool isC1Byte(unsigned char byte) { return byte >= 0x80 && byte < 0xA0; }
 
 void appendControl(std::string& shown, char c) {
@@ -83,6 +87,8 @@ std::string printable(std::string_view text, Tabs tabs) {
         if (isC1(character)) {
             shown += "\\u00";
             appendHexByte(shown, static_cast<std::uint8_t>(character[1]));
+        } else if (isSeparator(character)) {
+            shown += separatorEscape(character);
         } else if (controls && (byte != '\t' || tabs == Tabs::Escaped)) {
             appendControl(shown, character[0]);
         } else {
@@ -95,6 +101,11 @@ std::string printable(std::string_view text, Tabs tabs) {
 
 std::string printableJson(std::string json) {
     for (std::size_t i = 0; i < json.size(); ++i) {
+        const std::string_view separator = std::string_view(json).substr(i, 3);
+        if (isSeparator(separator)) {
+            json.replace(i, separator.size(), separatorEscape(separator));
+            continue;
+        }
         const std::size_t bytes = json[i] == '\x7F' ? 1 : isC1(std::string_view(json).substr(i, 2)) ? 2 : 0;
         if (bytes == 0) continue;
         std::string escape = "\\u00";

@@ -11,10 +11,12 @@ std::string asUtf8(std::string_view bytes);
 enum class Tabs { Kept, Escaped };
 
 // Control characters become "\r", "\n", "\x1B", "\u009B", so that no text can drive the terminal: C0, DEL and C1, the
-// last in UTF-8 and as single bytes. Other bytes stay as they are, whether they are UTF-8 or not.
+// last in UTF-8 and as single bytes, and the line and paragraph separators. Other bytes stay as they are, whether they
+// are UTF-8 or not.
 std::string printable(std::string_view text, Tabs tabs = Tabs::Kept);
 
-// JSON text in UTF-8, whose writer escapes C0 alone: DEL and C1 are escaped as well. The value is the same.
+// JSON text in UTF-8, whose writer escapes C0 alone: DEL, C1 and the separators are escaped as well. The value is the
+// same.
 std::string printableJson(std::string json);
 
 }  // namespace mova

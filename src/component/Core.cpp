@@ -2,6 +2,9 @@
 
 #include <utility>
 
+#include "base/HeldText.h"
+#include "base/Text.h"
+
 namespace mova {
 
 namespace {
@@ -116,7 +119,13 @@ void Core::receivePass(const std::shared_ptr<Core>& core) noexcept {
     }
 }
 
-void Core::completed(const MovaRetCmdTag& record) { outbox.add(eventOf(record)); }
+void Core::completed(const MovaRetCmdTag& record) {
+    const bool tooMany = outbox.add(eventOf(record));
+    if (!tooMany) return;
+    trace.record(TraceKind::FreeText,
+                 format("More than %zu characters of answers that the listener does not take: the oldest are dropped",
+                        kMostHeldText));
+}
 
 // The analysis does not follow that the lock is let go of as often as it is held, and then taken as often again.
 MOVA_NO_THREAD_SAFETY_ANALYSIS

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/HeldText.h"
 #include "base/Text.h"
 
 namespace mova {
@@ -9,6 +10,8 @@ namespace mova {
 namespace {
 
 constexpr std::int32_t kConfirmation = 1;  // the event's type
+
+std::size_t sizeOf(const EventOutbox::Event& event) { return sizeof event + event.text.size(); }
 
 std::string eventText(const MovaRetCmdTag& record) {
     if (record.valid != 1) return record.responseText;
@@ -32,9 +35,17 @@ EventOutbox::Event eventOf(const MovaRetCmdTag& record) {
     return {length, std::move(text)};
 }
 
-void EventOutbox::add(Event event) {
+bool EventOutbox::add(Event event) {
     const LockGuard guard(*lock_);
     events_.push_back(std::move(event));
+    held_ += sizeOf(events_.back());
+    bool first = false;
+    while (held_ > kMostHeldText && events_.size() > 1) {
+        held_ -= sizeOf(events_.front());
+        events_.pop_front();
+        first = !std::exchange(tooMany_, true) || first;
+    }
+    return first;
 }
 
 bool EventOutbox::isEmpty() {
@@ -55,9 +66,11 @@ bool EventOutbox::begin() {
 bool EventOutbox::take(Event& event) {
     const LockGuard guard(*lock_);
     if (events_.empty()) {
+        tooMany_ = false;
         --depth_;
         return false;
     }
+    held_ -= sizeOf(events_.front());
     event = std::move(events_.front());
     events_.pop_front();
     return true;

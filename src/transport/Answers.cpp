@@ -1,12 +1,20 @@
 #include "transport/Answers.h"
 
+#include "base/HeldText.h"
+#include "base/Text.h"
+
 namespace mova {
 
 void Answers::deliver(MovaRetCmdTag record) {
     if (session_.unsolicited) {
         events_.completed(record);
     } else {
-        queue_.append(std::move(record));
+        const bool tooLong = queue_.append(std::move(record));
+        if (tooLong) {
+            trace_.record(
+                TraceKind::FreeText,
+                format("More than %zu characters of answers that nobody fetched: they are dropped", kMostHeldText));
+        }
     }
 }
 

@@ -2,17 +2,33 @@
 
 #include <algorithm>
 #include <iterator>
+#include <numeric>
 #include <string>
 #include <utility>
 
+#include "base/HeldText.h"
+
 namespace mova {
 
-void ConfirmationQueue::append(MovaRetCmdTag record) {
+namespace {
+
+std::size_t sizeOf(const MovaRetCmdTag& record) {
+    return record.responseText.size() + record.terminatorText.size() + record.hexData.size() + record.byteData.size();
+}
+
+}  // namespace
+
+bool ConfirmationQueue::append(MovaRetCmdTag record) {
     Records node;
     node.push_back(std::move(record));  // made before the lock is taken: running out of memory changes nothing
     const LockGuard guard(*lock_);
-    if (records_.size() > kMostBeforeAppend) records_.clear();
+    const std::size_t held =
+        std::accumulate(records_.begin(), records_.end(), sizeOf(node.front()),
+                        [](std::size_t sum, const MovaRetCmdTag& queued) { return sum + sizeOf(queued); });
+    const bool tooLong = held > kMostHeldText && !records_.empty();
+    if (tooLong || records_.size() > kMostBeforeAppend) records_.clear();
     records_.splice(records_.end(), node);
+    return tooLong;
 }
 
 ConfirmationQueue::Fetched ConfirmationQueue::fetch(std::optional<LineClass> kind, Take take) {

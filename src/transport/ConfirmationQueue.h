@@ -20,8 +20,9 @@ public:
 
     explicit ConfirmationQueue(Threading& threading) : lock_(threading.makeRecursiveMutex()) {}
 
-    // Deliberate: a queue of more than 100 records is emptied whole first.
-    void append(MovaRetCmdTag record);
+    // Deliberate: a queue of more than 100 records is emptied whole first. So is one that would hold more than
+    // kMostHeldText with this record; the result is true then.
+    bool append(MovaRetCmdTag record);
 
     enum class Take { Remove, Peek };
     struct Fetched {

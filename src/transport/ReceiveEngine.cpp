@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "base/HeldText.h"
+#include "base/Text.h"
 #include "device/InputWait.h"
 #include "transport/ConfirmationBuilder.h"
 
@@ -37,7 +39,14 @@ Code ReceiveEngine::run(std::uint32_t milliseconds, std::string_view terminators
 
 std::uint32_t ReceiveEngine::readInto(std::uint32_t waiting) {
     if (waiting == 0) return 0;
-    pending_.makeRoom(std::min(waiting, kReadSize));  // before the bytes leave the port: none is lost without memory
+    // Before the bytes leave the port: none is lost without memory.
+    const bool tooLong = pending_.makeRoom(std::min(waiting, kReadSize));
+    if (tooLong) {
+        trace_.record(TraceKind::FreeText,
+                      format("More than %zu characters wait for their terminator: the older half is dropped, now and "
+                             "whenever as much waits again",
+                             kMostHeldText));
+    }
     const std::uint32_t bytesRead = port_.readWaiting(buffer_.data(), std::min(waiting, kReadSize));
     pending_.append(std::string_view(buffer_.data(), bytesRead));
     return bytesRead;
@@ -62,6 +71,7 @@ void ReceiveEngine::finish(std::string_view response, std::string_view terminato
     // Consumed only now that nothing can fail: without memory the answer stays for the next pass.
     pending_.dropFront(consumed);
     if (!built.leftOver.empty()) pending_.putInFront(built.leftOver);
+    pending_.giveBackMemory();
 }
 
 }  // namespace mova

@@ -1,5 +1,6 @@
 // Everything the handset sends arrives here: drains the port, cuts lines at "\r\n", waits for a terminator line, builds
-// one record from the lines before it, traces it and hands it to the sink. Its only memory is the pending text.
+// one record from the lines before it, traces it and hands it to the sink. Its only memory is the pending text, which
+// is bounded; that older text had to go is traced.
 // Run by the reader thread or by a caller that waits for an answer; whoever runs it holds the port's lock.
 #pragma once
 #include <array>

@@ -3,20 +3,36 @@
 #include <utility>
 
 #include "base/Environment.h"
+#include "base/HeldText.h"
 #include "cli/FileAccess.h"
 #include "cli/PortList.h"
 
 namespace mova::cli {
 
+namespace {
+std::size_t sizeOf(const std::string& text) { return sizeof text + text.size(); }
+}  // namespace
+
 void ConfirmationInbox::OnCpGetMovaCnf(std::int32_t, std::int32_t, const std::string& text) {
     if (text.empty()) return;  // a look at the port that found nothing whole
     const std::lock_guard guard(mutex_);
     texts_.push_back(text);
+    held_ += sizeOf(texts_.back());
+    for (; held_ > kMostHeldText && texts_.size() > 1; ++dropped_) {
+        held_ -= sizeOf(texts_.front());
+        texts_.pop_front();
+    }
 }
 
-std::vector<std::string> ConfirmationInbox::take() {
+std::deque<std::string> ConfirmationInbox::take() {
     const std::lock_guard guard(mutex_);
+    held_ = 0;
     return std::exchange(texts_, {});
+}
+
+std::uint64_t ConfirmationInbox::takeDropped() {
+    const std::lock_guard guard(mutex_);
+    return std::exchange(dropped_, 0);
 }
 
 namespace {

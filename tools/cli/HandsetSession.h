@@ -1,10 +1,11 @@
 // The port and the command manager behind it: opened when the first command needs them, and kept for the next.
 #pragma once
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "cli/AnswerCheck.h"
 #include "cli/PortTarget.h"
@@ -21,15 +22,19 @@ struct SessionOptions {
     std::string logFile;
 };
 
-// The confirmations that the background reading delivers, until somebody takes them.
+// The confirmations that the background reading delivers, until somebody takes them: kMostHeldText of them at most, the
+// newest.
 class ConfirmationInbox final : public ConfirmationEvents {
 public:
     void OnCpGetMovaCnf(std::int32_t lType, std::int32_t lParam, const std::string& text) override;
-    std::vector<std::string> take();
+    std::deque<std::string> take();
+    std::uint64_t takeDropped();  // how many had to go since the last call
 
 private:
     std::mutex mutex_;
-    std::vector<std::string> texts_;
+    std::deque<std::string> texts_;
+    std::size_t held_ = 0;  // characters, and what each text takes by itself
+    std::uint64_t dropped_ = 0;
 };
 
 class HandsetSession {

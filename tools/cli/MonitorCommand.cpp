@@ -6,6 +6,7 @@
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
+#include "cli/LineTap.h"
 #include "cli/Terminal.h"
 
 namespace mova::cli {
@@ -29,8 +30,12 @@ public:
     void take(const LineTalk& talk) {
         for (const LineTurn& turn : talk) received_ += turn.received;
         const std::size_t whole = received_.rfind('\n') + 1;
-        const Damage damage = damageIn(received_.substr(0, whole));
+        const std::size_t from = cutLine_ && whole > 0 ? received_.find('\n') + 1 : 0;
+        const Damage damage = damageIn(std::string_view(received_).substr(from, whole - from));
         received_.erase(0, whole);
+        // No line of the protocol is as long: what comes of it until its end is none.
+        cutLine_ = received_.size() > LineTap::kMostNoted || (cutLine_ && whole == 0);
+        if (cutLine_) received_.clear();
         if (count_ == 0) first_ = damage.first;
         count_ += damage.count;
     }
@@ -40,6 +45,7 @@ public:
 
 private:
     std::string received_;  // the line that has not ended yet
+    bool cutLine_ = false;  // what it began with is forgotten
     std::size_t count_ = 0;
     Finding first_;
 };
@@ -81,6 +87,9 @@ void watch(Context& context, const MonitorOptions& options) {
             if (damage.count == 0) ++seen;
             if (enough()) break;
         }
+        const std::uint64_t dropped = context.session.inbox().takeDropped();
+        if (dropped > 0)
+            context.out.remark(std::to_string(dropped) + " confirmations came faster than they could be shown");
         damaged.take(context.session.line().take());
         if (enough()) break;
         if (readerGone()) failFile("nobody reads the standard output any more");

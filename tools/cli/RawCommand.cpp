@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include "base/HeldText.h"
 #include "base/HexText.h"
 #include "base/Printable.h"
 #include "base/Text.h"
@@ -31,7 +32,8 @@ void show(Context& context, const RawOptions& o, const std::string& hex) {
     if (!hex.empty()) context.out.line(o.showText ? printable(bytes) : hex);
 }
 
-// Until the count is reached, the time is over or, once something came, the line is silent.
+// Until the count is reached, the time is over or, once something came, the line is silent. A line that is never silent
+// brings no more than anything else here holds.
 std::string collect(Context& context, const RawOptions& o) {
     constexpr std::int32_t kChunk = 2048;
     constexpr std::uint32_t kPause = 2;
@@ -50,7 +52,7 @@ std::string collect(Context& context, const RawOptions& o) {
             hex += got.data.value_or("");
             last = clock.tickCount();
         }
-        if (o.bytes > 0 && hex.size() / 2 >= o.bytes) return hex;
+        if (hex.size() / 2 >= (o.bytes > 0 ? o.bytes : kMostHeldText)) return hex;
         const std::uint32_t now = clock.tickCount();
         if (now - begin >= o.milliseconds || (o.bytes == 0 && !hex.empty() && now - last >= kUsualSilence)) return hex;
         if (got.count == 0) clock.sleep(kPause);
@@ -109,7 +111,7 @@ void write(Context& context, const RawOptions& o) {
 void addReading(CLI::App& command, RawOptions& o) {
     addNumber(command, "--for", o.milliseconds, 4'000'000, "how long to wait, in milliseconds (1000)");
     addNumber(command, "-n,--bytes", o.bytes, 100'000'000,
-              "end after so many bytes; without it once the line is silent for 200 ms");
+              "end after so many bytes; without it once the line is silent for 200 ms, or after 16 MiB");
     command.add_flag("--ascii", o.showText,
                      "show text, with escapes for what does not show, instead of hexadecimal data");
 }

@@ -1,7 +1,17 @@
-// Reads a trace file record by record: however large the file, one record is in memory. Line ends and tabs may have
-// gone through an editor or another system; what is no record is told with its line number.
+// Reads a trace file record by record: however large the file, a few records are in memory, and of a very long one the
+// beginning and the end. Line ends and tabs may have gone through an editor or another system; what is no record is told
+// with its line number.
+//
+// What a record quotes from the line may hold line ends, and behind them what looks like records. As far as it can be
+// told, that is part of the record that quotes it:
+//   - a line before the quoting record's time is no record, however it begins;
+//   - behind its time comes, at once or behind records that quote nothing, what begins as no record of the component
+//     does: the times before that were quoted;
+//   - its time is more than a minute from the one before it, and a later one comes back to that: it was quoted;
+//   - behind the data of a text family's answer the time stands on a line of its own: another one was quoted.
 #pragma once
 #include <cstdint>
+#include <deque>
 #include <istream>
 #include <optional>
 #include <stdexcept>
@@ -40,7 +50,7 @@ private:
 
 class TraceReader {
 public:
-    static constexpr std::size_t kLongestRecord = std::size_t{4} << 20U;  // characters
+    static constexpr std::size_t kLongestRecord = std::size_t{4} << 20U;  // characters; more are left out
 
     TraceReader(std::istream& in, std::string name);
 
@@ -57,26 +67,45 @@ private:
         std::size_t at;  // where the text ends
         std::int64_t milliseconds;
     };
+    // What lies between two times, before the pieces around it were looked at.
+    struct Piece {
+        std::uint64_t line = 0;  // where it begins; 0: nowhere
+        std::string text;
+        std::uint64_t leftOut = 0;  // characters of its middle
+        std::optional<std::int64_t> stamp;
+        std::string whyNoStamp;
+        std::uint64_t quotedLine = 0;  // the first line in it that looks like a record's first or last; 0: none
+    };
+
     static std::optional<Stamp> findStamp(std::string_view line);
-    bool readLine(std::string& line);
-    Record finish(std::int64_t printed);
-    Record unstamped(const std::string& remark);
-    void checkFirstLine(std::string& line);
+    bool readLine(const Piece& piece);
+    std::optional<Piece> readPiece();
+    void endOfFile(Piece& piece) const;
+    void checkFirstLine();
+    void checkLine(const Piece& piece) const;
+    void checkPiece(const Piece& piece) const;
     [[noreturn]] void fail(std::uint64_t line, const std::string& what) const;
+
+    const Piece* ahead(std::size_t place);
+    void joinQuoted(Piece& piece);
+    std::size_t piecesUntilNoRecord();
+    std::size_t piecesUntilTimeComesBack(const Piece& piece);
+    Record finish(Piece piece);
+    void stamp(Record& record, std::int64_t printed);
 
     std::istream& in_;
     std::string name_;
     TimeLine timeLine_;
     std::vector<Remark> remarks_;
     std::string line_;
-    bool held_ = false;  // line_ has been read and not been used
+    std::uint64_t leftOut_ = 0;  // characters of the line's middle
+    bool held_ = false;          // line_ has been read and not been used
     std::uint64_t lineNumber_ = 0;
     std::uint64_t bytes_ = 0;
-    std::string text_;         // of the record that is being read
-    std::uint64_t begin_ = 0;  // its line; 0: none
-    std::int64_t time_ = 0;
-    std::int64_t printed_ = 0;
     bool anyStamp_ = false;
+    std::deque<Piece> ahead_;
+    std::int64_t time_ = 0;
+    std::optional<std::int64_t> printed_;  // of the last record with a time
 };
 
 }  // namespace mova::trace

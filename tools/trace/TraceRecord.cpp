@@ -26,6 +26,37 @@ constexpr std::array kBeginnings{
     Beginning{"AT-Purge ", RecordKind::Purged},
 };
 
+// Of the texts about the port, and of those about what is dropped.
+constexpr std::array<std::string_view, 29> kNotes{"Open Device",
+                                                  "Close Device",
+                                                  "OpenDevice Error : ",
+                                                  "Open with ",
+                                                  " ### ",
+                                                  "Get Driver Name: ",
+                                                  "CreateFile DeviceName: ",
+                                                  "Retry Config COM Port Count ",
+                                                  "Retry Setting Signal",
+                                                  "Setting Signal Error in Function: ",
+                                                  "DetectSignal Error : ",
+                                                  "ClearDeviceError Error More Than 10 Times",
+                                                  "SetupComm Fail",
+                                                  "SetComm",
+                                                  "GetComm",
+                                                  "Try to Re-Open Device",
+                                                  "DC Recv: ",
+                                                  "DC Send: ",
+                                                  "Desired Write: ",
+                                                  "Read Timeout",
+                                                  "Write Timeout",
+                                                  "Get Stop Event in ",
+                                                  "The hardware detected a ",
+                                                  "The requested mode is not supported",
+                                                  "An I/O error occurred during communications",
+                                                  "A character-buffer overrun has occurred",
+                                                  "An input buffer overflow has occurred",
+                                                  "Windows 95/98/Me: ",
+                                                  "More than 16777216 characters "};
+
 constexpr FieldForm Byte = FieldForm::Byte;
 constexpr FieldForm Word = FieldForm::Word;
 
@@ -207,6 +238,24 @@ RecordKind kindOf(std::string_view text) {
         }
     }
     return RecordKind::FreeText;
+}
+
+bool quotesTheLine(RecordKind kind) {
+    switch (kind) {
+        case RecordKind::AtReply:
+        case RecordKind::Purged:
+        case RecordKind::ReplyInError:
+        case RecordKind::Echo:
+        case RecordKind::RfReply:
+        case RecordKind::E2pReply:
+        case RecordKind::HciReply:
+        case RecordKind::WifiReply: return true;
+        default: return false;
+    }
+}
+
+bool isNote(std::string_view text) {
+    return std::any_of(kNotes.begin(), kNotes.end(), [&](std::string_view note) { return text.starts_with(note); });
 }
 
 Decoded decode(std::string_view text) {

@@ -69,6 +69,12 @@ struct Decoded {
 // The kind that a text's beginning tells; FreeText for everything without a known beginning.
 RecordKind kindOf(std::string_view text);
 
+// Whether its text has bytes from the line, and with them line ends that the component did not make.
+bool quotesTheLine(RecordKind kind);
+
+// A text of no kind that the component writes: about its port, about what it drops.
+bool isNote(std::string_view text);
+
 Decoded decode(std::string_view text);
 
 // The data characters without line ends.

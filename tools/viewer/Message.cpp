@@ -12,6 +12,8 @@ namespace mova::viewer {
 namespace {
 
 constexpr std::string_view kComponent = "MovaCmdSvr:";
+// What the line sends may hold line ends, and behind one what looks like a message: a later line is never taken for one.
+constexpr std::string_view kLaterLine = "| ";
 
 bool isLineEnd(char c) { return c == '\r' || c == '\n'; }
 
@@ -62,7 +64,11 @@ Message parseMessage(std::string_view bytes, Time time) {
 std::string asText(const Message& message) {
     const std::string head = timeText(message.time, "%Y-%m-%d %H:%M:%S", std::localtime) + " " + shown(message.prefix);
     std::string all;
-    for (const std::string_view line : message.lines()) all.append(head).append(shown(line)).append("\n");
+    for (const std::string_view line : message.lines()) {
+        all += head;
+        if (line.data() != message.text.data()) all += kLaterLine;
+        all.append(shown(line)).append("\n");
+    }
     return all;
 }
 

@@ -20,7 +20,8 @@ struct Message {
 
 Message parseMessage(std::string_view bytes, Time time);
 
-// "2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) text", one line for each of the text, local time.
+// "2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) text", one line for each of the text, with "| " before each but the first;
+// local time.
 std::string asText(const Message& message);
 
 // {"time":"2026-11-21T11:34:56.789Z","object":"COM7","prefix":"MovaCmdSvr:(COM7) ","text":"..."} in one line, universal

@@ -196,6 +196,24 @@ class MonitorTest(BenchTest):
         self.assertEnds(result, 0)
         self.assertIn('"command":"monitor","ok":true,"count":', result.lines[-1])
 
+    def test_what_ends_a_line_of_more_than_a_megabyte_is_no_confirmation(self):
+        master, slave = pty.openpty()
+        tty.setraw(slave)
+        os.symlink(os.ttyname(slave), self.link)
+        process = self.start("--port", "7", "monitor")
+        self.assertIn("watching", process.stderr.readline())
+        for _ in range(300):
+            os.write(master, b"x" * 4000)
+        time.sleep(0.5)  # what has come is looked at before the rest comes
+        os.write(master, b"*MOVA=05000500020199\r\n")
+        os.write(master, b"*MOVA=05000500020103\r\n")
+        while "05000201" not in process.stdout.readline():
+            self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGINT)
+        self.assertEnds(self.finish(process), 0)
+        os.close(master)
+        os.close(slave)
+
 
 class RawTest(BenchTest):
     def test_bytes_out_and_in(self):

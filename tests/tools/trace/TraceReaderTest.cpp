@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "trace/TraceReader.h"
+#include "tools/trace/Reading.h"
 
 namespace mova::trace {
 namespace {
@@ -14,49 +14,8 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-struct Reading {
-    std::vector<Record> records;
-    std::vector<std::pair<std::uint64_t, std::string>> remarks;
-
-    std::vector<std::string> texts() const {
-        std::vector<std::string> all;
-        for (const Record& record : records) all.push_back(record.text);
-        return all;
-    }
-    std::vector<std::int64_t> times() const {
-        std::vector<std::int64_t> all;
-        for (const Record& record : records) all.push_back(record.time);
-        return all;
-    }
-    std::vector<std::uint64_t> lines() const {
-        std::vector<std::uint64_t> all;
-        for (const Record& record : records) all.push_back(record.line);
-        return all;
-    }
-};
-
-Reading readAll(const std::string& file) {
-    std::istringstream in(file);
-    TraceReader reader(in, "t.log");
-    Reading reading;
-    while (auto record = reader.next()) reading.records.push_back(std::move(*record));
-    for (const Remark& remark : reader.takeRemarks()) reading.remarks.emplace_back(remark.line, remark.text);
-    return reading;
-}
-
-std::string errorOf(const std::string& file) {
-    try {
-        readAll(file);
-    } catch (const TraceError& error) {
-        return error.what();
-    }
-    return "no error";
-}
-
-std::string stamped(const std::string& text, const std::string& time) { return text + "\t\t\t\t[T:" + time + "]\n"; }
-
 TEST(TraceReading, RecordsOfOneLine) {
-    const Reading reading = readAll("AT-S AT\t\t\t\t[T:5]\nAT-R OK\t\t\t\t[T:25]\n");
+    const Reading reading = readFile("AT-S AT\t\t\t\t[T:5]\nAT-R OK\t\t\t\t[T:25]\n");
     EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "AT-R OK"));
     EXPECT_THAT(reading.times(), ElementsAre(0, 20));
     EXPECT_THAT(reading.lines(), ElementsAre(1, 2));
@@ -65,7 +24,7 @@ TEST(TraceReading, RecordsOfOneLine) {
 }
 
 TEST(TraceReading, ARecordOfSeveralLinesBeginsAtItsFirst) {
-    const Reading reading = readAll(
+    const Reading reading = readFile(
         "E2P-S 0C00#800101-0600-80-00-3412-0100%\n2D\r\t\t\t\t[T:10]\n"
         "E2P-R 0800-80-00-3412-0100%\nAABB\n\t\t\t\t[T:13]\n"
         "AT-Purge AT*MOVA=01\r\n*MOVA=ACK\r\nOK\t\t\t\t[T:13]\n");
@@ -77,14 +36,14 @@ TEST(TraceReading, ARecordOfSeveralLinesBeginsAtItsFirst) {
 }
 
 TEST(TraceReading, FilesWithTheLineEndsOfTheOtherSystem) {
-    const Reading reading = readAll(
+    const Reading reading = readFile(
         "AT-S AT\t\t\t\t[T:5]\r\nE2P-R 0800-80-00-3412-0100%\r\nAABB\r\n\t\t\t\t[T:25]\r\nAT-Purge "
         "A\r\r\nB\t\t\t\t[T:26]\r\n");
     EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "E2P-R 0800-80-00-3412-0100%\nAABB\n", "AT-Purge A\nB"));
 }
 
 TEST(TraceReading, AnEditorMayHaveTurnedTabsToBlanksAndAddedAByteOrderMark) {
-    const Reading reading = readAll(
+    const Reading reading = readFile(
         "\xEF\xBB\xBF"
         "AT-S AT    [T:5]  \n\n\nAT-R OK [T:6]\n");
     EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "AT-R OK"));
@@ -92,17 +51,17 @@ TEST(TraceReading, AnEditorMayHaveTurnedTabsToBlanksAndAddedAByteOrderMark) {
 }
 
 TEST(TraceReading, BlanksBeforeTheFourTabsBelongToTheText) {
-    EXPECT_THAT(readAll("AT-S AT \t\t\t\t\t[T:5]\n").texts(), ElementsAre("AT-S AT \t"));
+    EXPECT_THAT(readFile("AT-S AT \t\t\t\t\t[T:5]\n").texts(), ElementsAre("AT-S AT \t"));
 }
 
 TEST(TraceReading, ATextMayLookLikeATimeInItsMiddle) {
-    const Reading reading = readAll(stamped("AT-S [T:1] x[T:2]", "7"));
+    const Reading reading = readFile(stamped("AT-S [T:1] x[T:2]", "7"));
     EXPECT_THAT(reading.texts(), ElementsAre("AT-S [T:1] x[T:2]"));
     EXPECT_EQ(reading.records[0].printed, 7);
 }
 
 TEST(TraceReading, AnEmptyRecordIsARecord) {
-    EXPECT_THAT(readAll(stamped("", "5") + stamped("x", "6")).texts(), ElementsAre("", "x"));
+    EXPECT_THAT(readFile(stamped("", "5") + stamped("x", "6")).texts(), ElementsAre("", "x"));
 }
 
 // --- time
@@ -110,7 +69,7 @@ TEST(TraceReading, AnEmptyRecordIsARecord) {
 std::vector<std::int64_t> timesOf(std::initializer_list<const char*> stamps) {
     std::string file;
     for (const char* stamp : stamps) file += stamped("x", stamp);
-    return readAll(file).times();
+    return readFile(file).times();
 }
 
 TEST(TraceTime, RunsFromTheFirstRecord) {
@@ -133,13 +92,13 @@ TEST(TraceTime, TheLostMillisecondAtATickCountsWrapIsNoStepBack) {
 }
 
 TEST(TraceTime, TwoThreadsMaySwapRecordsOfOneMoment) {
-    const Reading reading = readAll(stamped("a", "100") + stamped("b", "98") + stamped("c", "101"));
+    const Reading reading = readFile(stamped("a", "100") + stamped("b", "98") + stamped("c", "101"));
     EXPECT_THAT(reading.times(), ElementsAre(0, -2, 1));
     EXPECT_THAT(reading.remarks, IsEmpty());
 }
 
 TEST(TraceTime, AFallingCountIsAnotherRunAppended) {
-    const Reading reading = readAll(stamped("a", "900000") + stamped("b", "50") + stamped("c", "60"));
+    const Reading reading = readFile(stamped("a", "900000") + stamped("b", "50") + stamped("c", "60"));
     EXPECT_THAT(reading.times(), ElementsAre(0, 0, 10));
     ASSERT_EQ(reading.remarks.size(), 1U);
     EXPECT_EQ(reading.remarks[0].first, 2U);
@@ -149,28 +108,28 @@ TEST(TraceTime, AFallingCountIsAnotherRunAppended) {
 // --- damaged files
 
 TEST(TraceDamage, ARecordThatLostItsTimeStaysARecord) {
-    const Reading reading = readAll(stamped("AT-S AT", "5") + "AT-R OK\nE2P-A %E2p Ack!\t\t\t\t[T:9]\n");
-    EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "AT-R OK", "E2P-A %E2p Ack!"));
+    const Reading reading = readFile(stamped("AT-S AT", "5") + "AT-S ATZ\nE2P-A %E2p Ack!\t\t\t\t[T:9]\n");
+    EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "AT-S ATZ", "E2P-A %E2p Ack!"));
     EXPECT_FALSE(reading.records[1].stamped);
     EXPECT_THAT(reading.times(), ElementsAre(0, 0, 4));
     EXPECT_THAT(reading.remarks, ElementsAre(Pair(2, HasSubstr("no time stamp here"))));
 }
 
 TEST(TraceDamage, ALineOfNotesIsARecordOfItsOwn) {
-    const Reading reading = readAll(stamped("AT-S AT", "5") + "# here it went wrong\n" + stamped("AT-R OK", "6"));
+    const Reading reading = readFile(stamped("AT-S AT", "5") + "# here it went wrong\n" + stamped("AT-R OK", "6"));
     EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "# here it went wrong", "AT-R OK"));
     EXPECT_THAT(reading.remarks, ElementsAre(Pair(2, HasSubstr("no time stamp here"))));
 }
 
 TEST(TraceDamage, ACutOffEndIsShownAndSaid) {
-    const Reading reading = readAll(stamped("AT-S AT", "5") + "E2P-R 0800-80-00-34");
+    const Reading reading = readFile(stamped("AT-S AT", "5") + "E2P-R 0800-80-00-34");
     EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "E2P-R 0800-80-00-34"));
     EXPECT_THAT(reading.remarks, ElementsAre(Pair(2, "the file ends within this record")));
 }
 
 TEST(TraceDamage, AStampBeyond32BitsIsNone) {
     const Reading reading =
-        readAll(stamped("AT-S AT", "5") + stamped("AT-S A", "4294967296") + stamped("AT-R OK", "6"));
+        readFile(stamped("AT-S AT", "5") + stamped("AT-S A", "4294967296") + stamped("AT-R OK", "6"));
     EXPECT_THAT(reading.texts(), ElementsAre("AT-S AT", "AT-S A\t\t\t\t[T:4294967296]", "AT-R OK"));
     EXPECT_THAT(reading.remarks, ElementsAre(Pair(2, HasSubstr("no time stamp here"))));
 }

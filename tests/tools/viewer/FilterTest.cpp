@@ -55,8 +55,22 @@ protected:
 TEST_F(ShownMessages, EachLineHasItsTimeAndPrefix) {
     EXPECT_EQ(asText(message("MovaCmdSvr:(COM7) Card Type: 1\nDriver Name: x")),
               "2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) Card Type: 1\n2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) "
-              "Driver Name: x\n");
+              "| Driver Name: x\n");
     EXPECT_EQ(asText(message("MovaCmdSvr: a\rb\x1B[2J")), "2026-11-21 12:34:56.789 MovaCmdSvr: a\\rb\\x1B[2J\n");
+}
+
+TEST_F(ShownMessages, ALineThatTheMessageQuotesIsNotShownAsAMessage) {
+    EXPECT_EQ(asText(message("MovaCmdSvr:(COM7) AT-R +CSQ: 1\nMovaCmdSvr:(COM7) Send: AT*MOVA=010001\n\n| x~OK~")),
+              "2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) AT-R +CSQ: 1\n"
+              "2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) | MovaCmdSvr:(COM7) Send: AT*MOVA=010001\n"
+              "2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) | \n"
+              "2026-11-21 12:34:56.789 MovaCmdSvr:(COM7) | | x~OK~\n");
+    // Vertical tab, form feed, next line, line and paragraph separator.
+    EXPECT_EQ(asText(message("MovaCmdSvr: a\vb\fc\xC2\x85"
+                             "d\xE2\x80\xA8"
+                             "e\xE2\x80\xA9"
+                             "f")),
+              "2026-11-21 12:34:56.789 MovaCmdSvr: a\\x0Bb\\x0Cc\\u0085d\\u2028e\\u2029f\n");
 }
 
 TEST_F(ShownMessages, JsonIsOneObjectALine) {

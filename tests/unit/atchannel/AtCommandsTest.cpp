@@ -308,6 +308,16 @@ TEST_F(AtCommandsTest, AnswerIsLogged) {
               "[2024/03/05-09:07:02::095][00001]\t[AT] Recv: +CSQ: 9,99~OK~\r\n");
 }
 
+// Readers of the log tell the line by that from one that the component began.
+TEST_F(AtCommandsTest, LineThatAnAnswerForgesInTheLogStandsBehindABareLineFeed) {
+    log.setPath("/log/a.log");
+    comm.feed("+CSQ: 9,99\n[2024/03/05-09:07:02::096][00001]\t[AT] Send: AT+FORGED\r\r\n\nx\r\nOK\r\n");
+    at.collect(2);
+    EXPECT_EQ(platform.files().content("/log/a.log"),
+              "[2024/03/05-09:07:02::095][00001]\t[AT] Recv: +CSQ: 9,99\n"
+              "[2024/03/05-09:07:02::096][00001]\t[AT] Send: AT+FORGED\r~\nx~OK~\r\n");
+}
+
 TEST_F(AtCommandsTest, CollectingDoesNotWait) {
     comm.feedAfter(1ms, "OK\r\n");
     EXPECT_EQ(timeOf([&] { EXPECT_EQ(at.collect(2).text, ""); }), 0);

@@ -27,6 +27,12 @@ TEST(PrintableTest, WritesTheSecondGroupOfControlCharactersAsEscapes) {
     EXPECT_EQ(printable("\xC2"), "\xC2");
 }
 
+TEST(PrintableTest, WritesLineAndParagraphSeparatorsAsEscapes) {
+    EXPECT_EQ(printable("a\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xA7\xE2\x80\xAA"),
+              "a\\u2028\\u2029\xE2\x80\xA7\xE2\x80\xAA");
+    EXPECT_EQ(printableJson("\"\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xA7\""), "\"\\u2028\\u2029\xE2\x80\xA7\"");
+}
+
 TEST(PrintableTest, LeavesNoControlCharacterInJson) {
     EXPECT_EQ(printableJson("\"a\x7F\xC2\x9B\xC2\x80\xC2\xA0\xC3\x9F\\u001b\""),
               "\"a\\u007F\\u009B\\u0080\xC2\xA0\xC3\x9F\\u001b\"");
