@@ -23,7 +23,7 @@ struct ExitMeaning {
 inline constexpr std::array kExitMeanings{
     ExitMeaning{ExitStatus::Done, "done"},
     ExitMeaning{ExitStatus::Refused, "the handset said no, something differs, or an expectation was not met"},
-    ExitMeaning{ExitStatus::Usage, "the command line or the script is wrong"},
+    ExitMeaning{ExitStatus::Usage, "the command line or the script is wrong, or the file of stations"},
     ExitMeaning{ExitStatus::PortNotOpened, "the port could not be opened"},
     ExitMeaning{ExitStatus::NoAnswer, "the handset did not answer in time"},
     ExitMeaning{ExitStatus::Interrupted, "interrupted (Ctrl-C)"},

@@ -22,6 +22,10 @@ struct Explained {
 constexpr std::array kVariables{
     Explained{variable::kPort, "the port, where --port is not given"},
     Explained{variable::kDeviceDir, "Linux: the folder of the COMn links, in place of /dev"},
+    Explained{variable::kSystemRoot,
+              "Linux: a folder whose sys and dev are looked into for ports in place of the system's"},
+    Explained{variable::kConfigHome, "Linux: where mova/stations.toml is, in place of ~/.config"},
+    Explained{variable::kAppData, "Windows: where mova\\stations.toml is"},
     Explained{variable::kHistory, "Linux: the shell's history file; empty: none"},
     Explained{variable::kNoColour, "when set, no colours unless --colour always"},
 };
@@ -36,6 +40,7 @@ constexpr std::array kExamples{
     Explained{"mova ports", "what is there"},
     Explained{"mova --port 7 at AT+CGMI AT+CSQ", "two AT commands on COM7"},
     Explained{"mova --port /dev/ttyUSB0 info", "who the handset is; Linux, without a number"},
+    Explained{"mova --station left info", "the same by the name of a station"},
     Explained{"mova --port 7 e2p dump handset.e2p", "its store in a file"},
     Explained{"mova --port 7 e2p diff handset.e2p", "what has changed since"},
     Explained{"mova --port 7 --trace trace.log run station.mova", "a test sequence, with a record of the traffic"},
@@ -44,7 +49,11 @@ constexpr std::array kExamples{
 
 // The fields of each command's JSON object.
 constexpr std::array kFields{
-    Explained{"ports", "ports: list of number (null without one), device, driver, cardType, usb"},
+    Explained{"ports",
+              "ports: list of number (null without one), device, driver, cardType, usb, and of a USB adapter usbId, "
+              "serialNumber, socket, byId; with --udev number, device, rule"},
+    Explained{"stations",
+              "file, stations: list of name, port, baud, timeout (null where the station leaves them open), variables"},
     Explained{"at", "answers: list of sent, lines, result (null when none came), milliseconds"},
     Explained{"info",
               "component, port, version, imei, otp, identity1, identity3, identity5, identity6, identity7, identity8, "
