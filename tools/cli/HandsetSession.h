@@ -44,7 +44,8 @@ public:
     HandsetSession(const HandsetSession&) = delete;
     HandsetSession& operator=(const HandsetSession&) = delete;
 
-    CVeCmdManager& handset();                  // open; throws Failure
+    CVeCmdManager& handset();  // open; throws Failure
+    bool isOpen() const { return handset_ != nullptr; }
     LineTap& line() { return system_->line; }  // of an open port
     ConfirmationInbox& inbox() { return *inbox_; }
     Clock& clock();

@@ -12,4 +12,9 @@ bool isVariableName(std::string_view name) {
     return !name.empty() && begins(name.front()) && std::all_of(name.begin(), name.end(), goesOn);
 }
 
+bool isOwnVariable(std::string_view name) {
+    using namespace own_variable;
+    return name == kStation || name == kPort || name == kRound;
+}
+
 }  // namespace mova::cli
