@@ -101,7 +101,7 @@ private:
             const StationRun::State state = run->state();
             const std::string of = toCome_ ? "/" + std::to_string(*toCome_) : "";
             const std::string line = padded(run->name()) + format("%4zu", state.stepsEnded) + of + " steps" +
-                                     format("%7.1f s  ", state.seconds) + (state.ended ? "ended" : state.current);
+                                     format("%7.1f s  ", state.seconds) + state.current;
             (state.ended ? ended : running).push_back(line);
         }
         std::vector<std::string> lines = std::move(running);

@@ -121,7 +121,9 @@ StepOutcome ScriptRunner::outcomeOf(const ScriptStep& step) const {
     outcome.step = &step;
     for (const std::uint64_t round : rounds_)
         outcome.round += (outcome.round.empty() ? "" : ".") + std::to_string(round);
-    outcome.text = shownIn(step.kind == ScriptStep::Kind::Echo ? step.value : step.text, variables_.values);
+    const bool isRepeat = step.kind == ScriptStep::Kind::Repeat;  // its values change with the rounds
+    const std::string& text = step.kind == ScriptStep::Kind::Echo ? step.value : step.text;
+    outcome.text = isRepeat ? text : shownIn(text, variables_.values);
     return outcome;
 }
 

@@ -69,8 +69,7 @@ void StationRun::run(const std::function<void(const StepOutcome&)>& tell) {
     tell_ = tell;
     std::string trouble;
     try {
-        runner_.run();
-        context_.session.close();
+        runAndClose();
     } catch (const Failure& failure) {
         trouble = failure.message;
     } catch (const std::exception& error) {
@@ -84,8 +83,17 @@ void StationRun::run(const std::function<void(const StepOutcome&)>& tell) {
         report_.steps.push_back(std::move(*current_));
         current_.reset();
     }
-    seconds_ = secondsSinceStart();
     ended_ = true;
+}
+
+void StationRun::runAndClose() {
+    runner_.run();
+    {
+        const std::lock_guard guard(mutex_);
+        seconds_ = secondsSinceStart();
+        judged_ = true;
+    }
+    context_.session.close();
 }
 
 double StationRun::secondsSinceStart() {
@@ -95,8 +103,11 @@ double StationRun::secondsSinceStart() {
 
 StationRun::State StationRun::state() {
     const std::lock_guard guard(mutex_);
-    return {ended_, report_.steps.size(), current_ ? current_->text : std::string(),
-            ended_ ? seconds_ : secondsSinceStart()};
+    const std::size_t notRun = report_.count(StepOutcome::Verdict::NotRun);
+    State state{ended_, report_.steps.size() - notRun, current_ ? current_->text : std::string(),
+                judged_ ? seconds_ : secondsSinceStart()};
+    if (judged_) state.current = report_.firstFailed() == nullptr ? "pass" : "FAIL  " + report_.problem();
+    return state;
 }
 
 RunReport StationRun::report() {

@@ -26,7 +26,7 @@ public:
     struct State {
         bool ended = false;
         std::size_t stepsEnded = 0;
-        std::string current;  // what is under way
+        std::string current;  // what is under way, and in the end the verdict
         double seconds = 0;   // since the start, or from it to the end
     };
     State state();
@@ -37,6 +37,7 @@ public:
 
 private:
     void run(const std::function<void(const StepOutcome&)>& tell);
+    void runAndClose();
     double secondsSinceStart();
 
     Context context_;
@@ -50,6 +51,7 @@ private:
     std::function<void(const StepOutcome&)> tell_;
     std::uint32_t began_ = 0;
     double seconds_ = 0;
+    bool judged_ = false;  // only the port is still to be closed
     bool ended_ = false;
 };
 
