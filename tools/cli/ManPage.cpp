@@ -44,6 +44,7 @@ constexpr std::array kExamples{
     Explained{"mova --port 7 e2p dump handset.e2p", "its store in a file"},
     Explained{"mova --port 7 e2p diff handset.e2p", "what has changed since"},
     Explained{"mova --port 7 --trace trace.log run station.mova", "a test sequence, with a record of the traffic"},
+    Explained{"mova run station.mova --stations left,right --junit report.xml", "the same on two handsets at once"},
     Explained{"mova --port 7 shell", "one command after the other"},
 };
 
@@ -72,7 +73,12 @@ constexpr std::array kFields{
     Explained{"raw write", "written; with --read also bytes, hex, text"},
     Explained{"raw read", "bytes, hex, text"},
     Explained{"signals", "cts, dsr, ring, carrier"},
-    Explained{"run", "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds"},
+    Explained{
+        "run",
+        "file, passed, failed, notRun, steps: list of file, line, text, verdict, problem, output, seconds, within "
+        "repeats also round, and captured with the values that it captured; on several stations in place of "
+        "steps stations: list of station, port, status (its exit code), problem, passed, failed, notRun, "
+        "seconds, steps"},
 };
 
 // --- the man macros
