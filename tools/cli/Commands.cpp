@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::array kCommands{
     CommandEntry{"ports", describePorts},
+    CommandEntry{"stations", describeStations},
     CommandEntry{"at", describeAt},
     CommandEntry{"info", describeInfo},
     CommandEntry{"rf", describeRf},

@@ -28,6 +28,7 @@ std::span<const CommandEntry> commands();
 bool sendsSecret(std::string_view word);
 
 void describePorts(CLI::App& command, Context& context);
+void describeStations(CLI::App& command, Context& context);
 void describeAt(CLI::App& command, Context& context);
 void describeInfo(CLI::App& command, Context& context);
 void describeRf(CLI::App& command, Context& context);

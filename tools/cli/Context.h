@@ -2,6 +2,7 @@
 #pragma once
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "cli/HandsetSession.h"
 #include "cli/Output.h"
 #include "cli/ParseNumber.h"
+#include "cli/Stations.h"
 
 namespace CLI {
 class App;
@@ -19,11 +21,18 @@ namespace mova::cli {
 
 struct Context {
     SessionOptions options;
+    struct Given {
+        bool port = false;  // by --port, or as the station's
+        bool baudRate = false;
+        bool timeout = false;
+    } given;                  // on the command line
+    std::string stationName;  // empty: none
+    std::optional<Station> station;
     std::string colour = "auto";
     bool json = false;
 
     Output out;
-    HandsetSession session{options};
+    HandsetSession session{options, out};
 
     // What --json prints when the command ends; the interpreter adds "command", "ok" and "error".
     Json result = Json::object();

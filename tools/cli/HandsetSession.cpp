@@ -2,10 +2,9 @@
 
 #include <utility>
 
-#include "base/Environment.h"
 #include "base/HeldText.h"
 #include "cli/FileAccess.h"
-#include "cli/PortList.h"
+#include "cli/PortChoice.h"
 
 namespace mova::cli {
 
@@ -39,18 +38,10 @@ namespace {
 
 // Threads of the component that use it may outlive main.
 SessionPlatform* keepForGood(std::unique_ptr<SessionPlatform> platform) {
+    static auto& mutex = *new std::mutex();
+    const std::lock_guard guard(mutex);
     static auto& kept = *new std::vector<std::unique_ptr<SessionPlatform>>();
     return kept.emplace_back(std::move(platform)).get();
-}
-
-std::string onlyPort() {
-    const std::vector<ListedPort> ports = listPorts();
-    if (ports.empty()) failUsage("no port is named and none is there", noPortsHint());
-    if (ports.size() > 1) {
-        failUsage("there are several ports and none is named",
-                  "\"mova ports\" lists them; choose with --port or " + std::string(variable::kPort));
-    }
-    return ports[0].number ? std::to_string(*ports[0].number) : ports[0].device;
 }
 
 void requireWritableFor(const char* option, const std::string& path) {
@@ -100,8 +91,14 @@ void HandsetSession::applyTimeouts() {
     for (const Row& row : kAnswers) handset_->AssignTimeoutConstant(number(row.which), timeout(row.usual));
 }
 
+std::string HandsetSession::chosenPort() {
+    const PortChoice choice = choosePort(listPorts());
+    out_.announce("mova: " + choice.told);
+    return choice.port;
+}
+
 void HandsetSession::open() {
-    auto target = std::make_unique<PortTarget>(options_.port.empty() ? onlyPort() : options_.port);
+    auto target = std::make_unique<PortTarget>(options_.port.empty() ? chosenPort() : options_.port);
     system_ = keepForGood(std::make_unique<SessionPlatform>(target->platform()));
     auto handset = std::make_unique<CVeCmdManager>(system_->platform, inbox_);
     requireWritableFor("--trace", options_.traceFile);

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/AnswerCheck.h"
+#include "cli/Output.h"
 #include "cli/PortTarget.h"
 #include "cli/SessionPlatform.h"
 #include "mova/CVeCmdManager.h"
@@ -21,6 +22,10 @@ struct SessionOptions {
     std::string traceFile;
     std::string logFile;
 };
+
+// What the options may be.
+constexpr std::int32_t kLargestBaudRate = 12'000'000;
+constexpr std::int32_t kLongestTimeout = 200'000;
 
 // The confirmations that the background reading delivers, until somebody takes them: kMostHeldText of them at most, the
 // newest.
@@ -39,12 +44,13 @@ private:
 
 class HandsetSession {
 public:
-    explicit HandsetSession(const SessionOptions& options) : options_(options) {}
+    HandsetSession(const SessionOptions& options, Output& out) : options_(options), out_(out) {}
     ~HandsetSession();
     HandsetSession(const HandsetSession&) = delete;
     HandsetSession& operator=(const HandsetSession&) = delete;
 
-    CVeCmdManager& handset();                  // open; throws Failure
+    CVeCmdManager& handset();  // open; throws Failure
+    bool isOpen() const { return handset_ != nullptr; }
     LineTap& line() { return system_->line; }  // of an open port
     ConfirmationInbox& inbox() { return *inbox_; }
     Clock& clock();
@@ -62,7 +68,10 @@ public:
 private:
     void open();
 
+    std::string chosenPort();  // told to the user
+
     const SessionOptions& options_;
+    Output& out_;
     std::unique_ptr<PortTarget> target_;
     SessionPlatform* system_ = nullptr;
     std::shared_ptr<ConfirmationInbox> inbox_ = std::make_shared<ConfirmationInbox>();

@@ -30,14 +30,19 @@ void describeGlobals(CLI::App& app, Context& context) {
 #endif
         ->type_name("PORT")
         ->envname(variable::kPort);
+    app.add_option(
+           "--station", context.stationName,
+           "the station of this name in the file of stations (\"mova stations\"): its port, baud rate, time-out "
+           "and variables; the options here win over them")
+        ->type_name("NAME");
     app.add_option("-b,--baud", options.baudRate, "baud rate")
         ->type_name("RATE")
-        ->check(CLI::Range(1, 12'000'000).description(""))
+        ->check(CLI::Range(1, kLargestBaudRate).description(""))
         ->capture_default_str();
     app.add_option("-t,--timeout", options.timeout,
                    "longest wait for an answer in milliseconds (at: 5000, rf: 1000, others: 4000)")
         ->type_name("MS")
-        ->check(CLI::Range(1, 200'000).description(""));
+        ->check(CLI::Range(1, kLongestTimeout).description(""));
     app.add_option("--trace", options.traceFile, "append every request and answer to this file, with its time")
         ->type_name("FILE");
     app.add_option("--log", options.logFile, "append commands, answers and errors to this file")->type_name("FILE");
@@ -195,14 +200,33 @@ std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
 
 namespace {
 
+// Not by the environment.
+bool isGiven(const CLI::App& app, const char* option) {
+    const auto& given = app.parse_order();
+    return std::find(given.begin(), given.end(), app.get_option(option)) != given.end();
+}
+
+void takeStation(Context& context, const CLI::App& app) {
+    Context::Given& given = context.given;
+    given = {isGiven(app, "--port"), isGiven(app, "--baud"), isGiven(app, "--timeout")};
+    if (!isGiven(app, "--station")) return;
+    context.station = stationNamed(context.stationName);
+    const Station& station = *context.station;
+    if (!given.port) context.options.port = station.port;
+    if (!given.baudRate) context.options.baudRate = station.baudRate.value_or(context.options.baudRate);
+    if (!given.timeout) context.options.timeout = station.timeout.value_or(context.options.timeout);
+    given.port = true;
+}
+
 void perform(Context& context, CLI::App& app, Scope scope, const std::vector<std::string>& words) {
     try {
         std::vector<std::string> reversed(words.rbegin(), words.rend());
         if (scope == Scope::Program) {
             // Before anything is told: how it is to be told.
-            app.parse_complete_callback([&context] {
+            app.parse_complete_callback([&context, &app] {
                 context.out.useJson(context.json);
                 context.out.chooseColours(context.colour);
+                takeStation(context, app);
             });
         }
         app.parse(std::move(reversed));

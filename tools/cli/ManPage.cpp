@@ -18,7 +18,7 @@ constexpr const char* kDescription =
 constexpr std::array kExits{
     ExitMeaning{ExitStatus::Done, "done"},
     ExitMeaning{ExitStatus::Refused, "the handset said no, something differs, or an expectation was not met"},
-    ExitMeaning{ExitStatus::Usage, "the command line or the script is wrong"},
+    ExitMeaning{ExitStatus::Usage, "the command line or the script is wrong, or the file of stations"},
     ExitMeaning{ExitStatus::PortNotOpened, "the port could not be opened"},
     ExitMeaning{ExitStatus::NoAnswer, "the handset did not answer in time"},
     ExitMeaning{ExitStatus::Interrupted, "interrupted (Ctrl-C)"},
@@ -29,6 +29,10 @@ constexpr std::array kExits{
 constexpr std::array kVariables{
     Explained{variable::kPort, "the port, where --port is not given"},
     Explained{variable::kDeviceDir, "Linux: the folder of the COMn links, in place of /dev"},
+    Explained{variable::kSystemRoot,
+              "Linux: a folder whose sys and dev are looked into for ports in place of the system's"},
+    Explained{variable::kConfigHome, "Linux: where mova/stations.toml is, in place of ~/.config"},
+    Explained{variable::kAppData, "Windows: where mova\\stations.toml is"},
     Explained{variable::kHistory, "Linux: the shell's history file; empty: none"},
     Explained{variable::kNoColour, "when set, no colours unless --colour always"},
 };
@@ -43,15 +47,21 @@ constexpr std::array kExamples{
     Explained{"mova ports", "what is there"},
     Explained{"mova --port 7 at AT+CGMI AT+CSQ", "two AT commands on COM7"},
     Explained{"mova --port /dev/ttyUSB0 info", "who the handset is; Linux, without a number"},
+    Explained{"mova --station left info", "the same by the name of a station"},
     Explained{"mova --port 7 e2p dump handset.e2p", "its store in a file"},
     Explained{"mova --port 7 e2p diff handset.e2p", "what has changed since"},
     Explained{"mova --port 7 --trace trace.log run station.mova", "a test sequence, with a record of the traffic"},
+    Explained{"mova run station.mova --stations left,right --junit report.xml", "the same on two handsets at once"},
     Explained{"mova --port 7 shell", "one command after the other"},
 };
 
 // The fields of each command's JSON object.
 constexpr std::array kFields{
-    Explained{"ports", "ports: list of number (null without one), device, driver, cardType, usb"},
+    Explained{"ports",
+              "ports: list of number (null without one), device, driver, cardType, usb, and of a USB adapter usbId, "
+              "serialNumber, socket, byId; with --udev number, device, rule"},
+    Explained{"stations",
+              "file, stations: list of name, port, baud, timeout (null where the station leaves them open), variables"},
     Explained{"at", "answers: list of sent, lines, result (null when none came), milliseconds"},
     Explained{"info",
               "component, port, version, imei, otp, identity1, identity3, identity5, identity6, identity7, identity8, "
@@ -70,7 +80,12 @@ constexpr std::array kFields{
     Explained{"raw write", "written; with --read also bytes, hex, text"},
     Explained{"raw read", "bytes, hex, text"},
     Explained{"signals", "cts, dsr, ring, carrier"},
-    Explained{"run", "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds"},
+    Explained{
+        "run",
+        "file, passed, failed, notRun, steps: list of file, line, text, verdict, problem, output, seconds, within "
+        "repeats also round, and captured with the values that it captured; on several stations in place of "
+        "steps stations: list of station, port, status (its exit code), problem, passed, failed, notRun, "
+        "seconds, steps"},
 };
 
 constexpr std::size_t kFooterWidth = 70;

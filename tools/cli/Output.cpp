@@ -80,6 +80,8 @@ void Output::remark(std::string_view text) {
     if (!json_ && !capturing_) write(stderr, printable(text));
 }
 
+void Output::announce(std::string_view text) { write(stderr, printable(text)); }
+
 void Output::trouble(const StyledText& text) {
     if (capturing_) {
         captured_.push_back(rendered(text, false));

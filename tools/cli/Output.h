@@ -51,8 +51,9 @@ public:
     // Results throw Failure when they cannot be written.
     void line(std::string_view text) { line(StyledText(text)); }  // nothing in JSON mode
     void line(const StyledText& text);
-    void object(const Json& object);     // nothing for people
-    void remark(std::string_view text);  // to the error output: what goes on, what to do; nothing in JSON mode
+    void object(const Json& object);       // nothing for people
+    void remark(std::string_view text);    // to the error output: what goes on, what to do; nothing in JSON mode
+    void announce(std::string_view text);  // to the error output, also in JSON mode and where lines are captured
     void trouble(std::string_view text) { trouble(StyledText(text)); }  // to the error output
     void trouble(const StyledText& text);
 

@@ -1,7 +1,8 @@
 #include "cli/PortList.h"
 
+#include <algorithm>
 #include <array>
-#include <set>
+#include <map>
 
 #include "platform/Platform.h"
 
@@ -31,13 +32,15 @@ std::string valueOf(KeyTree& keys, KeyTree::Key key, const char* name) {
     return keys.value(key, name, buffer.data(), size) ? std::string(buffer.data()) : std::string();
 }
 
-// Every number that any device's entry names; whether it counts is the discovery's to say.
+// Every number that any device's entry names, with the first such entry below kDevices; whether it counts is the
+// discovery's to say.
 // NOLINTNEXTLINE(misc-no-recursion): kParametersDepth deep at most
-void collectNumbers(KeyTree& keys, const std::string& path, int depth, std::set<std::int32_t>& numbers) {
+void collectNumbers(KeyTree& keys, const std::string& path, int depth, std::map<std::int32_t, std::string>& numbers) {
     const KeyTree::Key key = keys.open(path, KeyAccess::Read);
     if (key == KeyTree::kNoKey) return;
-    if (const auto number = numberIn(valueOf(keys, key, "FriendlyName"), "(")) numbers.insert(*number);
-    if (const auto number = numberIn(valueOf(keys, key, "PortName"), "")) numbers.insert(*number);
+    const std::string entry = path.substr(std::min(std::string_view(kDevices).size() + 1, path.size()));
+    if (const auto number = numberIn(valueOf(keys, key, "FriendlyName"), "(")) numbers.emplace(*number, entry);
+    if (const auto number = numberIn(valueOf(keys, key, "PortName"), "")) numbers.emplace(*number, entry);
     std::string name;
     for (std::uint32_t index = 0; depth > 0 && keys.subkey(key, index, name); ++index) {
         const bool parameters = depth > kParametersDepth - kPortDepth || name == "Device Parameters";
@@ -49,16 +52,17 @@ void collectNumbers(KeyTree& keys, const std::string& path, int depth, std::set<
 }  // namespace
 
 std::vector<ListedPort> listPorts() {
-    Platform& platform = nativePlatform();
-    std::set<std::int32_t> numbers;
+    Platform& platform = listingPlatform();
+    std::map<std::int32_t, std::string> numbers;
     collectNumbers(platform.keys, kDevices, kParametersDepth, numbers);
     std::vector<ListedPort> ports;
-    for (const std::int32_t number : numbers) {
+    for (const auto& [number, entry] : numbers) {
         ListedPort port;
         port.number = number;
         port.card = PortDiscovery(platform).lookUp(static_cast<std::uint32_t>(number), port.driver);
         if (port.card == kCardNotFound) continue;
         port.device = deviceOf(number);
+        port.usb = usbIdentityOf(port.device, entry);
         ports.push_back(std::move(port));
     }
     for (ListedPort& port : portsWithoutNumber(ports)) ports.push_back(std::move(port));

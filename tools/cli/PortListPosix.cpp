@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "base/Environment.h"
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
 #include "platform/posix/PosixFolders.h"
@@ -15,6 +16,21 @@ std::string deviceFolder() { return deviceDir(); }
 
 namespace {
 
+// The folders that the system itself fills, whatever the user's folder of links.
+const std::string& systemRoot() {
+    static const std::string root = environmentOr(variable::kSystemRoot, "");
+    return root;
+}
+
+PosixOptions listingOptions() {
+    PosixOptions options;
+    options.sysDir = systemRoot() + options.sysDir;
+    options.deviceDir = systemRoot() + options.deviceDir;
+    return options;
+}
+
+fs::path folderOfTerminal(const std::string& name) { return fs::path(listingOptions().sysDir) / "class/tty" / name; }
+
 // The kernel keeps entries for boards that are not there; their type is 0.
 bool hasHardware(const fs::path& entry) {
     std::error_code failed;
@@ -27,22 +43,68 @@ bool hasHardware(const fs::path& entry) {
 std::vector<std::string> serialDevices() {
     std::vector<std::string> devices;
     std::error_code failed;
-    const PosixOptions usual;  // where the kernel's own names are, whatever the user's folder of links
-    for (fs::directory_iterator entry(usual.sysDir + "/class/tty", failed), end; !failed && entry != end;
+    for (fs::directory_iterator entry(folderOfTerminal(""), failed), end; !failed && entry != end;
          entry.increment(failed)) {
-        const std::string device = usual.deviceDir + "/" + entry->path().filename().string();
+        const std::string device = listingOptions().deviceDir + "/" + entry->path().filename().string();
         if (hasHardware(entry->path()) && fs::exists(device, failed)) devices.push_back(device);
     }
     std::sort(devices.begin(), devices.end());
     return devices;
 }
 
+std::string attributeIn(const fs::path& file) {
+    std::string text;
+    std::ifstream stream(file);
+    std::getline(stream, text);
+    return text;
+}
+
+// The link of the folder that leads to the device.
+std::string linkTo(const std::string& device, const fs::path& folder) {
+    std::error_code failed;
+    for (fs::directory_iterator link(folder, failed), end; !failed && link != end; link.increment(failed)) {
+        std::error_code broken;
+        if (fs::canonical(link->path(), broken) == fs::path(device)) return link->path().string();
+    }
+    return {};
+}
+
 }  // namespace
+
+Platform& listingPlatform() {
+    // Not freed, as the native one.
+    static PosixPlatform& platform = *[] {
+        PosixOptions options = listingOptions();
+        options.deviceDir = deviceFolder();
+        return new PosixPlatform(options);
+    }();
+    return platform.platform();
+}
 
 std::string deviceOf(std::int32_t number) {
     std::error_code failed;
     const fs::path device = fs::canonical(deviceFolder() + "/COM" + std::to_string(number), failed);
     return failed ? std::string() : device.string();
+}
+
+std::optional<UsbIdentity> usbIdentityOf(const std::string& device, const std::string&) {
+    std::error_code failed;
+    const fs::path root = fs::canonical(listingOptions().sysDir, failed);
+    fs::path folder = fs::canonical(folderOfTerminal(fs::path(device).filename().string()) / "device", failed);
+    UsbIdentity usb;
+    for (; !failed && folder != root && folder.has_relative_path(); folder = folder.parent_path()) {
+        if (usb.interface.empty()) usb.interface = attributeIn(folder / "bInterfaceNumber");
+        if (usb.portIndex.empty()) usb.portIndex = attributeIn(folder / "port_number");
+        usb.vendor = attributeIn(folder / "idVendor");
+        if (usb.vendor.empty()) continue;
+        usb.product = attributeIn(folder / "idProduct");
+        usb.serial = attributeIn(folder / "serial");
+        usb.name = attributeIn(folder / "product");
+        usb.socket = folder.filename().string();
+        usb.byId = linkTo(device, listingOptions().deviceDir + "/serial/by-id");
+        return usb;
+    }
+    return std::nullopt;
 }
 
 std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& numbered) {
@@ -53,9 +115,12 @@ std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& number
         if (known) continue;
         ListedPort port;
         port.device = device;
-        PortTarget target(device);  // the name as the component would find it
-        port.card = PortDiscovery(target.platform()).lookUp(static_cast<std::uint32_t>(target.number()), port.driver);
+        PosixOptions options = listingOptions();
+        options.device = device;  // port 1 then, as the component would find it
+        PosixPlatform platform(options);
+        port.card = PortDiscovery(platform.platform()).lookUp(1, port.driver);
         port.driver.resize(std::min(port.driver.rfind(" (COM"), port.driver.size()));
+        port.usb = usbIdentityOf(device, {});
         if (port.card != kCardNotFound) ports.push_back(std::move(port));
     }
     return ports;

@@ -1,8 +1,15 @@
 #include "cli/PortList.h"
+#include "platform/Platform.h"
 
 namespace mova::cli {
 
+Platform& listingPlatform() { return nativePlatform(); }
+
 std::string deviceOf(std::int32_t number) { return "\\\\.\\COM" + std::to_string(number); }
+
+std::optional<UsbIdentity> usbIdentityOf(const std::string&, const std::string& treePath) {
+    return usbIdentityInTree(treePath);
+}
 
 // Windows gives every serial port a number.
 std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>&) { return {}; }

@@ -4,40 +4,48 @@
 
 #include "base/Text.h"
 #include "cli/Commands.h"
-#include "cli/Interpreter.h"
-#include "cli/RunReport.h"
+#include "cli/RunMany.h"
+#include "cli/ScriptRunner.h"
+#include "cli/StepLines.h"
 #include "cli/TextFile.h"
 
 namespace mova::cli {
 
 namespace {
 
-struct RunOptions {
-    std::string path;
-    std::string junit;
-    bool keepGoing = false;
-    bool verbose = false;
-    bool checkOnly = false;
-};
-
-using Verdict = StepOutcome::Verdict;
-
-class ScriptRun {
-public:
-    ScriptRun(Context& context, const RunOptions& options) : context_(context), options_(options) {
-        context_.inSession = true;
+Script loadScript(const RunOptions& options) {
+    std::string text;
+    if (options.path == "-") {
+        text.assign(std::istreambuf_iterator<char>(std::cin), {});
+        text = withoutByteOrderMark(text);
+        checkInterrupt();
+    } else {
+        text = readTextFile(options.path);
     }
-    ~ScriptRun() { context_.inSession = false; }
-    ScriptRun(const ScriptRun&) = delete;
-    ScriptRun& operator=(const ScriptRun&) = delete;
+    return parseScript(text, options.path);
+}
+
+// On the port of the command line; each step is told when it has ended.
+class SingleRun {
+public:
+    SingleRun(Context& context, const RunOptions& options, const Script& script)
+        : context_(context), options_(options), script_(script) {
+        report_.path = script.path;
+    }
 
     void run() {
-        load();
-        checkForm();
+        ScriptRunner runner(context_, script_, variables(), options_.keepGoing,
+                            {[](const StepOutcome&) {},
+                             [this](StepOutcome outcome) {
+                                 for (const StyledText& line : linesOf(outcome, options_.verbose))
+                                     context_.out.line(line);
+                                 report_.steps.push_back(std::move(outcome));
+                             }});
+        runner.check();
         if (options_.checkOnly) {
-            context_.out.line(std::to_string(report_.steps.size()) + " steps, well formed");
+            context_.out.line(std::to_string(judgedSteps(script_.steps).size()) + " steps, well formed");
         } else {
-            runSteps();
+            runner.run();
             if (!options_.junit.empty()) writeTextFile(options_.junit, report_.junit());
         }
         context_.commandName = "run";
@@ -46,115 +54,64 @@ public:
     }
 
 private:
-    void load() {
-        report_.path = options_.path;
-        std::string text;
-        if (options_.path == "-") {
-            text.assign(std::istreambuf_iterator<char>(std::cin), {});
-            text = withoutByteOrderMark(text);
-            checkInterrupt();
-        } else {
-            text = readTextFile(options_.path);
-        }
-        for (ScriptStep& step : parseScript(text, options_.path)) {
-            StepOutcome outcome;
-            outcome.step = std::move(step);
-            report_.steps.push_back(std::move(outcome));
-        }
-        if (report_.steps.empty()) failUsage(options_.path + " holds no step");
-    }
-
-    // Every command line before the first of them runs.
-    void checkForm() {
-        context_.checkOnly = true;
-        for (const StepOutcome& outcome : report_.steps) {
-            if (outcome.step.kind != ScriptStep::Kind::Command) continue;
-            Failure failure;
-            context_.out.startCapture();
-            const ExitStatus status = execute(context_, Scope::Session, outcome.step.words, &failure);
-            context_.out.endCapture();
-            if (status == ExitStatus::Done) continue;
-            context_.checkOnly = false;
-            failure.message = options_.path + ":" + std::to_string(outcome.step.line) + ": " + outcome.step.text +
-                              ": " + failure.message;
-            throw failure;
-        }
-        context_.checkOnly = false;
-    }
-
-    void runSteps() {
-        for (StepOutcome& outcome : report_.steps) {
-            runStep(outcome);
-            show(outcome);
-            if (outcome.status == ExitStatus::Interrupted) break;
-            if (outcome.verdict == Verdict::Failed && !options_.keepGoing) break;
-        }
-    }
-
-    void runStep(StepOutcome& outcome) {
-        Clock& clock = context_.session.clock();
-        const std::uint32_t begin = clock.tickCount();
-        try {
-            checkInterrupt();
-            if (outcome.step.kind == ScriptStep::Kind::Sleep) pause(context_, outcome.step.milliseconds);
-            if (outcome.step.kind == ScriptStep::Kind::Command) runCommand(outcome);
-        } catch (const Failure& failure) {
-            outcome.status = failure.status;
-            outcome.problem = failure.message;
-        }
-        outcome.seconds = (clock.tickCount() - begin) / 1000.0;
-        outcome.verdict = outcome.problem.empty() ? Verdict::Passed : Verdict::Failed;
-    }
-
-    void runCommand(StepOutcome& outcome) {
-        Failure failure;
-        context_.out.startCapture();
-        const ExitStatus status = execute(context_, Scope::Session, outcome.step.words, &failure);
-        outcome.output = context_.out.endCapture();
-        const bool failed = status != ExitStatus::Done;
-        outcome.problem = status == ExitStatus::Interrupted
-                              ? "interrupted"
-                              : unmetExpectation(outcome.step, outcome.output, failed, failure.code);
-        if (outcome.problem.empty()) return;
-        // An expectation that is not met is a refusal, whatever the command ended with; a failure keeps its own.
-        outcome.status = failed && !outcome.step.mayFail() ? status : ExitStatus::Refused;
-    }
-
-    void show(const StepOutcome& outcome) {
-        Output& out = context_.out;
-        const ScriptStep& step = outcome.step;
-        if (step.kind == ScriptStep::Kind::Echo) {
-            out.line(StyledText(Style::Strong, step.text));
-            return;
-        }
-        const bool passed = outcome.verdict == Verdict::Passed;
-        const StyledText verdict = passed ? StyledText(Style::Good, "pass") : StyledText(Style::Bad, "FAIL");
-        out.line("  " + verdict + format("  %6.2f s  ", outcome.seconds) + options_.path + ":" +
-                 std::to_string(step.line) + ": " + step.text);
-        if (!passed) out.line("        " + outcome.problem);
-        if (passed && !options_.verbose) return;
-        const char* lead = "        output: ";
-        for (const std::string& line : outcome.output) {
-            out.line(lead + line);
-            lead = "                ";
-        }
-        if (outcome.output.empty() && step.kind == ScriptStep::Kind::Command) out.line(std::string(lead) + "none");
+    RunVariables variables() const {
+        const std::string& port = context_.options.port;
+        return runVariables(context_.station ? context_.station->name : port, port,
+                            context_.station ? context_.station->variables : Variables(),
+                            variablesSet(options_, script_));
     }
 
     void tellSum() {
-        context_.out.line(format("%zu steps: %zu passed, %zu failed, %zu not run, %.2f s", report_.steps.size(),
-                                 report_.count(Verdict::Passed), report_.count(Verdict::Failed),
-                                 report_.count(Verdict::NotRun), report_.seconds()));
-        const StepOutcome* const failed = report_.firstFailed();
-        if (failed == nullptr) return;
-        throw Failure{
-            failed->status, options_.path + ":" + std::to_string(failed->step.line) + ": " + failed->problem, {}};
+        context_.out.line(sumOf(report_));
+        if (report_.firstFailed() != nullptr) throw Failure{report_.status(), report_.problem(), {}};
     }
 
     Context& context_;
     const RunOptions& options_;
+    const Script& script_;
     RunReport report_;
 };
+
+void runScript(Context& context, const RunOptions& options) {
+    // Kept for good: a station that hangs in spite of an interrupt still reads it.
+    const auto& script = *new Script(loadScript(options));
+    const bool many = !options.stations.empty() || !options.ports.empty();
+    if (many) {
+        runOnStations(context, options, script);
+    } else {
+        SingleRun(context, options, script).run();
+    }
+}
+
+constexpr const char* kFooter =
+    "A script has one command a line, as in the shell, without \"mova\"; behind it what is expected:\n"
+    "  at AT+CSQ\n"
+    "  expect +CSQ: 21,*         a line of the output matches: * any text, ? one character\n"
+    "  expect-not *ERROR*        no line matches\n"
+    "  expect-regex ^\\+CSQ: \\d+  a line holds a match\n"
+    "  expect-within 500         it takes no longer, in milliseconds\n"
+    "  capture rssi CSQ: (\\d+)   ${rssi} is from now on what the first group finds\n"
+    "  expect-value ${rssi} > 9  two values compare so: == != < <= > >=, like with * and ?\n"
+    "  timeout 500               the longest wait for an answer of this command\n"
+    "  e2p read 0x7777 1\n"
+    "  expect-code E2pStatus3    the command fails with this code, by name or number\n"
+    "  expect-failure            the command fails, whatever the reason\n"
+    "  sleep 500                 milliseconds\n"
+    "  echo Part two             a heading in the report\n"
+    "  # a comment\n"
+    "  let limit = 10            ${limit} is 10, unless the station or --set tells it\n"
+    "  include common.mova       the steps of this file, which is looked for beside the script\n"
+    "  repeat 3                  what stands up to \"end\", 3 times; ${round} counts\n"
+    "  repeat 9 until ${x} == 1  at most 9 times, until it holds at the end of a round\n"
+    "  end\n"
+    "A command must succeed unless a failure is expected. The whole script is checked before its first command "
+    "runs. Variables stand anywhere as ${name}, also ${station} and ${port}; $${ stands for \"${\". A value counts in "
+    "this "
+    "order: --set, the station's, the script's let; a capture always.\n"
+    "The exit code is 1 when an expectation is not met, otherwise that of the command that failed. On several "
+    "stations it is the worst of theirs; from the best to the worst these are 0, 1, 4, 6, 3, 7, 2, 5. Files of --trace "
+    "and "
+    "--log get the station's name in theirs: trace.left.log.";
 
 }  // namespace
 
@@ -166,22 +123,15 @@ void describeRun(CLI::App& command, Context& context) {
     command.add_flag("-v,--verbose", o->verbose, "show the output of every step");
     command.add_flag("--check", o->checkOnly, "look only whether the script is well formed");
     command.add_option("--junit", o->junit, "write a JUnit report to this file")->type_name("FILE");
-    command.footer(
-        "A script has one command a line, as in the shell, without \"mova\"; behind it what is expected:\n"
-        "  at AT+CSQ\n"
-        "  expect +CSQ: 21,*         a line of the output matches: * any text, ? one character\n"
-        "  expect-not *ERROR*        no line matches\n"
-        "  expect-regex ^\\+CSQ: \\d+  a line holds a match\n"
-        "  e2p read 0x7777 1\n"
-        "  expect-code E2pStatus3    the command fails with this code, by name or number\n"
-        "  expect-failure            the command fails, whatever the reason\n"
-        "  sleep 500                 milliseconds\n"
-        "  echo Part two             a heading in the report\n"
-        "  # a comment\n"
-        "A command must succeed unless a failure is expected. The whole script is checked before its first command "
-        "runs.\n"
-        "The exit code is 1 when an expectation is not met, otherwise that of the command that failed.");
-    whenRun(command, context, [&context, o] { ScriptRun(context, *o).run(); });
+    command.add_option("--set", o->set, "give a variable of the script this value; may be given several times")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    command.add_option("--stations", o->stations, "run it on these stations side by side: names with commas, * and ?")
+        ->type_name("NAMES");
+    command.add_option("--ports", o->ports, "run it on these ports side by side: with commas, numbers also as 3-6")
+        ->type_name("PORTS");
+    command.footer(kFooter);
+    whenRun(command, context, [&context, o] { runScript(context, *o); });
 }
 
 }  // namespace mova::cli

@@ -37,4 +37,17 @@ bool Expression::isIn(std::string_view line) const {
     }
 }
 
+std::optional<std::string> Expression::findIn(std::string_view line) const {
+    boost::cmatch found;
+    try {
+        if (!boost::regex_search(line.data(), line.data() + line.size(), found, compiled_->regex,
+                                 boost::match_not_dot_newline | boost::match_single_line)) {
+            return std::nullopt;
+        }
+    } catch (const std::runtime_error& error) {
+        throw TooComplex(error.what());
+    }
+    return found.size() > 1 ? found.str(1) : found.str(0);
+}
+
 }  // namespace mova

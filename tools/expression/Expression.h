@@ -2,6 +2,7 @@
 // keeps its state on the heap, and gives up where an expression takes too long for a text.
 #pragma once
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -23,6 +24,8 @@ public:
     Expression& operator=(Expression&&) noexcept;
 
     bool isIn(std::string_view line) const;  // throws TooComplex
+    // What its first group holds of the first match, or the whole match where it has no group. Throws TooComplex.
+    std::optional<std::string> findIn(std::string_view line) const;
 
 private:
     struct Compiled;

@@ -31,6 +31,7 @@ del sys.argv[1:]
 PATIENCE = 180  # seconds
 LEADING_SHELL_LINES = r"""
 export PATH="$PROGRAMS:$PATH" NO_COLOR=1 HOME="$PWD"
+unset XDG_CONFIG_HOME
 # Runs beside the following commands once its lines are up.
 mova-handset() {
     case " $* " in *" --help "*|*" --version "*|*" --print-profile "*) command mova-handset "$@"; return ;; esac

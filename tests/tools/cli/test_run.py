@@ -88,12 +88,12 @@ class RunTest(BenchTest):
         self.assertEqual([v for v, _ in self.verdicts(result)], ["FAIL", "pass"])
 
     def test_mistakes_are_found_before_anything_runs(self):
-        for text, said in (("at AT\nbogus 1\n", "s.mova:2: bogus 1: there is no command \"bogus\""), ("at AT\nat\n", "s.mova:2: at: "),
-                           ("expect OK\n", "s.mova:1: an expectation stands behind its command"),
-                           ("at AT\nexpect-code Nonsense\n", "s.mova:2: no code is called Nonsense"),
-                           ("at AT\nexpect-regex [\n", "s.mova:2: \"[\" is no regular expression"),
-                           ("at AT\nexpects OK\n", "s.mova:2: \"expects\" is no expectation"), ("sleep long\n", "s.mova:1: sleep needs"),
-                           ("at 'AT\n", "s.mova:1: a quote is not closed"), ("# nothing\n", "s.mova holds no step")):
+        for text, said in (("at AT\nbogus 1\n", "s.mova:2:1: bogus 1: there is no command \"bogus\""), ("at AT\nat\n", "s.mova:2:1: at: "),
+                           ("expect OK\n", "s.mova:1:1: an expectation stands behind its command"),
+                           ("at AT\nexpect-code Nonsense\n", "s.mova:2:13: no code is called Nonsense"),
+                           ("at AT\nexpect-regex [\n", "s.mova:2:14: \"[\" is no regular expression"),
+                           ("at AT\nexpects OK\n", "s.mova:2:1: \"expects\" is no expectation"), ("sleep long\n", "s.mova:1:7: sleep needs"),
+                           ("at 'AT\n", "s.mova:1:1: a quote is not closed"), ("# nothing\n", "s.mova holds no step")):
             result = self.run_script(text)
             self.assertEnds(result, 2, "")
             self.assertIn(said, result.err)

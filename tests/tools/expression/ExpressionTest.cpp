@@ -44,6 +44,15 @@ TEST(ExpressionTest, ALineMayBeOfAnyLength) {
 
 TEST(ExpressionTest, GivesUpWhereItWouldNotEnd) {
     EXPECT_THROW(Expression("^(A+)+$").isIn(std::string(1000, 'A') + "!"), Expression::TooComplex);
+    EXPECT_THROW(Expression("^(A+)+$").findIn(std::string(1000, 'A') + "!"), Expression::TooComplex);
+}
+
+TEST(ExpressionTest, FindsItsFirstGroupOrElseTheWholeMatch) {
+    EXPECT_EQ(Expression("CSQ: (\\d+),(\\d+)").findIn("+CSQ: 21,99"), "21");
+    EXPECT_EQ(Expression("\\d+").findIn("a 21 b 99"), "21");
+    EXPECT_EQ(Expression("a|ab").findIn("ab"), "a");
+    EXPECT_EQ(Expression("x(y)?").findIn("x"), "");
+    EXPECT_EQ(Expression("\\d").findIn("none"), std::nullopt);
 }
 
 }  // namespace
