@@ -55,7 +55,7 @@ std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& number
         port.device = device;
         PortTarget target(device);  // the name as the component would find it
         port.card = PortDiscovery(target.platform()).lookUp(static_cast<std::uint32_t>(target.number()), port.driver);
-        port.driver.resize(std::min(port.driver.rfind(" (COM"), port.driver.size()));
+        port.driver.resize(std::min(port.driver.rfind(" ("), port.driver.size()));
         if (port.card != kCardNotFound) ports.push_back(std::move(port));
     }
     return ports;

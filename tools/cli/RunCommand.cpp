@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "base/Text.h"
+#include "cli/Cable.h"
 #include "cli/Commands.h"
 #include "cli/Interpreter.h"
 #include "cli/RunReport.h"
@@ -18,16 +19,19 @@ struct RunOptions {
     bool keepGoing = false;
     bool verbose = false;
     bool checkOnly = false;
+    bool noReconnect = false;
 };
 
 using Verdict = StepOutcome::Verdict;
 
 class ScriptRun {
 public:
-    ScriptRun(Context& context, const RunOptions& options) : context_(context), options_(options) {
-        context_.inSession = true;
-    }
-    ~ScriptRun() { context_.inSession = false; }
+    ScriptRun(Context& context, const RunOptions& options)
+        : context_(context),
+          options_(options),
+          before_(std::exchange(context.within, Within::Script)),
+          cable_(context, options.noReconnect ? Cable::Pulled::EndsIt : Cable::Pulled::IsMended) {}
+    ~ScriptRun() { context_.within = before_; }
     ScriptRun(const ScriptRun&) = delete;
     ScriptRun& operator=(const ScriptRun&) = delete;
 
@@ -42,6 +46,7 @@ public:
         }
         context_.commandName = "run";
         context_.result = report_.json();
+        if (cable_.losses() > 0) context_.result["portLost"] = cable_.losses();
         if (!options_.checkOnly) tellSum();
     }
 
@@ -50,6 +55,7 @@ private:
         report_.path = options_.path;
         std::string text;
         if (options_.path == "-") {
+            if (before_ == Within::Shell) failUsage("the shell reads the standard input", "run takes a file here");
             text.assign(std::istreambuf_iterator<char>(std::cin), {});
             text = withoutByteOrderMark(text);
             checkInterrupt();
@@ -84,26 +90,57 @@ private:
 
     void runSteps() {
         for (StepOutcome& outcome : report_.steps) {
+            const double before = cable_.secondsWithout();
+            portWentAway_ = false;
             runStep(outcome);
+            tellGap(outcome, cable_.secondsWithout() - before);
             show(outcome);
             if (outcome.status == ExitStatus::Interrupted) break;
-            if (outcome.verdict == Verdict::Failed && !options_.keepGoing) break;
+            if (outcome.verdict != Verdict::Failed) continue;
+            // What the cable did to one step says nothing of the others.
+            if (portWentAway_ ? options_.noReconnect : !options_.keepGoing) break;
         }
+    }
+
+    void tellGap(StepOutcome& outcome, double seconds) {
+        if (seconds <= 0) return;
+        const std::string text = format("the port was gone for %.1f s", seconds);
+        outcome.output.push_back(text);
+        context_.out.line("  " + StyledText(Style::Bad, "back") + format("  %6.2f s  ", seconds) + text);
     }
 
     void runStep(StepOutcome& outcome) {
         Clock& clock = context_.session.clock();
-        const std::uint32_t begin = clock.tickCount();
+        std::uint32_t begin = clock.tickCount();
         try {
             checkInterrupt();
-            if (outcome.step.kind == ScriptStep::Kind::Sleep) pause(context_, outcome.step.milliseconds);
-            if (outcome.step.kind == ScriptStep::Kind::Command) runCommand(outcome);
+            if (outcome.step.kind == ScriptStep::Kind::Sleep) sleep(outcome.step.milliseconds);
+            if (outcome.step.kind == ScriptStep::Kind::Command) {
+                cable_.await();
+                begin = clock.tickCount();
+                runCommand(outcome);
+            }
         } catch (const Failure& failure) {
             outcome.status = failure.status;
             outcome.problem = failure.message;
+            portWentAway_ = failure.code == portFailed().code;
         }
         outcome.seconds = (clock.tickCount() - begin) / 1000.0;
         outcome.verdict = outcome.problem.empty() ? Verdict::Passed : Verdict::Failed;
+    }
+
+    // A pulled cable is none of its business: it asks nothing of the handset.
+    void sleep(std::uint32_t milliseconds) {
+        constexpr std::uint32_t kSlice = 20;
+        Clock& clock = context_.session.clock();
+        const std::uint32_t begin = clock.tickCount();
+        for (;;) {
+            checkInterrupt();
+            cable_.look();
+            const std::uint32_t passed = clock.tickCount() - begin;
+            if (passed >= milliseconds) return;
+            clock.sleep(std::min(kSlice, milliseconds - passed));
+        }
     }
 
     void runCommand(StepOutcome& outcome) {
@@ -112,6 +149,12 @@ private:
         const ExitStatus status = execute(context_, Scope::Session, outcome.step.words, &failure);
         outcome.output = context_.out.endCapture();
         const bool failed = status != ExitStatus::Done;
+        portWentAway_ = failed && status != ExitStatus::Interrupted && context_.session.looksGone();
+        if (portWentAway_) {  // which is never the failure that the script expects
+            outcome.problem = "the port went away";
+            outcome.status = ExitStatus::LineTrouble;
+            return;
+        }
         outcome.problem = status == ExitStatus::Interrupted
                               ? "interrupted"
                               : unmetExpectation(outcome.step, outcome.output, failed, failure.code);
@@ -153,7 +196,10 @@ private:
 
     Context& context_;
     const RunOptions& options_;
+    const Within before_;
+    Cable cable_;
     RunReport report_;
+    bool portWentAway_ = false;  // during the step
 };
 
 }  // namespace
@@ -166,6 +212,7 @@ void describeRun(CLI::App& command, Context& context) {
     command.add_flag("-v,--verbose", o->verbose, "show the output of every step");
     command.add_flag("--check", o->checkOnly, "look only whether the script is well formed");
     command.add_option("--junit", o->junit, "write a JUnit report to this file")->type_name("FILE");
+    addNoReconnect(command, o->noReconnect);
     command.footer(
         "A script has one command a line, as in the shell, without \"mova\"; behind it what is expected:\n"
         "  at AT+CSQ\n"
@@ -180,6 +227,9 @@ void describeRun(CLI::App& command, Context& context) {
         "  # a comment\n"
         "A command must succeed unless a failure is expected. The whole script is checked before its first command "
         "runs.\n"
+        "When the port goes away, the command that was under way fails, whatever was expected, and is not sent again; "
+        "the next ones wait for the port and go on, and the report says so. A sleep does not fail: a handset may be "
+        "restarted behind it.\n"
         "The exit code is 1 when an expectation is not met, otherwise that of the command that failed.");
     whenRun(command, context, [&context, o] { ScriptRun(context, *o).run(); });
 }
