@@ -91,8 +91,8 @@ private:
     std::map<const Transfer*, const void*> buffers_;  // of the reads that have begun
     PortHandle port_ = kInvalidPort;
     bool gone_ = false;
-    Event* stop_ = nullptr;  // ends the wait that was last begun; of the open port's owner
-    std::uint32_t errorsSeen_ = 0;  // by a look, and still to be told to the manager
+    Event* stop_ = nullptr;               // ends the wait that was last begun; of the open port's owner
+    std::uint32_t errorsSeen_ = 0;        // by a look, and still to be told to the manager
     std::map<LineControl, bool> chosen_;  // by the function that raises the line
 };
 

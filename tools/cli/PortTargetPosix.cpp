@@ -44,9 +44,7 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
     platform_ = &platformOf(name);
 }
 
-std::string PortTarget::device() const {
-    return platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_;
-}
+std::string PortTarget::device() const { return platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_; }
 
 bool PortTarget::isThere() {
     std::error_code failed;

@@ -29,7 +29,7 @@ struct StandardInput::State {
 
     State() {
         DWORD mode = 0;
-        kind = GetConsoleMode(input(), &mode)             ? Kind::Console
+        kind = GetConsoleMode(input(), &mode)           ? Kind::Console
                : GetFileType(input()) == FILE_TYPE_PIPE ? Kind::Pipe
                                                         : Kind::File;
     }

@@ -62,8 +62,8 @@ public:
         context_.session.handset();
         if (!options_.file.empty()) startFile(options_.file);
         const bool watched = isTerminal(Stream::In);
+        StandardInput input(StandardInput::Mode::Keys);  // before it is said that keys are taken
         if (watched) say(settings() + "; Ctrl-T ? shows the keys, Ctrl-T q ends");
-        StandardInput input(StandardInput::Mode::Keys);
         lastByte_ = context_.session.clock().tickCount();
         while (!ended_) {
             checkInterrupt();
@@ -320,7 +320,8 @@ private:
         const bool rts = isUp(LineControl::SetRts);
         CVeCmdManager& handset = context_.session.handset();
         handset.SwitchCommFlowControlMode(number(kFlows[flow_].mode));
-        static_cast<void>(context_.session.line().changeBaudRate(static_cast<std::uint32_t>(context_.options.baudRate)));
+        static_cast<void>(
+            context_.session.line().changeBaudRate(static_cast<std::uint32_t>(context_.options.baudRate)));
         if (!dtr) static_cast<void>(handset.SetCommSignal(number(OutputSignal::Dtr), 0));
         if (!rts) static_cast<void>(handset.SetCommSignal(number(OutputSignal::Rts), 0));
     }
@@ -342,8 +343,8 @@ private:
     }
 
     void showState() {
-        const auto lines = static_cast<std::uint32_t>(
-            context_.session.handset().DetectCommSignal(number(InputSignal::WholeStatus)));
+        const auto lines =
+            static_cast<std::uint32_t>(context_.session.handset().DetectCommSignal(number(InputSignal::WholeStatus)));
         const auto in = [&](std::uint32_t bit) { return onOff((lines & bit) != 0); };
         say(settings());
         say(format("DTR %s  RTS %s  CTS %s  DSR %s  RING %s  CARRIER %s", onOff(isUp(LineControl::SetDtr)),
@@ -402,11 +403,13 @@ void describeTerminal(CLI::App& command, Context& context) {
     command.add_flag("--time", o->stamps, "begin each line with its time");
     command.add_flag("-x,--hex", o->hexadecimal, "show bytes as hexadecimal digits");
     command.add_option("--save", o->file, "append what is shown to this file as well")->type_name("FILE");
-    command.add_flag("--raw", o->raw,
-                     "all bytes as they are: what the handset sends may drive the terminal, and the line ends of a pipe "
-                     "are not turned into carriage returns");
-    addNumber(command, "--quiet", o->quiet, 4'000'000,
-              "end so many milliseconds after the standard input has ended and the handset has said nothing more (500)");
+    command.add_flag(
+        "--raw", o->raw,
+        "all bytes as they are: what the handset sends may drive the terminal, and the line ends of a pipe "
+        "are not turned into carriage returns");
+    addNumber(
+        command, "--quiet", o->quiet, 4'000'000,
+        "end so many milliseconds after the standard input has ended and the handset has said nothing more (500)");
     addNoReconnect(command, o->noReconnect);
     command.footer(
         "Every key goes to the handset as it is, Ctrl-C and Ctrl-Z too, but Ctrl-T, which is followed by one more:\n"

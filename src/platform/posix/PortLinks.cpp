@@ -22,7 +22,8 @@ std::string nameOfDevice(const std::filesystem::path& device) {
     std::string name = device.string();
     name = name.starts_with(kDevices) ? name.substr(kDevices.size()) : device.filename().string();
     if (name.size() > kLongestName) name.erase(0, name.size() - kLongestName);  // what tells them apart is at the end
-    std::replace_if(name.begin(), name.end(), [](char c) { return !mayStandInName(c); }, '_');
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return !mayStandInName(c); }, '_');
     return name;
 }
 
