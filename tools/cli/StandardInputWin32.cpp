@@ -10,7 +10,7 @@ namespace mova::cli {
 
 namespace {
 
-constexpr DWORD kPause = 10;  // milliseconds between looks into a pipe, which cannot be waited for
+constexpr DWORD kPipePause = 10;  // milliseconds between looks into a pipe, which cannot be waited for
 
 std::atomic<DWORD> asItWas{0};
 std::atomic<bool> changed{false};
@@ -81,12 +81,12 @@ struct StandardInput::State {
     }
 
     static Outcome readPipe(std::string& bytes, DWORD milliseconds) {
-        for (DWORD waited = 0;; waited += kPause) {
+        for (DWORD waited = 0;; waited += kPipePause) {
             DWORD there = 0;
             if (!PeekNamedPipe(input(), nullptr, 0, nullptr, &there, nullptr)) return Outcome::Ended;
             if (there > 0) return readFile(bytes);
             if (waited >= milliseconds) return Outcome::Nothing;
-            Sleep(std::min(kPause, milliseconds - waited));
+            Sleep(std::min(kPipePause, milliseconds - waited));
         }
     }
 };
