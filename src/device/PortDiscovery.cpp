@@ -112,7 +112,8 @@ CardType PortDiscovery::lookUp(std::uint32_t portNumber, std::string& driverName
 }
 
 bool PortDiscovery::findDevice(TreeFamily family, std::uint32_t portNumber, int skip, std::string& path) {
-    const std::string marked = format("(COM%u)", portNumber);
+    const std::string name = serial_.nameOf(portNumber);
+    const std::string marked = "(" + name + ")";
     if (family == TreeFamily::Legacy) {
         Search byName{"FriendlyName", marked, skip, false, false};
         return findKey(kLegacyDevices, kDeviceDepth, byName, path);
@@ -120,7 +121,7 @@ bool PortDiscovery::findDevice(TreeFamily family, std::uint32_t portNumber, int 
     Search byName{"FriendlyName", marked, skip, false, true};
     if (findKey(kDevices, kDeviceDepth, byName, path)) return true;
     // Kept as it is: without parentheses the name of port 1 also matches a port named COM11.
-    Search byPort{"PortName", format("COM%u", portNumber), byName.skip, false, false};
+    Search byPort{"PortName", name, byName.skip, false, false};
     if (!findKey(kUsbDevices, kDeviceDepth, byPort, path)) return false;
     path.erase(path.rfind('\\'));  // from the parameters key up to the device's own
     return true;

@@ -26,7 +26,7 @@ TreeFamily treeFamily(const SystemVersion& version);
 
 class PortDiscovery {
 public:
-    explicit PortDiscovery(Platform& platform) : keys_(platform.keys), host_(platform.host) {}
+    explicit PortDiscovery(Platform& platform) : serial_(platform.serial), keys_(platform.keys), host_(platform.host) {}
 
     // driverName stays as it was when nothing is found.
     CardType lookUp(std::uint32_t portNumber, std::string& driverName);
@@ -47,6 +47,7 @@ private:
     bool hasActiveDevice(const std::string& path);
     bool readText(const std::string& path, const char* valueName, std::string& text);
 
+    const SerialDriver& serial_;
     KeyTree& keys_;
     Host& host_;
 };

@@ -141,8 +141,11 @@ class SerialDriver {
 public:
     virtual ~SerialDriver() = default;
 
-    // The path is "\\.\COM7" or any device path, which is taken as it stands. The port is opened for this caller alone,
-    // to read and to write. The result is kInvalidPort on failure.
+    // What the system calls port n. A driver of one device alone, which somebody named by its path, has a name for it.
+    virtual std::string nameOf(std::int64_t number) const { return "COM" + std::to_string(number); }
+
+    // The path is "\\.\" and such a name, or any device path, which is taken as it stands. The port is opened for this
+    // caller alone, to read and to write. The result is kInvalidPort on failure.
     virtual PortHandle open(const std::string& path, bool overlapped) = 0;
     virtual bool close(PortHandle port) = 0;
     virtual bool setQueueSizes(PortHandle port, std::uint32_t input, std::uint32_t output) = 0;

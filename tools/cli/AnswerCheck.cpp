@@ -315,7 +315,9 @@ Damage damageIn(std::string_view received) {
 
 Failure failureOf(Code code, const Finding& finding, const std::string& message) {
     const std::string whole = finding ? message + ": " + finding.reason : message;
-    const bool damage = code == Code::NoAnswer && finding.status == ExitStatus::LineTrouble;
+    // Stopped: the wait was ended because the port went away.
+    const bool nothingCame = code == Code::NoAnswer || code == Code::Stopped;
+    const bool damage = nothingCame && finding.status == ExitStatus::LineTrouble;
     const bool lineTells = code == Code::Success || damage;
     Failure failure = failureOf(lineTells ? finding.code : code, whole);
     if (lineTells) failure.status = finding.status;

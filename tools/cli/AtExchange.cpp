@@ -100,7 +100,7 @@ AtAnswer askAt(Context& context, const std::string& atCommand, Wanted wanted) {
             answer.finding = listening.look(wanted).finding;
             return answer;
         }
-        if (answer.milliseconds >= limit) break;
+        if (answer.milliseconds >= limit || context.session.line().isGone()) break;
         checkInterrupt();
         if (got.text.empty()) clock.sleep(kPause);
     }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "cli/Context.h"
+
 namespace mova::cli {
 
 namespace {
@@ -16,15 +18,27 @@ constexpr std::array kCommands{
     CommandEntry{"e2p", describeE2p},
     CommandEntry{"hci", describeHci},
     CommandEntry{"wifi", describeWifi},
-    CommandEntry{"monitor", describeMonitor, false, false},
+    CommandEntry{"monitor", describeMonitor, Where::Everywhere, false},
+    CommandEntry{"terminal", describeTerminal, Where::NotInScripts, false},
     CommandEntry{"raw", describeRaw},
     CommandEntry{"signals", describeSignals},
     CommandEntry{"trace", describeTrace},
-    CommandEntry{"shell", describeShell, true, false},
-    CommandEntry{"run", describeRun, true, false},
+    CommandEntry{"shell", describeShell, Where::InPrograms, false},
+    CommandEntry{"run", describeRun, Where::NotInScripts, false},
+    CommandEntry{"set", describeSet, Where::InShells},
 };
 
 }  // namespace
+
+bool CommandEntry::isFor(Within within) const {
+    switch (where) {
+        case Where::Everywhere: break;
+        case Where::NotInScripts: return within != Within::Script;
+        case Where::InPrograms: return within == Within::Program;
+        case Where::InShells: return within == Within::Shell;
+    }
+    return true;
+}
 
 std::span<const CommandEntry> commands() { return kCommands; }
 

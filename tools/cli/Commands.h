@@ -10,13 +10,19 @@ class App;
 namespace mova::cli {
 
 struct Context;
+enum class Within;
+
+// Where a command has a meaning: there is no shell within a shell, and no script within a script.
+enum class Where { Everywhere, NotInScripts, InPrograms, InShells };
 
 struct CommandEntry {
     const char* name;
     // Gives the command, already named, its description, arguments and action (whenRun).
     void (*describe)(CLI::App& command, Context& context);
-    bool startsSession = false;  // shell and run: not within another session
-    bool endsAtOnce = true;      // its result told, the program ends without the rest of a closed port
+    Where where = Where::Everywhere;
+    bool endsAtOnce = true;  // its result told, the program ends without the rest of a closed port
+
+    bool isFor(Within within) const;
 };
 
 // Of a command by its name, which may have that of a subcommand behind it.
@@ -41,5 +47,7 @@ void describeSignals(CLI::App& command, Context& context);
 void describeTrace(CLI::App& command, Context& context);
 void describeShell(CLI::App& command, Context& context);
 void describeRun(CLI::App& command, Context& context);
+void describeTerminal(CLI::App& command, Context& context);
+void describeSet(CLI::App& command, Context& context);
 
 }  // namespace mova::cli

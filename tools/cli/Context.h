@@ -19,6 +19,9 @@ class Option;
 
 namespace mova::cli {
 
+// What the commands are parsed for.
+enum class Within { Program, Shell, Script };
+
 struct Context {
     SessionOptions options;
     struct Given {
@@ -36,8 +39,8 @@ struct Context {
 
     // What --json prints when the command ends; the interpreter adds "command", "ok" and "error".
     Json result = Json::object();
-    bool checkOnly = false;   // commands are parsed and not run
-    bool inSession = false;   // of a shell or script: no session within the session
+    bool checkOnly = false;  // commands are parsed and not run
+    Within within = Within::Program;
     std::string commandName;  // with its subcommand, of the command under way
 };
 

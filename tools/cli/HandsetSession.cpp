@@ -1,5 +1,6 @@
 #include "cli/HandsetSession.h"
 
+#include <optional>
 #include <utility>
 
 #include "base/HeldText.h"
@@ -55,6 +56,7 @@ HandsetSession::~HandsetSession() { close(); }
 void HandsetSession::close() {
     handset_.reset();  // closes the port
     target_.reset();
+    lost_ = false;
 }
 
 void HandsetSession::closeAtEnd() {
@@ -63,14 +65,36 @@ void HandsetSession::closeAtEnd() {
 }
 
 CVeCmdManager& HandsetSession::handset() {
+    if (lost_ && comesBack_) comesBack_();
     if (!handset_) open();
     return *handset_;
+}
+
+void HandsetSession::lose() {
+    handset_.reset();
+    lost_ = true;
+}
+
+bool HandsetSession::reopen() {
+    if (!target_->isThere()) return false;
+    const std::optional<bool> dtr = system_->line.chosen(LineControl::SetDtr);
+    const std::optional<bool> rts = system_->line.chosen(LineControl::SetRts);
+    if (openTarget() != Code::Success) return false;
+    // That they could be set is known; where they no longer can, a command that needs them says so.
+    if (dtr) static_cast<void>(handset_->SetCommSignal(number(OutputSignal::Dtr), *dtr ? 1 : 0));
+    if (rts) static_cast<void>(handset_->SetCommSignal(number(OutputSignal::Rts), *rts ? 1 : 0));
+    lost_ = false;
+    return true;
+}
+
+std::function<void()> HandsetSession::whenLost(std::function<void()> comesBack) {
+    return std::exchange(comesBack_, std::move(comesBack));
 }
 
 Clock& HandsetSession::clock() { return nativePlatform().clock; }
 
 const std::string& HandsetSession::portName() {
-    handset();
+    if (!lost_) handset();
     return target_->name();
 }
 
@@ -98,8 +122,16 @@ std::string HandsetSession::chosenPort() {
 }
 
 void HandsetSession::open() {
-    auto target = std::make_unique<PortTarget>(options_.port.empty() ? chosenPort() : options_.port);
-    system_ = keepForGood(std::make_unique<SessionPlatform>(target->platform()));
+    if (!lost_) {
+        target_ = std::make_unique<PortTarget>(options_.port.empty() ? chosenPort() : options_.port);
+        system_ = keepForGood(std::make_unique<SessionPlatform>(target_->platform()));
+    }
+    const Code opened = openTarget();
+    if (opened != Code::Success) throw target_->whyNotOpened(opened);
+    lost_ = false;
+}
+
+Code HandsetSession::openTarget() {
     auto handset = std::make_unique<CVeCmdManager>(system_->platform, inbox_);
     requireWritableFor("--trace", options_.traceFile);
     requireWritableFor("--log", options_.logFile);
@@ -108,13 +140,13 @@ void HandsetSession::open() {
               "the trace file " + options_.traceFile + " could not be opened");
     }
     if (!options_.logFile.empty()) handset->Set_Log_File_Path(options_.logFile);
-    handset->put_CommPortId(target->number());
+    handset->put_CommPortId(target_->number());
     handset->put_BaudRate(options_.baudRate);
     const Code opened = handset->InitCmdManager(0);
-    if (opened != Code::Success) throw target->whyNotOpened(opened);
-    target_ = std::move(target);
+    if (opened != Code::Success) return opened;
     handset_ = std::move(handset);
     applyTimeouts();
+    return opened;
 }
 
 }  // namespace mova::cli

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -49,12 +50,12 @@ public:
     HandsetSession(const HandsetSession&) = delete;
     HandsetSession& operator=(const HandsetSession&) = delete;
 
-    CVeCmdManager& handset();  // open; throws Failure
-    bool isOpen() const { return handset_ != nullptr; }
+    // Open; throws Failure. Of a lost port what whenLost() was given is asked to bring it back first.
+    CVeCmdManager& handset();
     LineTap& line() { return system_->line; }  // of an open port
     ConfirmationInbox& inbox() { return *inbox_; }
     Clock& clock();
-    const std::string& portName();  // of an open port
+    const std::string& portName();  // of an open or lost port
     std::int32_t timeout(std::int32_t usual) const { return options_.timeout > 0 ? options_.timeout : usual; }
     // HCI actions set a time-out of their own; this brings back what the user chose.
     void applyTimeouts();
@@ -62,11 +63,27 @@ public:
     // saying so.
     void requireRecorded();
     void close();
+
+    // --- a port that goes away and comes back
+
+    bool isOpen() const { return handset_ != nullptr; }
+    // Asks an open port, which no command uses meanwhile.
+    bool looksGone() { return handset_ && system_->line.looksGone(); }
+    // Closes a port that is gone; it stays the session's.
+    void lose();
+    bool isLost() const { return lost_; }
+    // Opens a lost port again as it was: settings, lines, files. False: it is not back yet, or not ready yet. Throws
+    // Failure of the files.
+    bool reopen();
+    // Returns once the port is open again, or throws. The result is what was told before.
+    std::function<void()> whenLost(std::function<void()> comesBack);
+
     // The same for a program that ends: without the rest that a port is given before it is opened again.
     void closeAtEnd();
 
 private:
     void open();
+    Code openTarget();
 
     std::string chosenPort();  // told to the user
 
@@ -76,6 +93,8 @@ private:
     SessionPlatform* system_ = nullptr;
     std::shared_ptr<ConfirmationInbox> inbox_ = std::make_shared<ConfirmationInbox>();
     std::unique_ptr<CVeCmdManager> handset_;
+    bool lost_ = false;
+    std::function<void()> comesBack_;
 };
 
 // An operating mode for the time of a command; then the plain synchronous one again.

@@ -188,7 +188,7 @@ std::unique_ptr<CLI::App> makeParser(Context& context, Scope scope) {
         app->set_help_flag("-h,--help", "the commands, or the help of the command it follows");
     }
     for (const CommandEntry& entry : commands()) {
-        if (entry.startsSession && context.inSession) continue;
+        if (!entry.isFor(context.within)) continue;
         CLI::App* const command = app->add_subcommand(entry.name);
         entry.describe(*command, context);
         nameGroup(*command);

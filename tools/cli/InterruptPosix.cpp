@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "cli/Interrupt.h"
+#include "cli/StandardInput.h"
 #include "program/ExitStatus.h"
 
 namespace mova::cli {
@@ -18,12 +19,16 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 extern "C" void note(int signal) {
     if (signal == SIGTERM) toldToEnd = true;
-    if (noted.exchange(true)) std::_Exit(static_cast<int>(ExitStatus::Interrupted));
+    if (noted.exchange(true)) {
+        restoreTerminal();
+        std::_Exit(static_cast<int>(ExitStatus::Interrupted));
+    }
     alarm(kPatience);
 }
 
 extern "C" void end(int) {
     constexpr std::string_view kWhy = "mova: interrupted while something would not end\n";
+    restoreTerminal();
     [[maybe_unused]] const auto told = ::write(STDERR_FILENO, kWhy.data(), kWhy.size());
     std::_Exit(static_cast<int>(ExitStatus::Interrupted));
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "cli/Interrupt.h"
+#include "cli/StandardInput.h"
 #include "program/ExitStatus.h"
 
 namespace mova::cli {
@@ -18,9 +19,13 @@ std::atomic<unsigned> forgotten{0};
 BOOL WINAPI note(DWORD) {
     constexpr DWORD kMilliseconds = 1000;
     const unsigned before = forgotten;
-    if (noted.exchange(true)) std::_Exit(static_cast<int>(ExitStatus::Interrupted));
+    if (noted.exchange(true)) {
+        restoreTerminal();
+        std::_Exit(static_cast<int>(ExitStatus::Interrupted));
+    }
     Sleep(kPatience * kMilliseconds);
     if (forgotten == before) {
+        restoreTerminal();
         std::fputs("mova: interrupted while something would not end\n", stderr);
         std::_Exit(static_cast<int>(ExitStatus::Interrupted));
     }

@@ -16,17 +16,23 @@ public:
     // Whether a line is to be forgotten at once: neither the arrow keys nor the file bring it back.
     using Secret = std::function<bool(const std::string& line)>;
 
-    LineEditor(std::string historyFile, Completer completer, Secret secret);  // empty: no file
-    ~LineEditor();                                                            // keeps the history
+    // Asked several times a second while nobody types; true: it has written something, and the line is shown anew.
+    using Idle = std::function<bool()>;
+
+    LineEditor(std::string historyFile, Completer completer, Secret secret, Idle idle);  // empty: no file
+    ~LineEditor();
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
-    // Empty: the end of the input, or Ctrl-C.
+    // Empty: the end of the input, or Ctrl-C. Each line is in the history's file when it returns.
     std::optional<std::string> readLine(const std::string& prompt);
 
 private:
+    void keep(const std::string& line);
+
     std::string historyFile_;
     Secret secret_;
+    Idle idle_;
     std::string last_;
 };
 

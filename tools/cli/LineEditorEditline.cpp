@@ -4,8 +4,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #include "base/Environment.h"
 #include "cli/Interrupt.h"
@@ -33,13 +35,25 @@ char** complete(const char* word, int start, int) {
     return candidates.empty() ? nullptr : rl_completion_matches(word, candidate);
 }
 
+LineEditor::Idle idling;
+std::exception_ptr idleFailure;  // no exception passes through the library
+
+void rest() noexcept {
+    try {
+        if (idling()) rl_forced_update_display();
+    } catch (...) {
+        idleFailure = std::current_exception();
+    }
+}
+
 // One byte; -1 at the end of the input, and at Ctrl-C, which gives the line up.
 int readByte(std::FILE*) {
     constexpr int kLook = 50;  // milliseconds between looks for Ctrl-C
     for (;;) {
         pollfd input{STDIN_FILENO, POLLIN, 0};
         const int ready = poll(&input, 1, kLook);
-        if (interrupted()) return -1;
+        if (ready == 0) rest();
+        if (interrupted() || idleFailure) return -1;
         if (ready <= 0) continue;
         unsigned char byte = 0;
         return ::read(STDIN_FILENO, &byte, 1) == 1 ? byte : -1;
@@ -59,8 +73,9 @@ void forgetSecrets(const LineEditor::Secret& secret) {
 
 }  // namespace
 
-LineEditor::LineEditor(std::string historyFile, Completer completer, Secret secret)
+LineEditor::LineEditor(std::string historyFile, Completer completer, Secret secret, Idle idle)
     : historyFile_(std::move(historyFile)), secret_(std::move(secret)) {
+    idling = std::move(idle);
     static char name[] = "mova";
     static char breaks[] = " \t";
     completing = std::move(completer);
@@ -77,7 +92,11 @@ LineEditor::LineEditor(std::string historyFile, Completer completer, Secret secr
     forgetSecrets(secret_);
 }
 
-LineEditor::~LineEditor() {
+LineEditor::~LineEditor() = default;
+
+// At once: a session may end with its terminal, or be killed.
+void LineEditor::keep(const std::string& line) {
+    add_history(line.c_str());
     if (historyFile_.empty()) return;
     std::error_code ignored;
     const std::filesystem::path folder = std::filesystem::path(historyFile_).parent_path();
@@ -90,9 +109,10 @@ LineEditor::~LineEditor() {
 
 std::optional<std::string> LineEditor::readLine(const std::string& prompt) {
     const std::unique_ptr<char, decltype(&std::free)> line(readline(prompt.c_str()), std::free);
+    if (idleFailure) std::rethrow_exception(std::exchange(idleFailure, nullptr));
     if (!line) return std::nullopt;
     std::string text(line.get());
-    if (!text.empty() && text != last_ && !secret_(text)) add_history(text.c_str());
+    if (!text.empty() && text != last_ && !secret_(text)) keep(text);
     last_ = text;
     return text;
 }

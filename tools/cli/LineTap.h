@@ -1,11 +1,15 @@
 // Stands between the command manager and the serial driver and notes, while it is told to listen, what passes. The
 // manager's codes do not tell of a confirmation that it dropped as damaged or took for another; the bytes do.
+//
+// It also sees the port go away. Then it ends the wait that is under way: the manager's waits for an answer would last
+// their time on a port that is gone.
 #pragma once
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "cli/LineTalk.h"
@@ -28,8 +32,18 @@ public:
     bool failed();     // the port could not be read since then: it is gone
     void rest();       // notes nothing more, and forgets
 
-    PortHandle open(const std::string& path, bool overlapped) override { return driver_.open(path, overlapped); }
-    bool close(PortHandle port) override { return driver_.close(port); }
+    // The port has failed since it was opened, or closed itself because of that.
+    bool isGone();
+    // The same, and asks the port first, which nobody else may be doing meanwhile.
+    bool looksGone();
+    // The lines that the program has set by itself, and not the opening of the port.
+    std::optional<bool> chosen(LineControl raise);
+    // Of the open port, at once; the manager has it for the next opening.
+    bool changeBaudRate(std::uint32_t rate);
+
+    std::string nameOf(std::int64_t number) const override { return driver_.nameOf(number); }
+    PortHandle open(const std::string& path, bool overlapped) override;
+    bool close(PortHandle port) override;
     bool setQueueSizes(PortHandle port, std::uint32_t input, std::uint32_t output) override {
         return driver_.setQueueSizes(port, input, output);
     }
@@ -42,11 +56,9 @@ public:
         return driver_.setLineSettings(port, settings);
     }
     bool setEventMask(PortHandle port, std::uint32_t mask) override { return driver_.setEventMask(port, mask); }
-    bool clearErrors(PortHandle port, std::uint32_t& errorBits, PortStatus* status) override {
-        return noteFailure(driver_.clearErrors(port, errorBits, status));
-    }
+    bool clearErrors(PortHandle port, std::uint32_t& errorBits, PortStatus* status) override;
     bool purge(PortHandle port, std::uint32_t what) override { return driver_.purge(port, what); }
-    bool control(PortHandle port, LineControl function) override { return driver_.control(port, function); }
+    bool control(PortHandle port, LineControl function) override;
     bool modemStatus(PortHandle port, std::uint32_t& out) override { return driver_.modemStatus(port, out); }
 
     std::unique_ptr<Transfer> makeTransfer() override { return driver_.makeTransfer(); }
@@ -56,9 +68,7 @@ public:
     bool finish(PortHandle port, Transfer& transfer, std::uint32_t& bytes) override;
     void cancel(PortHandle port, Transfer& transfer) override { driver_.cancel(port, transfer); }
     void cancelAll(PortHandle port) override { driver_.cancelAll(port); }
-    WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override {
-        return driver_.awaitInput(port, event, milliseconds);
-    }
+    WaitResult awaitInput(PortHandle port, Event* event, std::uint32_t milliseconds) override;
 
     bool read(PortHandle port, void* buffer, std::uint32_t capacity, std::uint32_t& bytes) override;
     bool write(PortHandle port, const void* data, std::uint32_t length, std::uint32_t& bytes) override;
@@ -68,6 +78,7 @@ public:
 
 private:
     bool noteFailure(bool good);
+    void noteStop(Event* stop);
     void noteSent(const void* data, std::size_t length);
     void noteReceived(const void* data, std::size_t length);
 
@@ -79,6 +90,11 @@ private:
     std::size_t noted_ = 0;  // bytes
     LineTalk talk_;
     std::map<const Transfer*, const void*> buffers_;  // of the reads that have begun
+    PortHandle port_ = kInvalidPort;
+    bool gone_ = false;
+    Event* stop_ = nullptr;               // ends the wait that was last begun; of the open port's owner
+    std::uint32_t errorsSeen_ = 0;        // by a look, and still to be told to the manager
+    std::map<LineControl, bool> chosen_;  // by the function that raises the line
 };
 
 }  // namespace mova::cli

@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "cli/AnswerCheck.h"
 #include "cli/AtExchange.h"
+#include "cli/Cable.h"
 #include "cli/Commands.h"
 #include "cli/Context.h"
 #include "cli/Interrupt.h"
@@ -16,6 +17,7 @@ namespace {
 struct MonitorOptions {
     std::uint32_t count = 0;  // 0: without end
     double seconds = 0;       // 0: without end
+    bool noReconnect = false;
     std::vector<std::string> commands;
 };
 
@@ -62,56 +64,113 @@ void show(Context& context, const std::string& text, const Damage& damage) {
     context.out.object(object);
 }
 
-// Until enough has come, the time is over, or Ctrl-C.
-void watch(Context& context, const MonitorOptions& options) {
-    constexpr std::uint32_t kPause = 5;
-    CVeCmdManager& handset = context.session.handset();
-    Clock& clock = context.session.clock();
-    const Listening listening(context.session);
-    DamageCount damaged;
-    const ModeForNow events(handset, ModeForNow::kEvents);
-    context.session.inbox().take();
-    if (options.count == 0 && options.seconds <= 0)
-        context.out.remark("watching " + context.session.portName() + "; Ctrl-C ends");
-    for (const std::string& atCommand : options.commands) {
-        check(handset.SendNormalAtCmd(0, atCommand), quoted(atCommand) + " was not sent");
-    }
-    const std::uint32_t begin = clock.tickCount();
-    const auto limit = static_cast<std::uint32_t>(options.seconds * 1000);
-    std::uint32_t seen = 0;
-    const auto enough = [&] { return options.count > 0 && seen == options.count; };
-    while (!interrupted() && !enough()) {
-        for (const std::string& text : context.session.inbox().take()) {
-            const Damage damage = damageIn(text);
-            show(context, text, damage);
-            if (damage.count == 0) ++seen;
-            if (enough()) break;
-        }
-        const std::uint64_t dropped = context.session.inbox().takeDropped();
-        if (dropped > 0)
-            context.out.remark(std::to_string(dropped) + " confirmations came faster than they could be shown");
-        damaged.take(context.session.line().take());
-        if (enough()) break;
-        if (readerGone()) failFile("nobody reads the standard output any more");
-        if (limit > 0 && clock.tickCount() - begin >= limit) break;
-        clock.sleep(kPause);
-    }
-    context.result["count"] = seen;
-    context.result["damaged"] = damaged.count();
-    if (damaged.count() > 0) {
-        check(Code::Success, damaged.first(),
-              format("not every confirmation arrived whole, %zu did not", damaged.count()));
-    }
-    if (enough()) return;
-    if (context.session.line().failed()) check(Code::Success, portFailed(), "watching ended");
-    if (!interrupted() && options.count > 0) {
-        throw Failure{ExitStatus::NoAnswer,
-                      std::to_string(seen) + " of " + counted(options.count, "confirmation") + " came in time",
-                      "does the handset send any? --send gives it a command first"};
-    }
-    // Ctrl-C is the way to end an endless watch.
-    if (interrupted() && (limit > 0 || options.count > 0)) checkInterrupt();
+void tellCable(Context& context, bool gone, const std::string& text) {
+    context.out.remark(text);
+    Json object = Json::object();
+    object["time"] = timeText(context.session.clock().localTime());
+    object["port"] = gone ? "gone" : "back";
+    context.out.object(object);
 }
+
+// Until enough has come, the time is over, or Ctrl-C; from one pulling of the cable to the next.
+class Watch {
+public:
+    Watch(Context& context, const MonitorOptions& options)
+        : context_(context),
+          options_(options),
+          cable_(context, options.noReconnect ? Cable::Pulled::EndsIt : Cable::Pulled::IsMended),
+          limit_(static_cast<std::uint32_t>(options.seconds * 1000)) {
+        cable_.tellBy([&context](bool gone, const std::string& text) { tellCable(context, gone, text); });
+    }
+
+    void run() {
+        context_.session.handset();
+        begin_ = context_.session.clock().tickCount();
+        context_.session.inbox().take();
+        if (options_.count == 0 && options_.seconds <= 0)
+            context_.out.remark("watching " + context_.session.portName() + "; Ctrl-C ends");
+        for (bool first = true; !isOver(); first = false) {
+            if (listen(first)) break;
+            // --no-reconnect has its say behind what was seen before.
+            if (options_.noReconnect) break;
+            cable_.lose();
+            cable_.await([this] { return isOver(); });
+        }
+        takeIn();  // what came at the very end
+        finish();
+    }
+
+private:
+    bool enough() const { return options_.count > 0 && seen_ == options_.count; }
+    bool isOver() {
+        if (interrupted() || enough()) return true;
+        if (readerGone()) failFile("nobody reads the standard output any more");
+        return limit_ > 0 && context_.session.clock().tickCount() - begin_ >= limit_;
+    }
+
+    // Returns false when the port has gone.
+    bool listen(bool first) {
+        constexpr std::uint32_t kPause = 5;
+        CVeCmdManager& handset = context_.session.handset();
+        const Listening listening(context_.session);
+        const ModeForNow events(handset, ModeForNow::kEvents);
+        if (first) {
+            for (const std::string& atCommand : options_.commands) {
+                check(handset.SendNormalAtCmd(0, atCommand), quoted(atCommand) + " was not sent");
+            }
+        }
+        bool gone = false;
+        while (!gone && !interrupted() && !enough()) {
+            gone = context_.session.line().isGone();
+            takeIn();
+            if (isOver()) break;
+            if (!gone) context_.session.clock().sleep(kPause);
+        }
+        wentAway_ = gone;
+        return !gone;
+    }
+
+    void takeIn() {
+        for (const std::string& text : context_.session.inbox().take()) {
+            if (enough()) break;
+            const Damage damage = damageIn(text);
+            show(context_, text, damage);
+            if (damage.count == 0) ++seen_;
+        }
+        const std::uint64_t dropped = context_.session.inbox().takeDropped();
+        if (dropped > 0)
+            context_.out.remark(std::to_string(dropped) + " confirmations came faster than they could be shown");
+        damaged_.take(context_.session.line().take());
+    }
+
+    void finish() {
+        context_.result["count"] = seen_;
+        context_.result["damaged"] = damaged_.count();
+        if (cable_.losses() > 0) context_.result["portLost"] = cable_.losses();
+        if (damaged_.count() > 0) {
+            check(Code::Success, damaged_.first(),
+                  format("not every confirmation arrived whole, %zu did not", damaged_.count()));
+        }
+        if (enough()) return;
+        if (context_.session.isLost() || wentAway_) check(Code::Success, portFailed(), "watching ended");
+        if (!interrupted() && options_.count > 0) {
+            throw Failure{ExitStatus::NoAnswer,
+                          std::to_string(seen_) + " of " + counted(options_.count, "confirmation") + " came in time",
+                          "does the handset send any? --send gives it a command first"};
+        }
+        // Ctrl-C is the way to end an endless watch.
+        if (interrupted() && (limit_ > 0 || options_.count > 0)) checkInterrupt();
+    }
+
+    Context& context_;
+    const MonitorOptions& options_;
+    Cable cable_;
+    const std::uint32_t limit_;
+    std::uint32_t begin_ = 0;
+    std::uint32_t seen_ = 0;
+    bool wentAway_ = false;  // and was not waited for
+    DamageCount damaged_;
+};
 
 }  // namespace
 
@@ -124,12 +183,14 @@ void describeMonitor(CLI::App& command, Context& context) {
         ->check(CLI::Range(0.001, 4'000'000.0).description(""));
     command.add_option("--send", o->commands, "send this AT command first; may be given several times")
         ->type_name("COMMAND");
+    addNoReconnect(command, o->noReconnect);
     command.footer(
         "What the handset sends at once is told as one. A confirmation that arrives damaged is told, does not count, "
         "and "
-        "makes the watch a failure. With --json each confirmation is an object with time and "
-        "text.");
-    whenRun(command, context, [&context, o] { watch(context, *o); });
+        "makes the watch a failure. A port that goes away is waited for; what the handset says meanwhile is lost. With "
+        "--json each confirmation is an object with time and text, and a pulled cable one with time and port (gone, "
+        "back).");
+    whenRun(command, context, [&context, o] { Watch(context, *o).run(); });
 }
 
 }  // namespace mova::cli

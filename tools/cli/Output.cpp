@@ -63,7 +63,17 @@ void Output::line(const StyledText& text) {
 
 void Output::writeResult(std::string_view text) {
     errno = 0;
-    if (write(stdout, text)) return;
+    if (!write(stdout, text)) failLost();
+}
+
+void Output::fragment(std::string_view shown) {
+    if (shown.empty()) return;
+    errno = 0;
+    std::fwrite(shown.data(), 1, shown.size(), stdout);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) failLost();
+}
+
+void Output::failLost() {
     lost_ = true;
     const std::string reason = errno != 0 ? ": " + std::generic_category().message(errno) : std::string();
     checkInterrupt();

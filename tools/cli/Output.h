@@ -51,7 +51,9 @@ public:
     // Results throw Failure when they cannot be written.
     void line(std::string_view text) { line(StyledText(text)); }  // nothing in JSON mode
     void line(const StyledText& text);
-    void object(const Json& object);       // nothing for people
+    void object(const Json& object);  // nothing for people
+    // To the standard output as it stands, and not a line: for what has been made harmless, or is not to be.
+    void fragment(std::string_view shown);
     void remark(std::string_view text);    // to the error output: what goes on, what to do; nothing in JSON mode
     void announce(std::string_view text);  // to the error output, also in JSON mode and where lines are captured
     void trouble(std::string_view text) { trouble(StyledText(text)); }  // to the error output
@@ -65,6 +67,7 @@ public:
 
 private:
     void writeResult(std::string_view text);
+    [[noreturn]] void failLost();
 
     bool json_ = false;
     bool coloursOut_ = false;

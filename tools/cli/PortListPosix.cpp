@@ -119,7 +119,7 @@ std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& number
         options.device = device;  // port 1 then, as the component would find it
         PosixPlatform platform(options);
         port.card = PortDiscovery(platform.platform()).lookUp(1, port.driver);
-        port.driver.resize(std::min(port.driver.rfind(" (COM"), port.driver.size()));
+        port.driver.resize(std::min(port.driver.rfind(" ("), port.driver.size()));
         port.usb = usbIdentityOf(device, {});
         if (port.card != kCardNotFound) ports.push_back(std::move(port));
     }

@@ -20,10 +20,16 @@ public:
     const std::string& name() const { return name_; }
     Platform& platform() { return *platform_; }
 
+    // The device is there, at last again: opening it may succeed.
+    bool isThere();
     // Why the port did not open, as far as the system tells.
     Failure whyNotOpened(Code code);
 
 private:
+#ifndef _WIN32
+    std::string device() const;
+#endif
+
     std::int32_t number_ = 1;
     std::string name_;
     Platform* platform_ = nullptr;

@@ -13,10 +13,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Its port 1 is the device. Not freed: threads that use it may outlive main.
-Platform& platformOf(const fs::path& device) {
+// Its port 1 is the device that the path names each time that it is opened: unplugged and plugged in again, it may be
+// another one behind the same link. Not freed: threads that use it may outlive main.
+Platform& platformOf(const std::string& name) {
     PosixOptions options;
-    options.device = device.string();
+    options.device = fs::absolute(name).string();
     return (new PosixPlatform(options))->platform();
 }
 
@@ -40,13 +41,20 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
         throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device",
                       "\"mova ports\" lists what is there"};
     }
-    platform_ = &platformOf(device);
+    platform_ = &platformOf(name);
+}
+
+std::string PortTarget::device() const { return platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_; }
+
+bool PortTarget::isThere() {
+    std::error_code failed;
+    return fs::is_character_file(device(), failed) && access(device().c_str(), R_OK | W_OK) == 0;
 }
 
 Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");
     if (code != Code::NotOpen) return failure;
-    const std::string device = platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_;
+    const std::string device = this->device();
     std::error_code failed;
     const fs::path real = fs::canonical(device, failed);
     if (failed) {

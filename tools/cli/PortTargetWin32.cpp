@@ -9,6 +9,12 @@ PortTarget::PortTarget(const std::string& name) : number_(portNumberOf(name)), p
     name_ = "COM" + std::to_string(number_);
 }
 
+// The device tree keeps what was unplugged, so the system is asked for the port itself.
+bool PortTarget::isThere() {
+    const PortHandle port = platform_->serial.open("\\\\.\\" + name_, true);
+    return port != kInvalidPort && platform_->serial.close(port);
+}
+
 Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");
     if (code != Code::NotOpen) return failure;

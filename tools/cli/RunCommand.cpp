@@ -13,9 +13,10 @@ namespace mova::cli {
 
 namespace {
 
-Script loadScript(const RunOptions& options) {
+Script loadScript(const RunOptions& options, Within within) {
     std::string text;
     if (options.path == "-") {
+        if (within == Within::Shell) failUsage("the shell reads the standard input", "run takes a file here");
         text.assign(std::istreambuf_iterator<char>(std::cin), {});
         text = withoutByteOrderMark(text);
         checkInterrupt();
@@ -34,13 +35,14 @@ public:
     }
 
     void run() {
-        ScriptRunner runner(context_, script_, variables(), options_.keepGoing,
+        ScriptRunner runner(context_, script_, variables(), RunManner(options_),
                             {[](const StepOutcome&) {},
                              [this](StepOutcome outcome) {
                                  for (const StyledText& line : linesOf(outcome, options_.verbose))
                                      context_.out.line(line);
                                  report_.steps.push_back(std::move(outcome));
-                             }});
+                             },
+                             [this](bool, const std::string& text) { context_.out.remark(text); }});
         runner.check();
         if (options_.checkOnly) {
             context_.out.line(std::to_string(judgedSteps(script_.steps).size()) + " steps, well formed");
@@ -50,6 +52,7 @@ public:
         }
         context_.commandName = "run";
         context_.result = report_.json();
+        if (runner.timesPortWentAway() > 0) context_.result["portLost"] = runner.timesPortWentAway();
         if (!options_.checkOnly) tellSum();
     }
 
@@ -74,7 +77,7 @@ private:
 
 void runScript(Context& context, const RunOptions& options) {
     // Kept for good: a station that hangs in spite of an interrupt still reads it.
-    const auto& script = *new Script(loadScript(options));
+    const auto& script = *new Script(loadScript(options, context.within));
     const bool many = !options.stations.empty() || !options.ports.empty();
     if (many) {
         runOnStations(context, options, script);
@@ -108,6 +111,9 @@ constexpr const char* kFooter =
     "runs. Variables stand anywhere as ${name}, also ${station} and ${port}; $${ stands for \"${\". A value counts in "
     "this "
     "order: --set, the station's, the script's let; a capture always.\n"
+    "When the port goes away, the command that was under way fails, whatever was expected, and is not sent again; "
+    "the next ones wait for the port and go on, and the report says so. A sleep does not fail: a handset may be "
+    "restarted behind it.\n"
     "The exit code is 1 when an expectation is not met, otherwise that of the command that failed. On several "
     "stations it is the worst of theirs; from the best to the worst these are 0, 1, 4, 6, 3, 7, 2, 5. Files of --trace "
     "and "
@@ -123,6 +129,7 @@ void describeRun(CLI::App& command, Context& context) {
     command.add_flag("-v,--verbose", o->verbose, "show the output of every step");
     command.add_flag("--check", o->checkOnly, "look only whether the script is well formed");
     command.add_option("--junit", o->junit, "write a JUnit report to this file")->type_name("FILE");
+    addNoReconnect(command, o->noReconnect);
     command.add_option("--set", o->set, "give a variable of the script this value; may be given several times")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);

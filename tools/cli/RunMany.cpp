@@ -30,7 +30,7 @@ public:
         : context_(context), options_(options), script_(script), toCome_(stepsToCome(script)) {
         const Variables set = variablesSet(options, script);
         for (const Station& station : chosenStations(options.stations, options.ports)) {
-            runs_.push_back(std::make_shared<StationRun>(context, station, script, set, options.keepGoing));
+            runs_.push_back(std::make_shared<StationRun>(context, station, script, set, RunManner(options)));
             nameWidth_ = std::max(nameWidth_, station.name.size());
         }
     }

@@ -14,6 +14,7 @@ struct RunOptions {
     bool keepGoing = false;
     bool verbose = false;
     bool checkOnly = false;
+    bool noReconnect = false;
 };
 
 }  // namespace mova::cli

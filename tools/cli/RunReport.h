@@ -19,6 +19,8 @@ struct StepOutcome {
     std::string problem;
     ExitStatus status = ExitStatus::Done;  // what the script ends with because of it
     double seconds = 0;
+    double withoutPort = 0;     // seconds for which it waited for a port that had gone
+    bool portWentAway = false;  // which is why it failed
 
     std::string where() const;  // "FILE:LINE"
 };

@@ -82,7 +82,7 @@ private:
             if (!part.isName || there_.contains(part.text)) continue;
             const ScriptPlace at{place.file, place.line, place.column + static_cast<int>(part.at)};
             failAt(at, "there is no variable \"" + part.text + "\" here" +
-                           suggestion(part.text, {there_.begin(), there_.end()}));
+                           suggestion(part.text, std::vector<std::string>(there_.begin(), there_.end())));
         }
     }
 

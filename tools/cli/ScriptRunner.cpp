@@ -1,10 +1,12 @@
 #include "cli/ScriptRunner.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "cli/Expectations.h"
 #include "cli/Interpreter.h"
 #include "cli/ScriptText.h"
+#include "cli/StepLines.h"
 
 namespace mova::cli {
 
@@ -36,14 +38,16 @@ private:
 
 }  // namespace
 
-ScriptRunner::ScriptRunner(Context& context, const Script& script, RunVariables variables, bool keepGoing,
+ScriptRunner::ScriptRunner(Context& context, const Script& script, RunVariables variables, RunManner manner,
                            RunWatcher watcher)
     : context_(context),
       script_(script),
       variables_(std::move(variables)),
-      keepGoing_(keepGoing),
-      watcher_(std::move(watcher)) {
-    context_.inSession = true;
+      manner_(manner),
+      watcher_(std::move(watcher)),
+      before_(std::exchange(context.within, Within::Script)),
+      cable_(context, manner.pulled) {
+    cable_.tellBy(watcher_.cable);
 }
 
 void ScriptRunner::run() { runSteps(script_.steps); }
@@ -129,27 +133,49 @@ StepOutcome ScriptRunner::outcomeOf(const ScriptStep& step) const {
 
 void ScriptRunner::attempt(const ScriptStep& step, StepOutcome& outcome) {
     Clock& clock = context_.session.clock();
-    const std::uint32_t begin = clock.tickCount();
+    std::uint32_t begin = clock.tickCount();
+    const double before = cable_.secondsWithout();
     try {
         checkInterrupt();
         if (++attempted_ > kMostSteps) failUsage("more than " + std::to_string(kMostSteps) + " steps");
+        if (step.kind == ScriptStep::Kind::Command) {
+            cable_.await();
+            begin = clock.tickCount();
+        }
         act(step, outcome);
     } catch (const Failure& failure) {
         outcome.status = failure.status;
         outcome.problem = failure.message;
+        outcome.portWentAway = failure.code == portFailed().code;
     }
     outcome.seconds = (clock.tickCount() - begin) / 1000.0;
+    outcome.withoutPort = cable_.secondsWithout() - before;
+    if (outcome.withoutPort > 0) outcome.output.push_back(textWithoutPort(outcome.withoutPort));
     outcome.verdict = outcome.problem.empty() ? Verdict::Passed : Verdict::Failed;
 }
 
 void ScriptRunner::act(const ScriptStep& step, StepOutcome& outcome) {
     if (step.kind == ScriptStep::Kind::Sleep) {
-        pause(context_, static_cast<std::uint32_t>(numberOf(step.value, step.valuePlace, 0, kLongestPause)));
+        sleep(static_cast<std::uint32_t>(numberOf(step.value, step.valuePlace, 0, kLongestPause)));
     } else if (step.kind == ScriptStep::Kind::Command) {
         std::optional<TimeoutForNow> timeout;
         if (!step.timeout.empty())
             timeout.emplace(context_, numberOf(step.timeout, step.timeoutPlace, 1, kLongestTimeout));
         runCommand(step, outcome);
+    }
+}
+
+// A pulled cable is none of its business: it asks nothing of the handset.
+void ScriptRunner::sleep(std::uint32_t milliseconds) {
+    constexpr std::uint32_t kSlice = 20;
+    Clock& clock = context_.session.clock();
+    const std::uint32_t begin = clock.tickCount();
+    for (;;) {
+        checkInterrupt();
+        cable_.look();
+        const std::uint32_t passed = clock.tickCount() - begin;
+        if (passed >= milliseconds) return;
+        clock.sleep(std::min(kSlice, milliseconds - passed));
     }
 }
 
@@ -163,6 +189,12 @@ void ScriptRunner::runCommand(const ScriptStep& step, StepOutcome& outcome) {
     const ExitStatus status = execute(context_, Scope::Session, words, &failure);
     outcome.output = context_.out.endCapture();
     const bool failed = status != ExitStatus::Done;
+    outcome.portWentAway = failed && status != ExitStatus::Interrupted && context_.session.looksGone();
+    if (outcome.portWentAway) {  // which is never the failure that the script expects
+        outcome.problem = "the port went away";
+        outcome.status = ExitStatus::LineTrouble;
+        return;
+    }
     const CommandOutcome ended{outcome.output, failed, failure.code, clock.tickCount() - begin};
     outcome.problem = status == ExitStatus::Interrupted
                           ? "interrupted"
@@ -173,9 +205,14 @@ void ScriptRunner::runCommand(const ScriptStep& step, StepOutcome& outcome) {
 }
 
 void ScriptRunner::finish(StepOutcome outcome) {
-    const bool failed = outcome.verdict == Verdict::Failed;
-    if (failed && (!keepGoing_ || outcome.status == ExitStatus::Interrupted)) stopped_ = true;
+    if (outcome.verdict == Verdict::Failed && endsRun(outcome)) stopped_ = true;
     watcher_.ended(std::move(outcome));
+}
+
+bool ScriptRunner::endsRun(const StepOutcome& failed) const {
+    if (failed.status == ExitStatus::Interrupted) return true;
+    // What the cable did to one step says nothing of the others.
+    return failed.portWentAway ? manner_.pulled == Cable::Pulled::EndsIt : !manner_.keepGoing;
 }
 
 std::uint64_t ScriptRunner::numberOf(const std::string& text, const ScriptPlace& place, std::uint64_t least,

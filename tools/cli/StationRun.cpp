@@ -25,10 +25,10 @@ std::string fileOfStation(const std::string& path, const std::string& station) {
 }  // namespace
 
 StationRun::StationRun(const Context& base, const Station& station, const Script& script, const Variables& set,
-                       bool keepGoing)
+                       RunManner manner)
     : name_(station.name),
       script_(script),
-      runner_(context_, script, runVariables(station.name, station.port, station.variables, set), keepGoing,
+      runner_(context_, script, runVariables(station.name, station.port, station.variables, set), manner,
               {[this](const StepOutcome& begun) {
                    const std::lock_guard guard(mutex_);
                    current_ = begun;
@@ -38,6 +38,10 @@ StationRun::StationRun(const Context& base, const Station& station, const Script
                    const std::lock_guard guard(mutex_);
                    report_.steps.push_back(std::move(outcome));
                    current_.reset();
+               },
+               [this](bool gone, const std::string& text) {
+                   const std::lock_guard guard(mutex_);
+                   waitsForPort_ = gone ? text : std::string();
                }}) {
     SessionOptions& options = context_.options;
     options = base.options;
@@ -104,7 +108,10 @@ double StationRun::secondsSinceStart() {
 StationRun::State StationRun::state() {
     const std::lock_guard guard(mutex_);
     const std::size_t notRun = report_.count(StepOutcome::Verdict::NotRun);
-    State state{ended_, report_.steps.size() - notRun, current_ ? current_->text : std::string(),
+    State state{ended_, report_.steps.size() - notRun,
+                !waitsForPort_.empty() ? waitsForPort_
+                : current_             ? current_->text
+                                       : std::string(),
                 judged_ ? seconds_ : secondsSinceStart()};
     if (judged_) state.current = report_.firstFailed() == nullptr ? "pass" : "FAIL  " + report_.problem();
     return state;

@@ -13,7 +13,8 @@ namespace mova::cli {
 class StationRun {
 public:
     // base: the options that hold for every station.
-    StationRun(const Context& base, const Station& station, const Script& script, const Variables& set, bool keepGoing);
+    StationRun(const Context& base, const Station& station, const Script& script, const Variables& set,
+               RunManner manner);
     StationRun(const StationRun&) = delete;
     StationRun& operator=(const StationRun&) = delete;
 
@@ -48,6 +49,7 @@ private:
     std::mutex mutex_;
     RunReport report_;                    // guarded by mutex_, as all below
     std::optional<StepOutcome> current_;  // begun and not ended
+    std::string waitsForPort_;            // what is told of it; empty: it is there
     std::function<void(const StepOutcome&)> tell_;
     std::uint32_t began_ = 0;
     double seconds_ = 0;

@@ -8,14 +8,20 @@ using Verdict = StepOutcome::Verdict;
 
 StyledText verdictOf(bool passed) { return passed ? StyledText(Style::Good, "pass") : StyledText(Style::Bad, "FAIL"); }
 
+std::string textWithoutPort(double seconds) { return format("the port was gone for %.1f s", seconds); }
+
 std::vector<StyledText> linesOf(const StepOutcome& outcome, bool verbose) {
     if (outcome.verdict == Verdict::NotRun) return {};
     const bool passed = outcome.verdict == Verdict::Passed;
     const ScriptStep& step = *outcome.step;
+    std::vector<StyledText> lines;
+    if (outcome.withoutPort > 0) {
+        lines.push_back("  " + StyledText(Style::Bad, "back") + format("  %6.2f s  ", outcome.withoutPort) +
+                        textWithoutPort(outcome.withoutPort));
+    }
     if (step.kind == ScriptStep::Kind::Echo && passed) return {StyledText(Style::Strong, outcome.text)};
-    std::vector<StyledText> lines{"  " + verdictOf(passed) + format("  %6.2f s  ", outcome.seconds) + outcome.where() +
-                                  ": " + outcome.text +
-                                  (outcome.round.empty() ? "" : " (round " + outcome.round + ")")};
+    lines.push_back("  " + verdictOf(passed) + format("  %6.2f s  ", outcome.seconds) + outcome.where() + ": " +
+                    outcome.text + (outcome.round.empty() ? "" : " (round " + outcome.round + ")"));
     if (!passed) lines.emplace_back("        " + outcome.problem);
     if (passed && !verbose) return lines;
     std::string lead = "        output: ";

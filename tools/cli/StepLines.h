@@ -11,6 +11,7 @@ namespace mova::cli {
 std::vector<StyledText> linesOf(const StepOutcome& outcome, bool verbose);
 
 StyledText verdictOf(bool passed);
+std::string textWithoutPort(double seconds);
 std::string sumOf(const RunReport& report);  // "6 steps: 5 passed, ..."
 
 }  // namespace mova::cli

@@ -135,7 +135,7 @@ std::optional<SysfsKeyTree::PortEntry> SysfsKeyTree::portEntry(const std::string
 
 std::optional<SysfsKeyTree::OpenKey> SysfsKeyTree::portKey(const std::vector<std::string_view>& names) const {
     const std::string link(names[2]);
-    const auto entry = PortLinks::isName(link) ? portEntry(link) : std::nullopt;
+    const auto entry = links_.isName(link) ? portEntry(link) : std::nullopt;
     if (!entry || entry->bus != names[0] || entry->driver != names[1]) return std::nullopt;
     OpenKey key;
     key.values["FriendlyName"] = zeroTerminated(entry->friendlyName);

@@ -1,5 +1,5 @@
 // SysfsKeyTree shows the serial devices of sysfs as a device tree in the shape that port discovery searches:
-//   SYSTEM\CurrentControlSet\Enum \ bus \ driver \ COMn      for each link COMn that leads to a device,
+//   SYSTEM\CurrentControlSet\Enum \ bus \ driver \ COMn      for each port that PortLinks leads to a device,
 // with the values "FriendlyName" ("name (COMn)") and "UpperFilters" ("serenum"), texts with a terminating zero.
 // bus is "USB" for what sits on USB, else "ROOT". The name is the one under which the driver's counterpart on Windows
 // lists the port, so that one table classifies both; for an unknown driver, in this order: the USB product's or
@@ -32,7 +32,7 @@ private:
     struct PortEntry {
         std::string bus;
         std::string driver;
-        std::string link;  // COMn
+        std::string link;  // COMn, or what else PortLinks calls it
         std::string friendlyName;
     };
     struct OpenKey {
