@@ -21,7 +21,6 @@ namespace mova {
 
 class DeviceComm {
 public:
-    static constexpr std::uint32_t kLastPort = 65535;
     static constexpr std::uint32_t kInputQueue = 8192;
     static constexpr std::uint32_t kOutputQueue = 2048;
     // Deliberate: USB-serial drivers need time to release the port.

@@ -9,6 +9,9 @@
 
 namespace mova {
 
+// There is no port 0, and none above.
+constexpr std::uint32_t kLastPort = 65535;
+
 // -2 nothing found, -1 not looked up yet, 0 a name that the table does not know, 1 to 6 by the table.
 using CardType = std::int32_t;
 constexpr CardType kCardNotFound = -2;

@@ -11,6 +11,7 @@
 #include "cli/PortTarget.h"
 #include "cli/ScriptText.h"
 #include "cli/SplitText.h"
+#include "device/PortDiscovery.h"
 
 namespace mova::cli {
 
@@ -47,7 +48,7 @@ void addPort(const std::string& text, std::vector<Station>& chosen) {
         station.port = port;
         chosen.push_back(std::move(station));
     };
-    const auto ranges = parseRanges(text, kLargestPortNumber);
+    const auto ranges = parseRanges(text, kLastPort);
     if (!ranges) {
         const std::int32_t number = portNumberOf(text);
         return number > 0 ? add("COM" + std::to_string(number), std::to_string(number)) : add(text, text);

@@ -18,12 +18,11 @@ constexpr int kParametersDepth = 4;  // a USB device's parameters lie below its 
 std::optional<std::int32_t> numberIn(const std::string& text, const std::string& before) {
     const auto at = text.find(before + "COM");
     if (at == text.npos) return std::nullopt;
-    std::int32_t number = 0;
-    for (std::size_t i = at + before.size() + 3; i < text.size() && text[i] >= '0' && text[i] <= '9' && number < 65536;
-         ++i) {
-        number = number * 10 + (text[i] - '0');
+    std::uint32_t number = 0;
+    for (std::size_t i = at + before.size() + 3; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+        number = std::min(number * 10 + static_cast<std::uint32_t>(text[i] - '0'), kLastPort + 1);
     }
-    return number > 0 ? std::optional(number) : std::nullopt;
+    return number > 0 && number <= kLastPort ? std::optional(static_cast<std::int32_t>(number)) : std::nullopt;
 }
 
 std::string valueOf(KeyTree& keys, KeyTree::Key key, const char* name) {

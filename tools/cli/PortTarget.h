@@ -10,8 +10,6 @@
 
 namespace mova::cli {
 
-constexpr std::int32_t kLargestPortNumber = 65535;
-
 class PortTarget {
 public:
     explicit PortTarget(const std::string& name);  // throws Failure: no such name, no such device

@@ -8,6 +8,7 @@
 #include "cli/PortTarget.h"
 #include "cli/Table.h"
 #include "cli/UdevRule.h"
+#include "device/PortDiscovery.h"
 
 namespace mova::cli {
 
@@ -104,7 +105,7 @@ void showRule(Context& context, std::int32_t number) {
 
 CLI::Option* addUdev(CLI::App& command, std::uint32_t& number) {
     return addNumber(
-        command, "--udev", number, kLargestPortNumber,
+        command, "--udev", number, kLastPort,
         "show the udev rule that makes /dev/COMn, n being this number, of a USB adapter: that of --port, else "
         "the one that has the number now, else the only one there is");
 }

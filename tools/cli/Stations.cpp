@@ -13,6 +13,7 @@
 #include "cli/HandsetSession.h"
 #include "cli/PortTarget.h"
 #include "cli/TextFile.h"
+#include "device/PortDiscovery.h"
 #include "program/Suggestion.h"
 
 namespace mova::cli {
@@ -91,7 +92,7 @@ private:
     }
 
     std::string portOf(const toml::node& node) const {
-        if (node.is_integer()) return std::to_string(numberOf(node, kLargestPortNumber));
+        if (node.is_integer()) return std::to_string(numberOf(node, kLastPort));
         const auto text = node.value_exact<std::string>();
         if (!text || text->empty()) fail(node.source(), "expected a port: its number, or as --port takes it");
         return *text;

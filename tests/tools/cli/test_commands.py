@@ -29,6 +29,16 @@ class PortsTest(BenchTest):
         self.assertNotIn("COM7", self.mova("ports").out)
 
 
+    def test_a_number_that_no_port_has_is_not_listed_as_another(self):
+        self.start_handset()
+        for number in (65535, 65543, 655377):
+            os.symlink(os.path.realpath(self.link), self.path("COM%d" % number))
+        numbers = [port["number"] for port in self.mova("ports", "--json").json()["ports"]]
+        self.assertEqual([number for number in numbers if number is not None], [7, 65535])
+        for number in ("65543", "COM70000"):
+            self.assertEnds(self.mova("--port", number, "at", "AT"), 3, "")
+
+
 class AtTest(BenchTest):
     def test_an_answer_without_the_echo(self):
         self.start_handset()
