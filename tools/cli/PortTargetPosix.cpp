@@ -5,22 +5,11 @@
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
 #include "mova/Codes.h"
-#include "platform/posix/PosixPlatform.h"
+#include "mova/Device.h"
 
 namespace mova::cli {
 
 namespace fs = std::filesystem;
-
-namespace {
-
-// Its port 1 is the device. Not freed: threads that use it may outlive main.
-Platform& platformOf(const fs::path& device) {
-    PosixOptions options;
-    options.device = device.string();
-    return (new PosixPlatform(options))->platform();
-}
-
-}  // namespace
 
 PortTarget::PortTarget(const std::string& name) : name_(name) {
     const std::int32_t number = portNumberOf(name);
@@ -40,7 +29,7 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
         throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device",
                       "\"mova ports\" lists what is there"};
     }
-    platform_ = &platformOf(device);
+    platform_ = &platformOfDevice(device.string());
 }
 
 Failure PortTarget::whyNotOpened(Code code) {

@@ -35,7 +35,7 @@ EXCEPTIONS = {
     ("tools/cli", "platform/Platform.h"): "`mova ports` asks the system as the component does; SessionPlatform listens in it",
     ("tools/cli", "platform/SerialDriver.h"): "`mova signals` names the bits of the modem status; LineTap is a driver",
     ("tools/cli", "platform/posix/PosixFolders.h"): "where the links COMn are",
-    ("tools/cli", "platform/posix/PosixPlatform.h"): "--port names a device: the manager is given a platform that has it",
+    ("tools/cli", "platform/posix/PosixPlatform.h"): "`mova ports` lists the devices that have no number: where the kernel names them",
     ("tools/viewer", "logging/MyDebugMsg.h"): "the name of the channel that it listens to",
     ("tools/viewer", "platform/Platform.h"): "its file is made as the component makes its own",
     ("tools/viewer", "platform/posix/PosixFolders.h"): "what the channel's socket is called",
