@@ -101,7 +101,8 @@ enum mova_timeout {
     MOVA_TIMEOUT_ACKNOWLEDGEMENT = 4,    /* of each segment of an E2P, HCI or WiFi request: "*MOVA=ACK", then "OK" */
     MOVA_TIMEOUT_AT_WRITE = 5,           /* of an AT command on the line */
 };
-/* SetAtCmdProperty, the forms that send and pause. The same number plus MOVA_PROPERTY_WAITS sends and waits for the answer. */
+/* SetAtCmdProperty, the forms that send and pause. The same number plus MOVA_PROPERTY_WAITS sends and waits for the
+ * answer. */
 enum mova_property {
     MOVA_PROPERTY_ECHO = 1, /* "ATE1" for parameter 1, else "ATE0" */
     MOVA_PROPERTY_WAKE = 2,

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <system_error>
 
 #include "mova/Device.h"
 
@@ -39,7 +40,9 @@ Platform& platformOfDevice(const std::string& path) {
     static std::mutex& mutex = *new std::mutex();
     static auto& platforms = *new std::map<std::string, std::unique_ptr<PosixPlatform>>();  // kept for the same reason
     PosixOptions options = nativeOptions();
-    options.device = std::filesystem::absolute(path).string();
+    std::error_code failed;
+    options.device = std::filesystem::absolute(path, failed).string();
+    if (failed) options.device = "/";  // there is nowhere to start from, or no path: it is no device then
     const std::lock_guard guard(mutex);
     std::unique_ptr<PosixPlatform>& platform = platforms[options.device];
     if (!platform) platform = std::make_unique<PosixPlatform>(options);

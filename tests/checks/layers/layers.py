@@ -155,8 +155,8 @@ class Tree:
 
 
 def is_foreign(angled):
-    """Not of the C++ library."""
-    return "." in angled or "/" in angled
+    """Not of the C++ library, and none of the C library's headers of types."""
+    return ("." in angled or "/" in angled) and not re.fullmatch(r"std[a-z]+\.h", angled)
 
 
 if __name__ == "__main__":
