@@ -25,7 +25,7 @@ ALLOWED = {
     "tools/handset": ("handset", "base/Text.h"),
     "tools/trace": ("trace", "base", FACE),
     "tools/viewer": ("viewer", "expression", "base", FACE),
-    "python": (FACE,),
+    "python": ("native", FACE),
     "tests/oracle": ("oracle",),
 }
 
