@@ -77,6 +77,15 @@ try "$work/by-pkg-config"
 # shellcheck disable=SC2046
 quietly gcc -std=c11 -Wall -Wextra -Wpedantic -Werror "$here/main.c" -o "$work/c-by-pkg-config" $(pkg-config $static --cflags --libs movacmdsvr) -Wl,-rpath,"$installed/lib"
 try "$work/c-by-pkg-config"
+if [ "$kind" = shared ] && [ -d "$folder/python" ]; then  # the Python module, with the library that was installed
+    quietly cmake --install "$folder" --component python --prefix "$work/python"
+    others=$(find "$work/python" -type f ! -path "$work/python/lib/python3/dist-packages/mova/*")
+    [ -z "$others" ] || fail "the component python brings more than the package: $others"
+    readelf -dW "$work"/python/lib/python3/dist-packages/mova/_native*.so >"$work/said"
+    ! grep -qE "R(UN)?PATH" "$work/said" || fail "the Python module looks for the library where it was built"
+    LD_LIBRARY_PATH=$installed/lib PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$work/python/lib/python3/dist-packages quietly /usr/bin/python3 -c \
+        'import mova; from mova import win32com; assert win32com.client.Dispatch("MovaCmdSvr.VeCmdManager").VbInitCmdManager(0) == 0x4000'
+fi
 if [ "$kind" = shared ]; then  # it is the shared one that was used
     readelf -dW "$work/by-pkg-config" | grep -q "NEEDED.*libmovacmdsvr\.so\.1" || fail "linked to something else"
 fi
