@@ -57,8 +57,8 @@ MOVA_API const char* mova_code_name(mova_code code) MOVA_NOEXCEPT;
 /* --- the handle */
 
 /* What is told of the handset's answers in MOVA_MODE_EVENTS. Each function may be null. All are called with no lock of
- * the handle held; user is handed on as it is. No function is called after mova_destroy has returned, but for one that
- * mova_destroy has waited for in vain (2 s). */
+ * the handle held; user is handed on as it is. After mova_destroy has returned only reader_ended is still called, and
+ * only when the reader thread was not waited for: a callback destroyed its own handle, or held the thread up for 2 s. */
 typedef struct mova_events {
     void* user;
     /* One finished answer, in the order in which answers were completed; on the reader thread, or on the thread of a

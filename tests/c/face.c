@@ -427,6 +427,32 @@ static void events_are_told(const char* device) {
     mova_destroy(heard.handset);
 }
 
+static void destroy_in_confirmation(void* user, int32_t type, const char* text, size_t text_length) {
+    struct heard* const heard = user;
+    (void)type;
+    (void)text;
+    if (text_length == 0 || atomic_fetch_add(&heard->answers, 1) != 0) return;
+    while (atomic_load(&heard->started) == 0) rest(); /* no other call may be under way */
+    mova_destroy(heard->handset);
+    atomic_store(&heard->ended, 1);
+}
+
+static void a_callback_may_destroy_its_handle(const char* device) {
+    static struct heard heard; /* the reader's end is told when this function is over, perhaps */
+    const mova_events events = {&heard, destroy_in_confirmation, NULL, NULL, NULL};
+    IS(mova_create(device, &events, &heard.handset), 0);
+    IS(mova_init_cmd_manager(heard.handset, 0), 0);
+    IS(mova_switch_operate_mode(heard.handset, MOVA_MODE_EVENTS, 0), 0);
+    IS(mova_send_normal_at_cmd(heard.handset, 0, "AT+CSQ", MOVA_TO_ZERO), 0);
+    atomic_store(&heard.started, 1);
+    for (int tries = 0; tries < 24000 && atomic_load(&heard.ended) == 0; ++tries) rest();
+    IS(atomic_load(&heard.ended), 1);
+    mova_handset* next = NULL; /* the port is free again */
+    IS(mova_create(device, NULL, &next), 0);
+    IS(mova_init_cmd_manager(next, 0), 0);
+    mova_destroy(next);
+}
+
 static void ports_go_by_their_numbers(void) {
     mova_handset* handset = NULL;
     int32_t open = 77;
@@ -467,6 +493,7 @@ int main(int argc, char** argv) {
     nothing_is_written_where_nothing_is_wanted(handset);
     mova_destroy(handset);
     events_are_told(argv[1]);
+    a_callback_may_destroy_its_handle(argv[1]);
     ports_go_by_their_numbers();
     if (failures == 0) printf("all as promised\n");
     return failures == 0 ? 0 : 1;

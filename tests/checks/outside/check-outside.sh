@@ -81,8 +81,8 @@ if [ "$kind" = shared ] && [ -d "$folder/python" ]; then  # the Python module, w
     quietly cmake --install "$folder" --component python --prefix "$work/python"
     others=$(find "$work/python" -type f ! -path "$work/python/lib/python3/dist-packages/mova/*")
     [ -z "$others" ] || fail "the component python brings more than the package: $others"
-    readelf -dW "$work"/python/lib/python3/dist-packages/mova/_native*.so >"$work/said"
-    ! grep -qE "R(UN)?PATH" "$work/said" || fail "the Python module looks for the library where it was built"
+    readelf -dW "$work"/python/lib/python3/dist-packages/mova/_native*.so >"$work/dynamic"
+    ! grep -qE "R(UN)?PATH" "$work/dynamic" || fail "the Python module looks for the library where it was built"
     LD_LIBRARY_PATH=$installed/lib PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$work/python/lib/python3/dist-packages quietly /usr/bin/python3 -c \
         'import mova; from mova import win32com; assert win32com.client.Dispatch("MovaCmdSvr.VeCmdManager").VbInitCmdManager(0) == 0x4000'
 fi
