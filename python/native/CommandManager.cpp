@@ -33,7 +33,13 @@ CommandManager::CommandManager(const std::string& device, py::object listener) {
     all().insert(this);
 }
 
-CommandManager::~CommandManager() { close(); }
+CommandManager::~CommandManager() {
+    try {
+        close();
+    } catch (...) {  // short of memory; there is nobody to tell
+        return;
+    }
+}
 
 void CommandManager::close() {
     all().erase(this);

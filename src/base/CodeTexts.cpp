@@ -77,15 +77,16 @@ constexpr void putText(char* out, std::string_view text, unsigned status) {
     *out = static_cast<char>('0' + status % 10);
 }
 
-constexpr auto kStatusTexts = [] {
-    std::array<StatusTexts, kE2pStatuses.size()> texts;
+constexpr std::array<StatusTexts, kE2pStatuses.size()> makeStatusTexts() {
+    std::array<StatusTexts, kE2pStatuses.size()> texts{};
     for (std::size_t i = 0; i < texts.size(); ++i) {
         texts[i].code = kE2pStatuses[i].code;
         putText(texts[i].name, "E2pStatus", kE2pStatuses[i].status);
         putText(texts[i].meaning, "E2P status ", kE2pStatuses[i].status);
     }
     return texts;
-}();
+}
+constexpr auto kStatusTexts = makeStatusTexts();
 
 const StatusTexts* statusTextsOf(Code code) {
     const auto* const texts =

@@ -74,6 +74,10 @@ std::string textFrom(const char* text, std::size_t length) {
     return {text, length};
 }
 
+void requireArray(const std::uint8_t* array, std::size_t size) {
+    if (array == nullptr && size != 0) throw InvalidArgument();
+}
+
 mova_code giveText(std::optional<std::string> text, Code code, const TextPlace& place) noexcept {
     unread.text = std::move(text);
     unread.code = number(code);
@@ -102,8 +106,13 @@ mova_code mova_create(const char* device, const mova_events* events, mova_handse
     return guarded([&] {
         std::shared_ptr<ConfirmationEvents> listener;
         if (events != nullptr) listener = std::make_shared<CallbackEvents>(*events);
-        *handset = device == nullptr ? new mova_handset(std::move(listener))
-                                     : new mova_handset(platformOfDevice(device), std::move(listener));
+        std::unique_ptr<mova_handset> made;
+        if (device == nullptr) {
+            made = std::make_unique<mova_handset>(std::move(listener));
+        } else {
+            made = std::make_unique<mova_handset>(platformOfDevice(device), std::move(listener));
+        }
+        *handset = made.release();
     });
 }
 

@@ -34,6 +34,8 @@ struct InvalidArgument {};
 
 // The caller's text; throws InvalidArgument when it cannot be one.
 std::string textFrom(const char* text, std::size_t length);
+// Throws it when there is a size without an array.
+void requireArray(const std::uint8_t* array, std::size_t size);
 
 // Where the caller wants a text.
 struct TextPlace {

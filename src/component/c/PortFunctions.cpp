@@ -100,7 +100,7 @@ mova_code mova_direct_query_data_in_queue(mova_handset* handset, int32_t* waitin
 mova_code mova_direct_write_ascii_data(mova_handset* handset, const uint8_t* array, size_t array_size, int32_t count,
                                        int32_t* written) noexcept {
     return onHandset(handset, [&](CVeCmdManager& manager) {
-        if (array == nullptr && array_size != 0) throw InvalidArgument();
+        requireArray(array, array_size);
         const CountResult result = manager.DirectWriteAsciiData({array, array_size}, count);
         put(written, result.count);
         return result.code;
@@ -110,7 +110,7 @@ mova_code mova_direct_write_ascii_data(mova_handset* handset, const uint8_t* arr
 mova_code mova_direct_read_ascii_data(mova_handset* handset, uint8_t* array, size_t array_size, int32_t count,
                                       int32_t* read) noexcept {
     return onHandset(handset, [&](CVeCmdManager& manager) {
-        if (array == nullptr && array_size != 0) throw InvalidArgument();
+        requireArray(array, array_size);
         const CountResult result = manager.DirectReadAsciiData({array, array_size}, count);
         put(read, result.count);
         return result.code;
