@@ -1,6 +1,6 @@
-# The library for C++ programs on Linux, MovaCmdSvr::MovaCmdSvr to CMake and movacmdsvr to pkg-config: the layers' objects in
+# The library for C++ and C programs on Linux, MovaCmdSvr::MovaCmdSvr to CMake and movacmdsvr to pkg-config: the layers' objects in
 # one file, shared or static as BUILD_SHARED_LIBS says. "cmake --install build/linux --component library" installs it alone.
-set(objects ${MOVA_LAYERS})
+set(objects ${MOVA_LAYERS} c)
 list(TRANSFORM objects REPLACE "(.+)" "$<TARGET_OBJECTS:mova-\\1>")
 add_library(mova-library ${objects})
 add_library(MovaCmdSvr::MovaCmdSvr ALIAS mova-library)

@@ -4,8 +4,8 @@ support and the benchmarks, and clang-format (.clang-format) over everything. A 
 remembered in build/analysis by its content and not looked at again.
 
 Most of clang-tidy's time goes into the libraries' headers: it sees a folder's files after one another, as one file.
-Left out: benchmarks/micro, whose time would go into the headers of eight libraries that are compared with; cppcheck of
-the benchmarks and of the tests' support."""
+Left out: benchmarks/micro, whose time would go into the headers of eight libraries that are compared with, and python/,
+whose would go into pybind11's; cppcheck of these, of the benchmarks and of the tests' support."""
 import concurrent.futures
 import hashlib
 import os
@@ -23,7 +23,7 @@ TOPS = ("src", "tools", "tests/support", "tests/campaigns/soak", "tests/campaign
 WINDOWS = re.compile(r"/(win32|automation|windows)/|(Win32|Console|ComPortLine|MailslotReceiver)\.cpp$")
 # Names that only their own file may have: the kernel's terminal settings; private ones of the same name.
 ALONE = re.compile(r"/(TermiosLine|PendingText|OperatingMode|Win32SerialDriver|ProfileFile|trace/Exchanges)\.cpp$")
-FORMATTED = ("src", "include", "tools", "tests", "benchmarks", "samples/cpp")
+FORMATTED = ("src", "include", "tools", "tests", "benchmarks", "samples/cpp", "python")
 ROOTS = ("src", "include", "tools", "tests", "benchmarks")
 COMPILE = ["-std=c++20", "-Wall", "-Wextra", "-Wthread-safety", "-Wno-unknown-warning-option",
            *(f"-I{root}" for root in ROOTS)]

@@ -7,6 +7,7 @@ declare -A package_groups=(
     [build32]="g++-mingw-w64-i686-posix"
     [sanitizers]="clang libclang-rt-14-dev llvm"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf"
+    [python]="pybind11-dev python3-dev python3-pytest"
     [analysis]="clang-format clang-tidy cppcheck"
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"

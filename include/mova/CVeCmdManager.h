@@ -71,7 +71,7 @@ class MOVA_API CVeCmdManager {
 public:
     // On the running system. events may be null; it is kept as long as the object and its reader thread live.
     explicit CVeCmdManager(std::shared_ptr<ConfirmationEvents> events = nullptr);
-    // On another system: for tests.
+    // On another system: the running one with a device for its port (mova/Device.h), or that of tests.
     explicit CVeCmdManager(Platform& platform, std::shared_ptr<ConfirmationEvents> events = nullptr);
     ~CVeCmdManager();  // FinalRelease, when it has not run
     CVeCmdManager(const CVeCmdManager&) = delete;

@@ -1,96 +1,108 @@
-// Names for the numbers that methods of CVeCmdManager take. The methods take plain numbers, as automation clients pass
-// them: static_cast, or number() below, turns a name into its number.
+// Names for the numbers that methods of CVeCmdManager take; mova/Numbers.h has the numbers and what each means. The
+// methods take plain numbers, as automation clients pass them: static_cast, or number() below, turns a name into its
+// number.
 #pragma once
 #include <cstdint>
 #include <type_traits>
 
+#include "mova/Numbers.h"
+
 namespace mova {
 
-// SwitchOperateMode: who takes in the handset's answers, where they go, and what ends one. Every other number is
-// Synchronous.
+// SwitchOperateMode.
 enum class Mode : std::uint32_t {
-    Synchronous = 0,     // the caller's thread while it waits; to the queue; every look at the port ends an answer
-    Events = 1,          // the reader thread; to ConfirmationEvents; every look at the port
-    Background = 2,      // the reader thread; to the queue; every look at the port
-    SynchronousOk = 3,   // the caller's thread; to the queue; "OK"
-    SynchronousOk4 = 4,  // the same under a second number
-    BackgroundOk = 5,    // the reader thread; to the queue; "OK"
+    Synchronous = MOVA_MODE_SYNCHRONOUS,
+    Events = MOVA_MODE_EVENTS,
+    Background = MOVA_MODE_BACKGROUND,
+    SynchronousOk = MOVA_MODE_SYNCHRONOUS_OK,
+    SynchronousOk4 = MOVA_MODE_SYNCHRONOUS_OK_4,
+    BackgroundOk = MOVA_MODE_BACKGROUND_OK,
 };
 
-// AssignTimeoutConstant. Time-outs 2 and 6 are kept for callers that set them; nothing reads them.
+// AssignTimeoutConstant.
 enum class Timeout : std::int32_t {
-    Write = 1,              // of a request on the line
-    RfAcknowledgement = 3,  // of each segment of an RF request
-    Acknowledgement = 4,    // of each segment of an E2P, HCI or WiFi request: "*MOVA=ACK", then "OK"
-    AtWrite = 5,            // of an AT command on the line
+    Write = MOVA_TIMEOUT_WRITE,
+    RfAcknowledgement = MOVA_TIMEOUT_RF_ACKNOWLEDGEMENT,
+    Acknowledgement = MOVA_TIMEOUT_ACKNOWLEDGEMENT,
+    AtWrite = MOVA_TIMEOUT_AT_WRITE,
 };
 
-// SetAtCmdProperty, the forms that send and pause. The same number plus kPropertyWaits sends and waits for the answer.
+// SetAtCmdProperty; with kPropertyWaits added, the form that waits for the answer.
 enum class Property : std::uint32_t {
-    Echo = 1,  // "ATE1" for parameter 1, else "ATE0"
-    Wake = 2,
-    UartSwap = 3,
-    Call112 = 4,
-    HangUp = 5,
-    FullFunction = 6,
-    RegisterAutomatically = 7,
-    SleepModeOn = 8,
-    SleepModeOff = 9,
-    AutoAnswer = 10,  // "ATS0=" and the parameter
-    SendJ = 11,       // "<j"
-    Bypass = 12,      // "AT*BYPASS=1" for parameter 1, else 0
-    SendK = 13,       // "<k"
-    BoardTest = 14,   // "AT*BOARDTEST=1" for parameter 1, else 0
+    Echo = MOVA_PROPERTY_ECHO,
+    Wake = MOVA_PROPERTY_WAKE,
+    UartSwap = MOVA_PROPERTY_UART_SWAP,
+    Call112 = MOVA_PROPERTY_CALL_112,
+    HangUp = MOVA_PROPERTY_HANG_UP,
+    FullFunction = MOVA_PROPERTY_FULL_FUNCTION,
+    RegisterAutomatically = MOVA_PROPERTY_REGISTER_AUTOMATICALLY,
+    SleepModeOn = MOVA_PROPERTY_SLEEP_MODE_ON,
+    SleepModeOff = MOVA_PROPERTY_SLEEP_MODE_OFF,
+    AutoAnswer = MOVA_PROPERTY_AUTO_ANSWER,
+    SendJ = MOVA_PROPERTY_SEND_J,
+    Bypass = MOVA_PROPERTY_BYPASS,
+    SendK = MOVA_PROPERTY_SEND_K,
+    BoardTest = MOVA_PROPERTY_BOARD_TEST,
 };
-constexpr std::uint32_t kPropertyWaits = 100;
+constexpr std::uint32_t kPropertyWaits = MOVA_PROPERTY_WAITS;
 
-// GetNormalAtResult. Every other number: older answers are dropped first, then the final result alone, which is empty:
-// what is taken in here ends with the look at the port.
+// GetNormalAtResult.
 enum class Collect : std::int32_t {
-    TextAndPending = 1,  // older answers are dropped first; what is unfinished comes too
-    WholeRecord = 2,     // the oldest answer whole; the record behind it is left, the AT answers behind that are joined
+    TextAndPending = MOVA_COLLECT_TEXT_AND_PENDING,
+    WholeRecord = MOVA_COLLECT_WHOLE_RECORD,
 };
 
 // SpecificInfo.
 enum class Info : std::int32_t {
-    Version = 0,
-    Field1 = 1,
-    Imei = 2,
-    Field3 = 3,
-    Field4 = 4,  // is written only
-    Field5 = 5,
-    Field6 = 6,
-    Field7 = 7,
-    Field8 = 8,
-    FlashStatus = 9,
-    OtpStatus = 10,
+    Version = MOVA_INFO_VERSION,
+    Field1 = MOVA_INFO_FIELD_1,
+    Imei = MOVA_INFO_IMEI,
+    Field3 = MOVA_INFO_FIELD_3,
+    Field4 = MOVA_INFO_FIELD_4,
+    Field5 = MOVA_INFO_FIELD_5,
+    Field6 = MOVA_INFO_FIELD_6,
+    Field7 = MOVA_INFO_FIELD_7,
+    Field8 = MOVA_INFO_FIELD_8,
+    FlashStatus = MOVA_INFO_FLASH_STATUS,
+    OtpStatus = MOVA_INFO_OTP_STATUS,
 };
-enum class Access : std::int32_t { Read = 0, Write = 1 };
+enum class Access : std::int32_t { Read = MOVA_ACCESS_READ, Write = MOVA_ACCESS_WRITE };
 
-// SetCommSignal: Dtr, every other number Rts.
-enum class OutputSignal : std::int32_t { Rts = 0, Dtr = 1 };
-// DetectCommSignal. WholeStatus gives the bits Cts 0x10, Dsr 0x20, Ring 0x40, Carrier 0x80.
-enum class InputSignal : std::int32_t { WholeStatus = -1, Cts = 0, Dsr = 1, Ring = 2, Carrier = 3 };
+// SetCommSignal.
+enum class OutputSignal : std::int32_t { Rts = MOVA_OUTPUT_RTS, Dtr = MOVA_OUTPUT_DTR };
+// DetectCommSignal.
+enum class InputSignal : std::int32_t {
+    WholeStatus = MOVA_INPUT_WHOLE_STATUS,
+    Cts = MOVA_INPUT_CTS,
+    Dsr = MOVA_INPUT_DSR,
+    Ring = MOVA_INPUT_RING,
+    Carrier = MOVA_INPUT_CARRIER
+};
 
-// SwitchCommFlowControlMode. Every other number is XonXoff.
+// SwitchCommFlowControlMode.
 enum class FlowControl : std::int32_t {
-    RtsHandshake = 1,
-    RtsCts = 2,
-    DtrHandshake = 3,
-    DtrDsr = 4,
-    XonXoffOut = 5,
-    XonXoffIn = 6,
-    XonXoff = 7,
-    None = 8,
+    RtsHandshake = MOVA_FLOW_CONTROL_RTS_HANDSHAKE,
+    RtsCts = MOVA_FLOW_CONTROL_RTS_CTS,
+    DtrHandshake = MOVA_FLOW_CONTROL_DTR_HANDSHAKE,
+    DtrDsr = MOVA_FLOW_CONTROL_DTR_DSR,
+    XonXoffOut = MOVA_FLOW_CONTROL_XON_XOFF_OUT,
+    XonXoffIn = MOVA_FLOW_CONTROL_XON_XOFF_IN,
+    XonXoff = MOVA_FLOW_CONTROL_XON_XOFF,
+    None = MOVA_FLOW_CONTROL_NONE,
 };
 
-// RetriveComPortData: the one option that collects.
-constexpr std::int32_t kCollectRawData = 3;
-// ActivateMovaLogging: the one request that starts the trace; every other number stops it.
-constexpr std::uint32_t kStartTrace = 1;
+// RetriveComPortData.
+constexpr std::int32_t kCollectRawData = MOVA_COLLECT_RAW_DATA;
+// ActivateMovaLogging.
+constexpr std::uint32_t kStartTrace = MOVA_START_TRACE;
 
-// VbRfVarReq. Every other number is RfGeneralTestReq.
-enum class RfRequest : std::int32_t { ChangeParameter = 1, ChangeTable = 2, TestCase = 3, Statistics = 4 };
+// VbRfVarReq.
+enum class RfRequest : std::int32_t {
+    ChangeParameter = MOVA_RF_REQUEST_CHANGE_PARAMETER,
+    ChangeTable = MOVA_RF_REQUEST_CHANGE_TABLE,
+    TestCase = MOVA_RF_REQUEST_TEST_CASE,
+    Statistics = MOVA_RF_REQUEST_STATISTICS
+};
 
 template <class Name>
 requires std::is_enum_v<Name>

@@ -1,14 +1,21 @@
 """A first station in Python: open, an AT command, a request, a confirmation, an error, close.
 
+On Windows, where the component must be registered in Python's own bitness:
+
     py -m pip install pywin32
     py station.py [port number]
 
-The component must be registered in Python's own bitness.
+On Linux, with the Python module mova; port n is the link /dev/COMn:
+
+    python3 station.py [port number]
 """
 import sys
 import time
 
-import win32com.client
+try:
+    import win32com.client
+except ImportError:
+    from mova import win32com
 
 MODE_WAIT_FOR_OK = 3
 

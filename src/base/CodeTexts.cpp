@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "base/E2pStatus.h"
 #include "base/Text.h"
@@ -63,26 +64,53 @@ const Row* rowOf(Code code) {
     return row == kRows.end() ? nullptr : row;
 }
 
-std::optional<unsigned> e2pStatusOf(Code code) {
-    const auto* const row = std::find_if(kE2pStatuses.begin(), kE2pStatuses.end(),
-                                         [&](const E2pStatusRow& r) { return r.status != 0 && r.code == code; });
-    if (row == kE2pStatuses.end()) return std::nullopt;
-    return row->status;
+// The statuses with a code of their own are told by their numbers.
+struct StatusTexts {
+    Code code = Code::Success;
+    char name[16] = {};
+    char meaning[16] = {};
+};
+
+constexpr void putText(char* out, std::string_view text, unsigned status) {
+    for (const char character : text) *out++ = character;
+    if (status >= 10) *out++ = static_cast<char>('0' + status / 10);
+    *out = static_cast<char>('0' + status % 10);
+}
+
+constexpr std::array<StatusTexts, kE2pStatuses.size()> makeStatusTexts() {
+    std::array<StatusTexts, kE2pStatuses.size()> texts{};
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        texts[i].code = kE2pStatuses[i].code;
+        putText(texts[i].name, "E2pStatus", kE2pStatuses[i].status);
+        putText(texts[i].meaning, "E2P status ", kE2pStatuses[i].status);
+    }
+    return texts;
+}
+constexpr auto kStatusTexts = makeStatusTexts();
+
+const StatusTexts* statusTextsOf(Code code) {
+    const auto* const texts =
+        std::find_if(kStatusTexts.begin(), kStatusTexts.end(), [&](const StatusTexts& t) { return t.code == code; });
+    return texts == kStatusTexts.end() || code == Code::Success ? nullptr : texts;
 }
 
 }  // namespace
 
-std::string codeName(Code code) {
-    if (const auto status = e2pStatusOf(code)) return format("E2pStatus%u", *status);
+const char* codeNameText(Code code) noexcept {
+    if (const StatusTexts* const texts = statusTextsOf(code)) return texts->name;
     const Row* const row = rowOf(code);
     return row != nullptr ? row->name : "";
 }
 
-std::string codeMeaning(Code code) {
-    if (const auto status = e2pStatusOf(code)) return format("E2P status %u", *status);
+const char* codeMeaningText(Code code) noexcept {
+    if (const StatusTexts* const texts = statusTextsOf(code)) return texts->meaning;
     const Row* const row = rowOf(code);
     return row != nullptr ? row->meaning : "";
 }
+
+std::string codeName(Code code) { return codeNameText(code); }
+
+std::string codeMeaning(Code code) { return codeMeaningText(code); }
 
 std::optional<Code> codeOfName(const std::string& name) {
     for (const Row& row : kRows) {
@@ -96,6 +124,6 @@ std::optional<Code> codeOfName(const std::string& name) {
 
 std::string hexCode(Code code) { return format("0x%04X", number(code)); }
 
-bool isE2pStatus(Code code) { return code == Code::E2pStatusOther || e2pStatusOf(code).has_value(); }
+bool isE2pStatus(Code code) { return code == Code::E2pStatusOther || statusTextsOf(code) != nullptr; }
 
 }  // namespace mova

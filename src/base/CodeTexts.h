@@ -10,6 +10,9 @@ namespace mova {
 // "NoAnswer", "E2pStatus3"; empty for a value that is no code.
 std::string codeName(Code code);
 std::string codeMeaning(Code code);  // "no (accepted) answer within the time"; empty likewise
+// The same texts without a copy: they are there as long as the program is.
+const char* codeNameText(Code code) noexcept;
+const char* codeMeaningText(Code code) noexcept;
 std::optional<Code> codeOfName(const std::string& name);
 std::string hexCode(Code code);  // "0x4004"
 

@@ -5,23 +5,11 @@
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
 #include "mova/Codes.h"
-#include "platform/posix/PosixPlatform.h"
+#include "mova/Device.h"
 
 namespace mova::cli {
 
 namespace fs = std::filesystem;
-
-namespace {
-
-// Its port 1 is the device that the path names each time that it is opened: unplugged and plugged in again, it may be
-// another one behind the same link. Not freed: threads that use it may outlive main.
-Platform& platformOf(const std::string& name) {
-    PosixOptions options;
-    options.device = fs::absolute(name).string();
-    return (new PosixPlatform(options))->platform();
-}
-
-}  // namespace
 
 PortTarget::PortTarget(const std::string& name) : name_(name) {
     const std::int32_t number = portNumberOf(name);
@@ -41,7 +29,8 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
         throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device",
                       "\"mova ports\" lists what is there"};
     }
-    platform_ = &platformOf(name);
+    // The path as it was named: unplugged and plugged in again, it may be another device behind the same link.
+    platform_ = &platformOfDevice(name);
 }
 
 std::string PortTarget::device() const { return platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_; }

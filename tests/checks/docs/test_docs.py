@@ -32,6 +32,8 @@ PATIENCE = 180  # seconds
 LEADING_SHELL_LINES = r"""
 export PATH="$PROGRAMS:$PATH" NO_COLOR=1 HOME="$PWD"
 unset XDG_CONFIG_HOME
+export PYTHONPATH="$PROGRAMS/python" PYTHONDONTWRITEBYTECODE=1
+python3() { /usr/bin/python3 "$@"; }  # the module is for the system's, whichever comes first here
 # Runs beside the following commands once its lines are up.
 mova-handset() {
     case " $* " in *" --help "*|*" --version "*|*" --print-profile "*) command mova-handset "$@"; return ;; esac

@@ -26,7 +26,7 @@ ALLOWED = {
     "tools/program": ("program", "base/Printable.h", "base/Text.h"),
     "tools/trace": ("trace", "base", FACE),
     "tools/viewer": ("viewer", "expression", "program", "base", FACE),
-    "python": (FACE,),
+    "python": ("native", FACE),
     "tests/oracle": ("oracle",),
 }
 
@@ -36,7 +36,7 @@ EXCEPTIONS = {
     ("tools/cli", "platform/Platform.h"): "`mova ports` asks the system as the component does; SessionPlatform listens in it",
     ("tools/cli", "platform/SerialDriver.h"): "`mova signals` names the bits of the modem status; LineTap is a driver",
     ("tools/cli", "platform/posix/PosixFolders.h"): "where the links COMn are",
-    ("tools/cli", "platform/posix/PosixPlatform.h"): "--port names a device: the manager is given a platform that has it",
+    ("tools/cli", "platform/posix/PosixPlatform.h"): "`mova ports` lists the devices that have no number: where the kernel names them",
     ("tools/viewer", "logging/MyDebugMsg.h"): "the name of the channel that it listens to",
     ("tools/viewer", "platform/Platform.h"): "its file is made as the component makes its own",
     ("tools/viewer", "platform/posix/PosixFolders.h"): "what the channel's socket is called",
@@ -156,8 +156,8 @@ class Tree:
 
 
 def is_foreign(angled):
-    """Not of the C++ library."""
-    return "." in angled or "/" in angled
+    """Not of the C++ library, and none of the C library's headers of types."""
+    return ("." in angled or "/" in angled) and not re.fullmatch(r"std[a-z]+\.h", angled)
 
 
 if __name__ == "__main__":

@@ -21,6 +21,7 @@ if [ "$kind" = static ]; then
     quietly cmake -G Ninja -S "$here" -B "$work/part" -DMOVA_SOURCES="$folder" -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DCMAKE_CXX_FLAGS=-O0
     quietly cmake --build "$work/part"
     try "$work/part/outside"
+    try "$work/part/outside-c"
     folder=$work/part
 fi
 quietly cmake --install "$folder" --component library --prefix "$work/installed"
@@ -32,6 +33,7 @@ foreign=$(grep -HE '^\s*#\s*include' "${headers[@]}" | grep -vE '#\s*include (<(
 for header in "${headers[@]}"; do  # each stands alone
     quietly g++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I"$installed/include" -include "$header" -x c++ /dev/null
 done
+quietly gcc -std=c11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I"$installed/include" -include "$installed/include/mova/mova.h" -x c /dev/null
 others=$(find "$installed" -mindepth 1 -maxdepth 1 ! -name include ! -name lib)
 [ -z "$others" ] || fail "the component library brings more than the library: $others"
 
@@ -41,29 +43,49 @@ if [ "$kind" = shared ]; then
     [ "$(realpath "$installed/lib/libmovacmdsvr.so.1")" = "$library" ] || fail "no libmovacmdsvr.so.1"
     symbols=$(nm -DC --defined-only "$library")
     grep -q "mova::CVeCmdManager::InitCmdManager(" <<<"$symbols" || fail "no symbols in $library"
-    foreign=$(grep -vE '^[0-9a-f]+ [TVW] (mova::CVeCmdManager::|(vtable|typeinfo|typeinfo name) for mova::ConfirmationEvents$|mova::ConfirmationEvents::)' <<<"$symbols" || true)
+    grep -q " mova_init_cmd_manager$" <<<"$symbols" || fail "no C interface in $library"
+    foreign=$(grep -vE '^[0-9a-f]+ [TVW] (mova::CVeCmdManager::|(vtable|typeinfo|typeinfo name) for mova::ConfirmationEvents$|mova::ConfirmationEvents::|mova::platformOfDevice\(|mova_[a-z0-9_]+$)' <<<"$symbols" || true)
     [ -z "$foreign" ] || fail "symbols that are nobody's business: $foreign"
 fi
 
 quietly cmake -G Ninja -S "$here" -B "$work/by-cmake" -DCMAKE_PREFIX_PATH="$installed"
 quietly cmake --build "$work/by-cmake"
 try "$work/by-cmake/outside"
+try "$work/by-cmake/outside-c"
 
 export PKG_CONFIG_PATH=$installed/lib/pkgconfig
 [ "$(pkg-config --modversion movacmdsvr)" = "$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")/\1/p' "$installed"/lib/cmake/MovaCmdSvr/*Version.cmake)" ] ||
     fail "two versions"
 # What the documentation shows, on a handset that is not there.
-sed -n '/^```cpp$/,/^```$/{/^```/!p}' "$here/../../../docs/getting-started-linux.md" >"$work/documented.cpp"
-quietly g++ -std=c++20 -Wall -Wextra -Werror "$work/documented.cpp" -o "$work/documented" $(pkg-config --static --cflags --libs movacmdsvr) -Wl,-rpath,"$installed/lib"
-status=0
-"$work/documented" || status=$?
-[ "$status" -eq 1 ] || fail "the documented program ended with $status"
+documented() {
+    local page=$1 language=$2 status=0
+    shift 2
+    sed -n "/^\`\`\`$language\$/,/^\`\`\`\$/{/^\`\`\`/!p}" "$here/../../../docs/$page" >"$work/documented.$language"
+    # shellcheck disable=SC2046
+    quietly "$@" -Wall -Wextra -Werror "$work/documented.$language" -o "$work/documented" $(pkg-config --static --cflags --libs movacmdsvr) -Wl,-rpath,"$installed/lib"
+    "$work/documented" >"$work/said" || status=$?
+    [ "$status" -eq 1 ] || fail "the documented program of $page ended with $status"
+}
+documented getting-started-linux.md cpp g++ -std=c++20
+documented c.md c gcc -std=c11
 
 static=
 [ "$kind" = shared ] || static=--static
 # shellcheck disable=SC2046
 quietly g++ -std=c++20 "$here/main.cpp" -o "$work/by-pkg-config" $(pkg-config $static --cflags --libs movacmdsvr) -Wl,-rpath,"$installed/lib"
 try "$work/by-pkg-config"
+# shellcheck disable=SC2046
+quietly gcc -std=c11 -Wall -Wextra -Wpedantic -Werror "$here/main.c" -o "$work/c-by-pkg-config" $(pkg-config $static --cflags --libs movacmdsvr) -Wl,-rpath,"$installed/lib"
+try "$work/c-by-pkg-config"
+if [ "$kind" = shared ] && [ -d "$folder/python" ]; then  # the Python module, with the library that was installed
+    quietly cmake --install "$folder" --component python --prefix "$work/python"
+    others=$(find "$work/python" -type f ! -path "$work/python/lib/python3/dist-packages/mova/*")
+    [ -z "$others" ] || fail "the component python brings more than the package: $others"
+    readelf -dW "$work"/python/lib/python3/dist-packages/mova/_native*.so >"$work/dynamic"
+    ! grep -qE "R(UN)?PATH" "$work/dynamic" || fail "the Python module looks for the library where it was built"
+    LD_LIBRARY_PATH=$installed/lib PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$work/python/lib/python3/dist-packages quietly /usr/bin/python3 -c \
+        'import mova; from mova import win32com; assert win32com.client.Dispatch("MovaCmdSvr.VeCmdManager").VbInitCmdManager(0) == 0x4000'
+fi
 if [ "$kind" = shared ]; then  # it is the shared one that was used
     readelf -dW "$work/by-pkg-config" | grep -q "NEEDED.*libmovacmdsvr\.so\.1" || fail "linked to something else"
 fi

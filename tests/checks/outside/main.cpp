@@ -2,7 +2,9 @@
 // promise.
 #include <mova/CVeCmdManager.h>
 #include <mova/Codes.h>
+#include <mova/mova.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +15,7 @@
 namespace {
 
 bool memoryIsShort = false;
+constexpr const char* kLong = "a path that no small text holds in itself, so that the library needs memory for it";
 int failures = 0;
 
 void expect(bool holds, const char* what) {
@@ -75,6 +78,19 @@ int main() {
         expect(listener->events == 0, "nothing happened, so there was no event");
     }
     expect(ended == 1, "the listener has gone with the object");
+    mova_handset* handle = nullptr;
+    memoryIsShort = true;
+    expect(mova_create("/dev/none", nullptr, &handle) == 0x8007000E && handle == nullptr,
+           "short memory is a code of the C interface");
+    memoryIsShort = false;
+    expect(mova_create(nullptr, nullptr, &handle) == MOVA_SUCCESS, "there is a handle when there is memory");
+    std::size_t length = 77;
+    memoryIsShort = true;
+    const mova_code shortCode = mova_set_log_file_path(handle, kLong, MOVA_TO_ZERO);
+    const mova_code noText = mova_get_cmp_version(handle, 0, nullptr, 0, &length);
+    memoryIsShort = false;
+    expect(shortCode == MOVA_OUT_OF_MEMORY && noText == MOVA_OUT_OF_MEMORY && length == 77, "then nothing is written");
+    mova_destroy(handle);
     mova::CVeCmdManager without;
     expect(without.IsCommDeviceOpen() == 0, "an object needs no listener");
     if (failures == 0) std::printf("all as promised\n");
