@@ -25,6 +25,7 @@ rm -f "$prefix/noisy"
 client=$!
 build/linux/tests/noise --megabytes "$megabytes" --each $each --serve "$prefix/noisy" --client $client
 status=$?
+[ $status -eq 0 ] || kill "$client" 2>/dev/null  # it would wait for its answer
 wait "$client" || status=1
 client=
 tr -d '\r' <"$prefix/client.log"

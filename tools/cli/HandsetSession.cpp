@@ -10,7 +10,7 @@
 namespace mova::cli {
 
 namespace {
-std::size_t sizeOf(const std::string& text) { return sizeof text + text.size(); }
+std::size_t sizeOf(const std::string& text) { return sizeof(std::string) + text.size(); }
 }  // namespace
 
 void ConfirmationInbox::OnCpGetMovaCnf(std::int32_t, std::int32_t, const std::string& text) {

@@ -31,12 +31,14 @@ class DamageCount {
 public:
     void take(const LineTalk& talk) {
         for (const LineTurn& turn : talk) received_ += turn.received;
-        const std::size_t whole = received_.rfind('\n') + 1;
-        const std::size_t from = cutLine_ && whole > 0 ? received_.find('\n') + 1 : 0;
+        const std::size_t last = received_.rfind('\n');
+        const bool anyEnd = last != std::string::npos;
+        const std::size_t whole = anyEnd ? last + 1 : 0;
+        const std::size_t from = cutLine_ && anyEnd ? received_.find('\n') + 1 : 0;
         const Damage damage = damageIn(std::string_view(received_).substr(from, whole - from));
         received_.erase(0, whole);
         // No line of the protocol is as long: what comes of it until its end is none.
-        cutLine_ = received_.size() > LineTap::kMostNoted || (cutLine_ && whole == 0);
+        cutLine_ = received_.size() > LineTap::kMostNoted || (cutLine_ && !anyEnd);
         if (cutLine_) received_.clear();
         if (count_ == 0) first_ = damage.first;
         count_ += damage.count;

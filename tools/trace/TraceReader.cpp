@@ -1,5 +1,6 @@
 #include "trace/TraceReader.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -243,11 +244,13 @@ void TraceReader::joinQuoted(Piece& piece) {
 
 // What is no record has been quoted, and with it what stands before it and does not quote itself. 0: there is none.
 std::size_t TraceReader::piecesUntilNoRecord() {
-    for (std::size_t place = 0; place < kMostAhead; ++place) {
+    std::size_t size = 0;
+    for (std::size_t place = 0; place < kMostAhead && size < kLongestRecord; ++place) {
         const Piece* const behind = ahead(place);
         if (!behind || !behind->stamp) return 0;
         if (!beginsRecord(behind->text) && !isNote(behind->text)) return place + 1;
         if (quotes(behind->text)) return 0;
+        size += behind->text.size();
     }
     return 0;
 }
@@ -290,7 +293,8 @@ Record TraceReader::finish(Piece piece) {
         const std::string count = std::to_string(piece.leftOut) + " characters ";
         remarks_.push_back(
             {piece.line, "this record is too long to be shown whole: " + count + "of its middle are left out"});
-        piece.text.insert(kKeptBeginning, "[" + count + "left out here]");
+        // Blanks before the time may have been most of it.
+        piece.text.insert(std::min(kKeptBeginning, piece.text.size()), "[" + count + "left out here]");
     }
     if (piece.quotedLine != 0) {
         remarks_.push_back({piece.line, "this record quotes the line: what looks like a record in line " +

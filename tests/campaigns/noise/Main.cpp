@@ -22,7 +22,7 @@ namespace {
 // What waits for its terminator is at most 16 MiB. While it grows to that, a copy of half of it is there, and the heap
 // keeps some of what was freed.
 constexpr std::size_t kMostGrowth = 50'000;      // kB of resident memory
-constexpr std::size_t kMostLaterGrowth = 2'000;  // kB, from the first quarter on
+constexpr std::size_t kMostLaterGrowth = 2'000;  // kB, from the first quarter on, which has each kind of noise
 constexpr std::size_t kMostLeft = 500'000;       // bytes in use when the noise is over and the queue is cleared
 constexpr bool kMemoryIsTheProgramsOwn = !kAddressSanitizer && !kThreadSanitizer;
 
@@ -49,7 +49,7 @@ public:
     bool run() {
         const auto begin = std::chrono::steady_clock::now();
         for (std::size_t round = 0; round < options_.rounds(); ++round) {
-            const bool early = round < std::max<std::size_t>(options_.rounds() / 4, 1);
+            const bool early = round < std::max(options_.rounds() / 4, kKindsOfNoise);
             std::size_t& most = early ? early_ : late_;
             const auto look = [&] {
                 const std::size_t now = kilobytesOf(options_.client);

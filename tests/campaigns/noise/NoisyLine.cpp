@@ -28,8 +28,8 @@ std::string randomBytes() {
 }
 
 const std::string& noiseOf(std::size_t round) {
-    static const std::array kKinds{randomBytes(), repeated("x"), repeated("+CREG: 0,1\r\n"),
-                                   repeated("AT*MOVA=0C0080010106008000341201002D\r")};
+    static const std::array<std::string, kKindsOfNoise> kKinds{randomBytes(), repeated("x"), repeated("+CREG: 0,1\r\n"),
+                                                               repeated("AT*MOVA=0C0080010106008000341201002D\r")};
     return kKinds[round % kKinds.size()];
 }
 

@@ -10,6 +10,7 @@
 namespace mova::noise {
 
 constexpr std::size_t kMegabyte = 1'000'000;
+constexpr std::size_t kKindsOfNoise = 4;
 
 class NoisyLine {
 public:

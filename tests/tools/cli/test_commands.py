@@ -1,7 +1,10 @@
 """Every command against the simulated handset, and what is said when something is wrong."""
+import fcntl
 import os
 import pty
 import signal
+import struct
+import termios
 import time
 import tty
 
@@ -212,9 +215,11 @@ class MonitorTest(BenchTest):
         os.symlink(os.ttyname(slave), self.link)
         process = self.start("--port", "7", "monitor")
         self.assertIn("watching", process.stderr.readline())
-        for _ in range(300):
-            os.write(master, b"x" * 4000)
-        time.sleep(0.5)  # what has come is looked at before the rest comes
+        noise = b"x" * (2**20 + 1)
+        while noise:
+            noise = noise[os.write(master, noise[:4000]):]
+        wait_until(lambda: struct.unpack("i", fcntl.ioctl(slave, termios.FIONREAD, bytes(4)))[0] == 0, "the line to be read")
+        time.sleep(0.3)  # what has come is looked at before the rest comes
         os.write(master, b"*MOVA=05000500020199\r\n")
         os.write(master, b"*MOVA=05000500020103\r\n")
         while "05000201" not in process.stdout.readline():

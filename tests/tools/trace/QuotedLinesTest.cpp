@@ -181,6 +181,12 @@ TEST(LongRecords, OfManyLinesToo) {
     EXPECT_EQ(reading.texts().back(), "AT-S AT+CSQ");
 }
 
+TEST(LongRecords, OfBlanksAreBorne) {
+    const Reading reading = readFile("AT-R x" + std::string(6 * kMiB, ' ') + "[T:9]\nAT-S AT\t\t\t\t[T:12]\n");
+    EXPECT_THAT(reading.texts(),
+                ElementsAre(::testing::MatchesRegex("AT-R x.[0-9]+ characters left out here."), "AT-S AT"));
+}
+
 TEST(LongRecords, LongerThanTheComponentWritesAreNone) {
     EXPECT_EQ(errorOf("AT-Purge " + std::string(65 * kMiB, 'x')),
               "t.log:1: a line of more than 64 MiB; this is not a trace file");
