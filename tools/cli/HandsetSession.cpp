@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "cli/FileAccess.h"
+#include "cli/KeptForGood.h"
 #include "cli/PortChoice.h"
 
 namespace mova::cli {
@@ -19,14 +20,6 @@ std::vector<std::string> ConfirmationInbox::take() {
 }
 
 namespace {
-
-// Threads of the component that use it may outlive main.
-SessionPlatform* keepForGood(std::unique_ptr<SessionPlatform> platform) {
-    static auto& mutex = *new std::mutex();
-    const std::lock_guard guard(mutex);
-    static auto& kept = *new std::vector<std::unique_ptr<SessionPlatform>>();
-    return kept.emplace_back(std::move(platform)).get();
-}
 
 void requireWritableFor(const char* option, const std::string& path) {
     if (!path.empty()) requireWritable(path, std::string(option) + " " + path);
@@ -83,7 +76,7 @@ std::string HandsetSession::chosenPort() {
 
 void HandsetSession::open() {
     auto target = std::make_unique<PortTarget>(options_.port.empty() ? chosenPort() : options_.port);
-    system_ = keepForGood(std::make_unique<SessionPlatform>(target->platform()));
+    system_ = &keepForGood(std::make_unique<SessionPlatform>(target->platform()));
     auto handset = std::make_unique<CVeCmdManager>(system_->platform, inbox_);
     requireWritableFor("--trace", options_.traceFile);
     requireWritableFor("--log", options_.logFile);

@@ -1,6 +1,7 @@
 #include "cli/NearestName.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/Text.h"
 
@@ -31,9 +32,9 @@ std::string didYouMean(std::string_view word, const std::vector<std::string>& na
     const std::string* nearest = nullptr;
     std::size_t least = word.size() / 3 + 2;  // what is farther away than a third of it was not meant
     for (const std::string& name : names) {
-        const std::size_t far = distance(word, name);
-        if (far >= least || far >= name.size()) continue;
-        least = far;
+        const std::size_t apart = distance(word, name);
+        if (apart >= least || apart >= name.size()) continue;
+        least = apart;
         nearest = &name;
     }
     return nearest == nullptr ? std::string() : "; did you mean \"" + *nearest + "\"?";
