@@ -5,6 +5,7 @@
 
 #include "base/HeldText.h"
 #include "cli/FileAccess.h"
+#include "cli/KeptForGood.h"
 #include "cli/PortChoice.h"
 
 namespace mova::cli {
@@ -36,14 +37,6 @@ std::uint64_t ConfirmationInbox::takeDropped() {
 }
 
 namespace {
-
-// Threads of the component that use it may outlive main.
-SessionPlatform* keepForGood(std::unique_ptr<SessionPlatform> platform) {
-    static auto& mutex = *new std::mutex();
-    const std::lock_guard guard(mutex);
-    static auto& kept = *new std::vector<std::unique_ptr<SessionPlatform>>();
-    return kept.emplace_back(std::move(platform)).get();
-}
 
 void requireWritableFor(const char* option, const std::string& path) {
     if (!path.empty()) requireWritable(path, std::string(option) + " " + path);
@@ -124,7 +117,7 @@ std::string HandsetSession::chosenPort() {
 void HandsetSession::open() {
     if (!lost_) {
         target_ = std::make_unique<PortTarget>(options_.port.empty() ? chosenPort() : options_.port);
-        system_ = keepForGood(std::make_unique<SessionPlatform>(target_->platform()));
+        system_ = &keepForGood(std::make_unique<SessionPlatform>(target_->platform()));
     }
     const Code opened = openTarget();
     if (opened != Code::Success) throw target_->whyNotOpened(opened);

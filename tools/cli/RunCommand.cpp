@@ -4,6 +4,7 @@
 
 #include "base/Text.h"
 #include "cli/Commands.h"
+#include "cli/KeptForGood.h"
 #include "cli/RunMany.h"
 #include "cli/ScriptRunner.h"
 #include "cli/StepLines.h"
@@ -77,7 +78,7 @@ private:
 
 void runScript(Context& context, const RunOptions& options) {
     // Kept for good: a station that hangs in spite of an interrupt still reads it.
-    const auto& script = *new Script(loadScript(options, context.within));
+    const Script& script = keepForGood(std::make_unique<Script>(loadScript(options, context.within)));
     const bool many = !options.stations.empty() || !options.ports.empty();
     if (many) {
         runOnStations(context, options, script);

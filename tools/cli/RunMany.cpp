@@ -7,6 +7,7 @@
 #include "base/Text.h"
 #include "cli/ChosenStations.h"
 #include "cli/Interrupt.h"
+#include "cli/KeptForGood.h"
 #include "cli/LiveLines.h"
 #include "cli/StationRun.h"
 #include "cli/StepLines.h"
@@ -183,8 +184,7 @@ void runOnStations(Context& context, const RunOptions& options, const Script& sc
         failUsage("--stations and --ports name the ports: neither --port nor --station goes with them");
     }
     // Kept for good, as what hangs in spite of an interrupt still uses it.
-    auto& run = *new ManyRun(context, options, script);
-    run.run();
+    keepForGood(std::make_unique<ManyRun>(context, options, script)).run();
 }
 
 }  // namespace mova::cli

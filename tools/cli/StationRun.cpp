@@ -71,19 +71,19 @@ void StationRun::start(const std::shared_ptr<StationRun>& run, std::function<voi
 
 void StationRun::run(const std::function<void(const StepOutcome&)>& tell) {
     tell_ = tell;
-    std::string trouble;
+    Failure trouble;
     try {
         runAndClose();
     } catch (const Failure& failure) {
-        trouble = failure.message;
+        trouble = failure;
     } catch (const std::exception& error) {
-        trouble = error.what();
+        trouble = {ExitStatus::LineTrouble, error.what(), {}};
     }
     const std::lock_guard guard(mutex_);
-    if (!trouble.empty() && current_) {
+    if (!trouble.message.empty() && current_) {
         current_->verdict = StepOutcome::Verdict::Failed;
-        current_->status = ExitStatus::LineTrouble;
-        current_->problem = trouble;
+        current_->status = trouble.status;
+        current_->problem = trouble.message;
         report_.steps.push_back(std::move(*current_));
         current_.reset();
     }

@@ -1,16 +1,15 @@
 #include "program/Suggestion.h"
 
 #include <algorithm>
-#include <cctype>
 #include <vector>
+
+#include "base/Text.h"
 
 namespace mova {
 
 namespace {
 
 constexpr std::size_t kBeginning = 2;  // letters that tell a word by its beginning
-
-int lower(char c) { return std::tolower(static_cast<unsigned char>(c)); }
 
 }  // namespace
 
@@ -23,10 +22,10 @@ std::size_t editDistance(std::string_view one, std::string_view other) {
         last.swap(row);
         row[0] = i;
         for (std::size_t j = 1; j <= other.size(); ++j) {
-            const bool same = lower(one[i - 1]) == lower(other[j - 1]);
+            const bool same = lowerCase(one[i - 1]) == lowerCase(other[j - 1]);
             row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same ? 0 : 1)});
-            const bool swapped =
-                i > 1 && j > 1 && lower(one[i - 1]) == lower(other[j - 2]) && lower(one[i - 2]) == lower(other[j - 1]);
+            const bool swapped = i > 1 && j > 1 && lowerCase(one[i - 1]) == lowerCase(other[j - 2]) &&
+                                 lowerCase(one[i - 2]) == lowerCase(other[j - 1]);
             if (swapped) row[j] = std::min(row[j], before[j - 2] + 1);
         }
     }
