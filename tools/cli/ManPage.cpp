@@ -40,6 +40,7 @@ constexpr std::array kExamples{
     Explained{"mova --port 7 e2p diff handset.e2p", "what has changed since"},
     Explained{"mova --port 7 --trace trace.log run station.mova", "a test sequence, with a record of the traffic"},
     Explained{"mova --port 7 shell", "one command after the other"},
+    Explained{"mova --port 7 terminal", "what is typed goes to the handset; Ctrl-T ? shows the keys"},
 };
 
 // The fields of each command's JSON object.
@@ -59,11 +60,14 @@ constexpr std::array kFields{
     Explained{"hci, wifi", "reply (null for an acknowledgement alone)"},
     Explained{"monitor",
               "an object a confirmation, with time and text, and damaged (why) where it is; at the end count (of whole "
-              "ones) and damaged (how many)"},
+              "ones) and damaged (how many). Of a port that went away an object with time and port (gone, back), and at the "
+              "end portLost (how often)"},
     Explained{"raw write", "written; with --read also bytes, hex, text"},
     Explained{"raw read", "bytes, hex, text"},
     Explained{"signals", "cts, dsr, ring, carrier"},
-    Explained{"run", "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds"},
+    Explained{"run",
+              "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds; portLost (how "
+              "often), where the port went away"},
 };
 
 // --- the man macros
