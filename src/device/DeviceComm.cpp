@@ -86,7 +86,7 @@ Code DeviceComm::findDevicePath(std::string& path) {
     const CardType card = PortDiscovery(platform_).lookUp(portNumber_, driverName);
     message("Get Driver Name: %s", driverName.c_str());
     usbCard_ = isUsb(card);
-    path = "\\\\.\\" + serial_.nameOf(portNumber_);
+    path = "\\\\.\\" + serial_.portName(portNumber_);
     // Deliberate: a port that the device tree does not list is never opened by number.
     if (driverName.empty() || portNumber_ == 0 || portNumber_ > kLastPort) return Code::NotOpen;
     return Code::Success;

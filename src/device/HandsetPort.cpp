@@ -36,7 +36,7 @@ void HandsetPort::setDeviceType(std::int16_t type, std::int32_t parameter1, std:
 }
 
 void HandsetPort::setDebugPrefix() {
-    const std::string port = isSerial() ? platform_.serial.nameOf(portNumber_) : std::string();
+    const std::string port = isSerial() ? platform_.serial.portName(portNumber_) : std::string();
     debug_.setPrefix("MovaCmdSvr:(" + port + ") ");
 }
 

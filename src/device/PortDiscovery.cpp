@@ -112,7 +112,7 @@ CardType PortDiscovery::lookUp(std::uint32_t portNumber, std::string& driverName
 }
 
 bool PortDiscovery::findDevice(TreeFamily family, std::uint32_t portNumber, int skip, std::string& path) {
-    const std::string name = serial_.nameOf(portNumber);
+    const std::string name = serial_.portName(portNumber);
     const std::string marked = "(" + name + ")";
     if (family == TreeFamily::Legacy) {
         Search byName{"FriendlyName", marked, skip, false, false};

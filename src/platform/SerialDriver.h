@@ -142,7 +142,7 @@ public:
     virtual ~SerialDriver() = default;
 
     // What the system calls port n. A driver of one device alone, which somebody named by its path, has a name for it.
-    virtual std::string nameOf(std::int64_t number) const { return "COM" + std::to_string(number); }
+    virtual std::string portName(std::int64_t number) const { return "COM" + std::to_string(number); }
 
     // The path is "\\.\" and such a name, or any device path, which is taken as it stands. The port is opened for this
     // caller alone, to read and to write. The result is kInvalidPort on failure.

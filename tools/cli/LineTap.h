@@ -41,7 +41,7 @@ public:
     // Of the open port, at once; the manager has it for the next opening.
     bool changeBaudRate(std::uint32_t rate);
 
-    std::string nameOf(std::int64_t number) const override { return driver_.nameOf(number); }
+    std::string portName(std::int64_t number) const override { return driver_.portName(number); }
     PortHandle open(const std::string& path, bool overlapped) override;
     bool close(PortHandle port) override;
     bool setQueueSizes(PortHandle port, std::uint32_t input, std::uint32_t output) override {

@@ -53,6 +53,7 @@ constexpr std::array kExamples{
     Explained{"mova --port 7 --trace trace.log run station.mova", "a test sequence, with a record of the traffic"},
     Explained{"mova run station.mova --stations left,right --junit report.xml", "the same on two handsets at once"},
     Explained{"mova --port 7 shell", "one command after the other"},
+    Explained{"mova --port 7 terminal", "what is typed goes to the handset; Ctrl-T ? shows the keys"},
 };
 
 // The fields of each command's JSON object.
@@ -74,9 +75,11 @@ constexpr std::array kFields{
     Explained{"e2p diff", "differences: list of object, record, texts; compared, different"},
     Explained{"e2p password, auth-request, auth-key, serial-number, hash-request, lock-otp", "data"},
     Explained{"hci, wifi", "reply (null for an acknowledgement alone)"},
-    Explained{"monitor",
-              "an object a confirmation, with time and text, and damaged (why) where it is; at the end count (of whole "
-              "ones) and damaged (how many)"},
+    Explained{
+        "monitor",
+        "an object a confirmation, with time and text, and damaged (why) where it is; at the end count (of whole "
+        "ones) and damaged (how many). Of a port that went away an object with time and port (gone, back), and at the "
+        "end portLost (how often)"},
     Explained{"raw write", "written; with --read also bytes, hex, text"},
     Explained{"raw read", "bytes, hex, text"},
     Explained{"signals", "cts, dsr, ring, carrier"},
@@ -85,7 +88,7 @@ constexpr std::array kFields{
         "file, passed, failed, notRun, steps: list of file, line, text, verdict, problem, output, seconds, within "
         "repeats also round, and captured with the values that it captured; on several stations in place of "
         "steps stations: list of station, port, status (its exit code), problem, passed, failed, notRun, "
-        "seconds, steps"},
+        "seconds, steps; portLost (how often), where the port went away"},
 };
 
 constexpr std::size_t kFooterWidth = 70;

@@ -80,7 +80,7 @@ StandardInput::~StandardInput() { state_->giveBack(); }
 StandardInput::Outcome StandardInput::read(std::string& bytes, std::uint32_t milliseconds) {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     if (poll(&input, 1, static_cast<int>(milliseconds)) <= 0) return Outcome::Nothing;  // also woken by a signal
-    std::array<char, 4096> buffer;
+    std::array<char, 4096> buffer{};
     const ssize_t got = ::read(STDIN_FILENO, buffer.data(), buffer.size());
     if (got < 0 && (errno == EINTR || errno == EAGAIN)) return Outcome::Nothing;
     if (got <= 0) return Outcome::Ended;

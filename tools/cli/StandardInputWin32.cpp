@@ -3,14 +3,18 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
 
 #include "cli/StandardInput.h"
 
 namespace mova::cli {
 
 namespace {
-
-constexpr DWORD kPipePause = 10;  // milliseconds between looks into a pipe, which cannot be waited for
 
 std::atomic<DWORD> asItWas{0};
 std::atomic<bool> changed{false};
@@ -24,19 +28,60 @@ void restoreTerminal() noexcept {
 }
 
 struct StandardInput::State {
-    enum class Kind { Console, Pipe, File } kind = Kind::File;
+    // A pipe or file. Neither can be waited for, so a thread of its own reads it, one piece ahead; it ends with the input or
+    // the program.
+    class PipedInput {
+    public:
+        static std::shared_ptr<PipedInput> start() {
+            auto piped = std::make_shared<PipedInput>();
+            std::thread([piped] { piped->readAll(); }).detach();
+            return piped;
+        }
+
+        StandardInput::Outcome take(std::string& bytes, std::uint32_t milliseconds) {
+            std::unique_lock lock(mutex_);
+            changed_.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                              [this] { return ended_ || !piece_.empty(); });
+            if (piece_.empty()) return ended_ ? StandardInput::Outcome::Ended : StandardInput::Outcome::Nothing;
+            bytes += std::exchange(piece_, {});
+            changed_.notify_all();
+            return StandardInput::Outcome::Bytes;
+        }
+
+    private:
+        void readAll() {
+            std::array<char, 4096> buffer{};
+            for (;;) {
+                DWORD got = 0;
+                const BOOL read = ReadFile(input(), buffer.data(), static_cast<DWORD>(buffer.size()), &got, nullptr);
+                std::unique_lock lock(mutex_);
+                changed_.wait(lock, [this] { return piece_.empty(); });
+                ended_ = !read || got == 0;
+                piece_.assign(buffer.data(), got);
+                changed_.notify_all();
+                if (ended_) return;
+            }
+        }
+
+        std::mutex mutex_;
+        std::condition_variable changed_;
+        std::string piece_;
+        bool ended_ = false;
+    };
+
+    bool isConsole = false;
+    std::shared_ptr<PipedInput> piped;
     wchar_t firstHalf = 0;  // of a character of two
 
     State() {
         DWORD mode = 0;
-        kind = GetConsoleMode(input(), &mode)           ? Kind::Console
-               : GetFileType(input()) == FILE_TYPE_PIPE ? Kind::Pipe
-                                                        : Kind::File;
+        isConsole = GetConsoleMode(input(), &mode) != 0;
+        if (!isConsole) piped = PipedInput::start();
     }
 
     void takeKeys() const {
         DWORD mode = 0;
-        if (kind != Kind::Console || !GetConsoleMode(input(), &mode)) return;
+        if (!isConsole || !GetConsoleMode(input(), &mode)) return;
         asItWas = mode;
         const DWORD without = ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT | ENABLE_PROCESSED_INPUT;
         changed = SetConsoleMode(input(), mode & ~without) != 0;
@@ -69,26 +114,6 @@ struct StandardInput::State {
         }
         return bytes.size() > before ? Outcome::Bytes : Outcome::Nothing;
     }
-
-    static Outcome readFile(std::string& bytes) {
-        std::array<char, 4096> buffer{};
-        DWORD got = 0;
-        if (!ReadFile(input(), buffer.data(), static_cast<DWORD>(buffer.size()), &got, nullptr) || got == 0) {
-            return Outcome::Ended;
-        }
-        bytes.append(buffer.data(), got);
-        return Outcome::Bytes;
-    }
-
-    static Outcome readPipe(std::string& bytes, DWORD milliseconds) {
-        for (DWORD waited = 0;; waited += kPipePause) {
-            DWORD there = 0;
-            if (!PeekNamedPipe(input(), nullptr, 0, nullptr, &there, nullptr)) return Outcome::Ended;
-            if (there > 0) return readFile(bytes);
-            if (waited >= milliseconds) return Outcome::Nothing;
-            Sleep(std::min(kPipePause, milliseconds - waited));
-        }
-    }
 };
 
 StandardInput::StandardInput(Mode mode) : state_(std::make_unique<State>()) {
@@ -98,12 +123,7 @@ StandardInput::StandardInput(Mode mode) : state_(std::make_unique<State>()) {
 StandardInput::~StandardInput() { restoreTerminal(); }
 
 StandardInput::Outcome StandardInput::read(std::string& bytes, std::uint32_t milliseconds) {
-    switch (state_->kind) {
-        case State::Kind::Console: return state_->readConsole(bytes, milliseconds);
-        case State::Kind::Pipe: return State::readPipe(bytes, milliseconds);
-        case State::Kind::File: break;
-    }
-    return State::readFile(bytes);
+    return state_->isConsole ? state_->readConsole(bytes, milliseconds) : state_->piped->take(bytes, milliseconds);
 }
 
 }  // namespace mova::cli

@@ -129,7 +129,7 @@ private:
     }
 
     // In pieces, so that a port that takes nothing holds up neither keys nor what comes.
-    void send(std::string bytes) {
+    void send(const std::string& bytes) {
         constexpr std::size_t kPiece = 64;
         for (std::size_t at = 0; at < bytes.size() && !context_.session.isLost(); at += kPiece) {
             const std::string piece = bytes.substr(at, kPiece);

@@ -60,9 +60,8 @@ std::string TerminalView::takeHexadecimal(std::string_view bytes) {
     return out;
 }
 
-std::string TerminalView::takeText(std::string bytes) {
+std::string TerminalView::takeText(std::string_view text) {
     std::string out;
-    std::string_view text = bytes;
     while (!text.empty()) {
         const std::size_t plain = std::min(text.find_first_of("\r\n"), text.size());
         const bool last = plain == text.size();

@@ -27,7 +27,7 @@ public:
     std::string endLine();  // what brings the terminal to the beginning of a line
 
 private:
-    std::string takeText(std::string bytes);
+    std::string takeText(std::string_view text);
     std::string takeHexadecimal(std::string_view bytes);
     void show(std::string& out, std::string_view text);
     void breakLine(std::string& out);

@@ -21,7 +21,7 @@ public:
     explicit PosixSerialDriver(PortLinks links);
     ~PosixSerialDriver() override;
 
-    std::string nameOf(std::int64_t number) const override { return links_.nameOf(number); }
+    std::string portName(std::int64_t number) const override { return links_.nameOf(number); }
     PortHandle open(const std::string& path, bool overlapped) override;
     bool close(PortHandle port) override;
     bool setQueueSizes(PortHandle port, std::uint32_t input, std::uint32_t output) override;

@@ -47,8 +47,54 @@ on "a script" 1 "mova: station.mova:3: line 4: no line is like \"ERROR\"" run st
 check "no such port" 3 "  0x4000 NotOpen: .*" --port 99 at AT
 check "wrong usage" 2 "mova: there is no command \"bogus\"" bogus
 check "help" 0 "  e2p +Reads and writes E2P objects.*" --help
-session=$(printf 'at AT\r\ne2p read 0x1234 2\r\nexit\r\n' | timeout 120 wine "$program" --port "$port" shell 2>/dev/null | tr -d '\r')
-if [ "$session" = $'OK\nA55A' ]; then passed=$((passed + 1)); else failed=$((failed + 1)); echo "FAILED: a session: $session"; fi
+
+# piped NAME INPUT OUTPUT ARGUMENT...: the exact standard output for a standard input.
+piped() {
+    local name=$1 input=$2 expected=$3 output
+    output=$(printf '%b' "$input" | timeout 120 wine "$program" --port "$port" "${@:4}" 2>/dev/null | tr -d '\r')
+    if [ "$output" = "$expected" ]; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        printf 'FAILED: %s: %s\n' "$name" "$output"
+    fi
+}
+
+piped "a session" 'at AT\r\ne2p read 0x1234 2\r\nexit\r\n' $'OK\nA55A' shell
+piped "its lines for the handset, and its settings" 'AT+CSQ\r\nset timeout 900\r\nset\r\n' \
+    $'+CSQ: 21,99\nOK\ntimeout 900\nport '"$port"$'\ntrace off\njson off' shell
+piped "a terminal" 'AT+CSQ\r\n' $'AT+CSQ\n+CSQ: 21,99\n\nOK' terminal --quiet 2000
+piped "its hexadecimal view" 'AT\r' $'41 54 0D 0D 0A\n4F 4B 0D 0A' terminal --quiet 2000 --hex
+
+# until_line PATTERN FILE
+until_line() {
+    for _ in $(seq 600); do
+        grep -qE -- "$1" "$2" 2>/dev/null && return
+        sleep 0.1
+    done
+    echo "$2 never had: $1"
+}
+
+# The caller can pull the cable of this port, by the file "cable" and the port's number in the prefix.
+if [ -n "${MOVA_PULLED_PORT:-}" ]; then
+    cable=$WINEPREFIX/cable$MOVA_PULLED_PORT
+    printf 'at AT\nsleep 5000\nat AT+CSQ\n' >pulled.mova
+    timeout 180 wine "$program" --port "$MOVA_PULLED_PORT" run pulled.mova >out 2>err </dev/null &
+    running=$!
+    until_line '1: at AT' out
+    touch "$cable.out"
+    until_line 'is gone; waiting for it' err
+    touch "$cable.in"
+    wait "$running"
+    ended=$?
+    if [ "$ended" -eq 0 ] && grep -q 'is back after' err && grep -q '3: at AT+CSQ' out; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        echo "FAILED: a pulled cable: exit code $ended"
+        cat out err
+    fi
+fi
 
 echo "mova.exe: $passed passed, $failed failed"
 [ "$failed" -eq 0 ] && [ "$passed" -gt 20 ]
