@@ -13,13 +13,10 @@
 #include "PseudoTerminal.h"
 #include "TempFolder.h"
 #include "platform/posix/PosixThreading.h"
+#include "support/OpenDescriptors.h"
 
 namespace mova {
 namespace {
-
-auto descriptorCount() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
-}
 
 class PosixNamedMutexTest : public testing::Test {
 protected:

@@ -15,6 +15,7 @@
 #include "PseudoTerminal.h"
 #include "TempFolder.h"
 #include "platform/posix/PosixSerialDriver.h"
+#include "support/OpenDescriptors.h"
 
 namespace mova {
 namespace {
@@ -41,10 +42,6 @@ termios2 terminalAt(int master) {
     termios2 terminal{};
     EXPECT_EQ(ioctl(master, TCGETS2, &terminal), 0);
     return terminal;
-}
-
-auto descriptorCount() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
 
 class PosixSerialDriverTest : public testing::Test {
