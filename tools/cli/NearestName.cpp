@@ -11,10 +11,10 @@ namespace {
 
 // How many letters must be changed, put in, left out or exchanged with their neighbours.
 std::size_t distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> before, last, now(b.size() + 1);
+    std::vector<std::size_t> last, now(b.size() + 1);
     for (std::size_t j = 0; j <= b.size(); ++j) now[j] = j;
     for (std::size_t i = 1; i <= a.size(); ++i) {
-        before = std::exchange(last, now);
+        const std::vector<std::size_t> before = std::exchange(last, now);
         now[0] = i;
         for (std::size_t j = 1; j <= b.size(); ++j) {
             const bool same = lowerCase(a[i - 1]) == lowerCase(b[j - 1]);
