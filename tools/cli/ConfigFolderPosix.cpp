@@ -4,7 +4,7 @@
 namespace mova::cli {
 
 std::string configFolder() {
-    const std::string folder = environmentOr(variable::kConfigHome, "");
+    std::string folder = environmentOr(variable::kConfigHome, "");
     if (folder.starts_with('/')) return folder;  // any other is to be passed over
     const std::string home = environmentOr(variable::kHome, "");
     return home.empty() ? home : home + "/.config";

@@ -17,7 +17,13 @@ std::string devicesOf(const std::vector<const ListedPort*>& ports) {
 
 PortChoice choosePort(const std::vector<ListedPort>& ports) {
     std::vector<const ListedPort*> likely, bare;
-    for (const ListedPort& port : ports) (port.number || port.usb ? likely : bare).push_back(&port);
+    for (const ListedPort& port : ports) {
+        if (port.number || port.usb) {
+            likely.push_back(&port);
+        } else {
+            bare.push_back(&port);
+        }
+    }
     if (likely.size() > 1) {
         failUsage("there are several ports and none is named",
                   "\"mova ports\" lists them; choose with --port or " + std::string(variable::kPort));

@@ -93,7 +93,7 @@ std::optional<UsbIdentity> usbIdentityOf(const std::string& device, const std::s
     fs::path folder = fs::canonical(folderOfTerminal(fs::path(device).filename().string()) / "device", failed);
     UsbIdentity usb;
     for (; !failed && folder != root && folder.has_relative_path(); folder = folder.parent_path()) {
-        if (usb.interface.empty()) usb.interface = attributeIn(folder / "bInterfaceNumber");
+        if (usb.interfaceNumber.empty()) usb.interfaceNumber = attributeIn(folder / "bInterfaceNumber");
         if (usb.portIndex.empty()) usb.portIndex = attributeIn(folder / "port_number");
         usb.vendor = attributeIn(folder / "idVendor");
         if (usb.vendor.empty()) continue;

@@ -155,14 +155,16 @@ private:
 Variables variablesSet(const RunOptions& options, const Script& script) {
     const std::vector<std::string> known = variablesIn(script.steps);
     Variables set;
+    const auto refuse = [](const std::string& text, const std::string& why, const char* hint = "") {
+        failUsage("--set " + text + ": " + why, hint);
+    };
     for (const std::string& text : options.set) {
         const auto equals = text.find('=');
         const std::string name = text.substr(0, equals);
-        if (equals == text.npos || !isVariableName(name))
-            failUsage("--set " + text + ": expected name=value", kVariableNameRule);
-        if (isOwnVariable(name)) failUsage("--set " + text + ": ${" + name + "} is told by the run itself");
+        if (equals == text.npos || !isVariableName(name)) refuse(text, "expected name=value", kVariableNameRule);
+        if (isOwnVariable(name)) refuse(text, format("${%s} is told by the run itself", name.c_str()));
         if (std::find(known.begin(), known.end(), name) == known.end())
-            failUsage("--set " + text + ": the script has no variable \"" + name + "\"" + suggestion(name, known));
+            refuse(text, format("the script has no variable \"%s\"", name.c_str()) + suggestion(name, known));
         set[name] = text.substr(equals + 1);
     }
     return set;

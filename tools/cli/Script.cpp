@@ -39,6 +39,7 @@ constexpr std::array kExpectationWords{
 
 std::vector<std::string> expectationNames() {
     std::vector<std::string> names;
+    names.reserve(kExpectationWords.size());
     for (const ExpectationWord& directive : kExpectationWords) names.emplace_back(directive.word);
     return names;
 }
@@ -62,6 +63,7 @@ class Parser {
 public:
     Parser(std::string path, const Parser* includedBy) : path_(std::move(path)), includedBy_(includedBy) {}
 
+    // NOLINTNEXTLINE(misc-no-recursion): kMostIncludes deep at most
     std::vector<ScriptStep> parse(const std::string& text) {
         for (const std::string& line : splitAt(text, '\n')) {
             ++number_;
@@ -91,6 +93,7 @@ private:
         return here().emplace_back(std::move(step));
     }
 
+    // NOLINTNEXTLINE(misc-no-recursion)
     void take(std::string_view content) {
         checkReferences(content);
         const auto [word, rest] = cutWord(content);
@@ -212,6 +215,7 @@ private:
         add(ScriptStep::Kind::Let, content, value).name = std::move(name);
     }
 
+    // NOLINTNEXTLINE(misc-no-recursion)
     void takeInclude(std::string_view content, std::string_view rest) {
         const auto words = splitWords(rest);
         if (!words || words->size() != 1) fail(content, "include needs one file");

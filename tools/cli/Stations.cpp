@@ -45,6 +45,7 @@ public:
         }
         std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
         std::vector<Station> stations;
+        stations.reserve(found.size());
         for (auto& [position, station] : found) stations.push_back(std::move(station));
         return stations;
     }

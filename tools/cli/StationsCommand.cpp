@@ -20,7 +20,7 @@ void listStations(Context& context) {
         const auto json = [](const auto& number) { return number ? Json(*number) : Json(nullptr); };
         std::string variables;
         for (const auto& [name, value] : station.variables)
-            variables += (variables.empty() ? "" : ", ") + name + " = " + value;
+            variables.append(variables.empty() ? "" : ", ").append(name).append(" = ").append(value);
         rows.push_back({station.name, station.port, text(station.baudRate), text(station.timeout), variables});
         Json entry = Json::object();
         entry["name"] = station.name;

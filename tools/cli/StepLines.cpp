@@ -30,7 +30,8 @@ std::vector<StyledText> linesOf(const StepOutcome& outcome, bool verbose) {
         lead = "                ";
     }
     if (outcome.output.empty() && step.kind == ScriptStep::Kind::Command) lines.emplace_back(lead + "none");
-    for (const auto& [name, value] : outcome.captured) lines.emplace_back("        " + name + " = " + value);
+    for (const auto& [name, value] : outcome.captured)
+        lines.emplace_back(format("        %s = %s", name.c_str(), value.c_str()));
     return lines;
 }
 

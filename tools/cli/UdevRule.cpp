@@ -43,8 +43,9 @@ UdevRule udevRule(std::int32_t number, const ListedPort& port, const std::vector
     const bool twin =
         anyOther([&](const UsbIdentity& other) { return other.socket != usb.socket && sameKind(other, usb); });
     const bool severalPorts = anyOther([&](const UsbIdentity& other) { return other.socket == usb.socket; });
-    const bool severalOnInterface = anyOther(
-        [&](const UsbIdentity& other) { return other.socket == usb.socket && other.interface == usb.interface; });
+    const bool severalOnInterface = anyOther([&](const UsbIdentity& other) {
+        return other.socket == usb.socket && other.interfaceNumber == usb.interfaceNumber;
+    });
     const bool bySocket = usb.serial.empty() || twin;
 
     // What is asked of the parents must hold for one of them, the adapter: its interface is asked of the port's own
@@ -53,7 +54,7 @@ UdevRule udevRule(std::int32_t number, const ListedPort& port, const std::vector
     if (bySocket) rule += test("KERNELS", usb.socket);
     rule += test("ATTRS{idVendor}", usb.vendor) + test("ATTRS{idProduct}", usb.product);
     if (!bySocket) rule += test("ATTRS{serial}", usb.serial);
-    if (severalPorts && !usb.interface.empty()) rule += test("ENV{ID_USB_INTERFACE_NUM}", usb.interface);
+    if (severalPorts && !usb.interfaceNumber.empty()) rule += test("ENV{ID_USB_INTERFACE_NUM}", usb.interfaceNumber);
     if (severalOnInterface && !usb.portIndex.empty()) rule += test("ENV{.ID_PORT}", usb.portIndex);
     rule += ", SYMLINK+=\"" + link + "\"";
 

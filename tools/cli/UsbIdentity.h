@@ -13,10 +13,10 @@ struct UsbIdentity {
     std::string name;     // the product's own
 
     // Linux.
-    std::string socket;     // where it is plugged in, as the kernel counts: "1-1.2"
-    std::string interface;  // the port's, two digits; empty: not told
-    std::string portIndex;  // among those of the interface; empty: the only one
-    std::string byId;       // the link below /dev/serial/by-id; empty: none
+    std::string socket;           // where it is plugged in, as the kernel counts: "1-1.2"
+    std::string interfaceNumber;  // the port's, two digits; empty: not told
+    std::string portIndex;        // among those of the interface; empty: the only one
+    std::string byId;             // the link below /dev/serial/by-id; empty: none
 };
 
 // Windows: of a device by its path below Enum, "USB\VID_0403&PID_6001\A50285BI" or as a bus driver writes it,
