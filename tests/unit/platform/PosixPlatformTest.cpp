@@ -132,11 +132,13 @@ TEST(PosixPlatform, OneDeviceAloneIsPortOneAndNeedsNoLink) {
     const auto key = platform.keys.open("SYSTEM\\CurrentControlSet\\Enum\\ROOT\\tty", KeyAccess::Read);
     std::string name;
     EXPECT_TRUE(platform.keys.subkey(key, 0, name));
-    EXPECT_EQ(name, "COM1");
+    EXPECT_EQ("/dev/" + name, terminal.slave());
+    EXPECT_EQ(platform.serial.portName(1), name);
+    const std::string path = "\\\\.\\" + name;
     EXPECT_FALSE(platform.keys.subkey(key, 1, name));
     platform.keys.close(key);
     EXPECT_EQ(platform.serial.open("\\\\.\\COM2", true), kInvalidPort);
-    const PortHandle port = platform.serial.open("\\\\.\\COM1", true);
+    const PortHandle port = platform.serial.open(path, true);
     EXPECT_NE(port, kInvalidPort);
     platform.serial.close(port);
 }
@@ -190,7 +192,7 @@ TEST(PortLinks, ADeviceByItsPathIsCalledAfterThePath) {
                   {"/tmp/station/./left", "left"},
                   {"/tmp/two words (left)\\\x1b", "two_words__left___"},
                   {"/tmp/a-name-that-is-longer-than-the-room-that-a-friendly-name-leaves",
-                   "-longer-than-the-room-that-a-friendly-name-leaves"}};
+                   "s-longer-than-the-room-that-a-friendly-name-leaves"}};
     for (const auto& [path, name] : kCases) {
         const PortLinks links = PortLinks::only(path);
         EXPECT_EQ(links.nameOf(1), name);
