@@ -58,16 +58,18 @@ constexpr std::array kFields{
     Explained{"e2p diff", "differences: list of object, record, texts; compared, different"},
     Explained{"e2p password, auth-request, auth-key, serial-number, hash-request, lock-otp", "data"},
     Explained{"hci, wifi", "reply (null for an acknowledgement alone)"},
-    Explained{"monitor",
-              "an object a confirmation, with time and text, and damaged (why) where it is; at the end count (of whole "
-              "ones) and damaged (how many). Of a port that went away an object with time and port (gone, back), and at the "
-              "end portLost (how often)"},
+    Explained{
+        "monitor",
+        "an object a confirmation, with time and text, and damaged (why) where it is; at the end count (of whole "
+        "ones) and damaged (how many). Of a port that went away an object with time and port (gone, back), and at the "
+        "end portLost (how often)"},
     Explained{"raw write", "written; with --read also bytes, hex, text"},
     Explained{"raw read", "bytes, hex, text"},
     Explained{"signals", "cts, dsr, ring, carrier"},
-    Explained{"run",
-              "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds; portLost (how "
-              "often), where the port went away"},
+    Explained{
+        "run",
+        "file, passed, failed, notRun, steps: list of line, text, verdict, problem, output, seconds; portLost (how "
+        "often), where the port went away"},
 };
 
 // --- the man macros
