@@ -132,11 +132,13 @@ TEST(PosixPlatform, OneDeviceAloneIsPortOneAndNeedsNoLink) {
     const auto key = platform.keys.open("SYSTEM\\CurrentControlSet\\Enum\\ROOT\\tty", KeyAccess::Read);
     std::string name;
     EXPECT_TRUE(platform.keys.subkey(key, 0, name));
-    EXPECT_EQ(name, "COM1");
+    EXPECT_EQ("/dev/" + name, terminal.slave());
+    EXPECT_EQ(platform.serial.portName(1), name);
+    const std::string path = "\\\\.\\" + name;
     EXPECT_FALSE(platform.keys.subkey(key, 1, name));
     platform.keys.close(key);
     EXPECT_EQ(platform.serial.open("\\\\.\\COM2", true), kInvalidPort);
-    const PortHandle port = platform.serial.open("\\\\.\\COM1", true);
+    const PortHandle port = platform.serial.open(path, true);
     EXPECT_NE(port, kInvalidPort);
     platform.serial.close(port);
 }
@@ -168,6 +170,44 @@ TEST(NativePlatform, TakesTheFolderOfThePortLinksFromTheEnvironment) {
         return nativePlatform().serial.open("\\\\.\\COM7", true) != kInvalidPort ? 0 : 1;
     });
     EXPECT_EQ(child.wait(), 0);
+}
+
+TEST(PortLinks, APortOfTheFolderIsCalledByItsNumber) {
+    const PortLinks links("/dev");
+    EXPECT_EQ(links.nameOf(1), "COM1");
+    EXPECT_EQ(links.nameOf(7), "COM7");
+    EXPECT_EQ(links.pathOf("COM7"), "/dev/COM7");
+    EXPECT_TRUE(links.isName("COM7"));
+    EXPECT_FALSE(links.isName("ttyUSB0"));
+}
+
+TEST(PortLinks, ADeviceByItsPathIsCalledAfterThePath) {
+    const struct {
+        const char* path;
+        const char* name;
+    } kCases[] = {{"/dev/ttyUSB0", "ttyUSB0"},
+                  {"/dev/pts/5", "pts/5"},
+                  {"/dev/serial/by-id/usb-FTDI_A50285BI-if00-port0", "serial/by-id/usb-FTDI_A50285BI-if00-port0"},
+                  {"/tmp/station/left", "left"},
+                  {"/tmp/station/./left", "left"},
+                  {"/tmp/two words (left)\\\x1b", "two_words__left___"},
+                  {"/tmp/a-name-that-is-longer-than-the-room-that-a-friendly-name-leaves",
+                   "s-longer-than-the-room-that-a-friendly-name-leaves"}};
+    for (const auto& [path, name] : kCases) {
+        const PortLinks links = PortLinks::only(path);
+        EXPECT_EQ(links.nameOf(1), name);
+        EXPECT_EQ(links.pathOf(name), path);
+        EXPECT_TRUE(links.isName(name));
+        EXPECT_EQ(links.names(), std::vector<std::string>{name});
+    }
+}
+
+TEST(PortLinks, TheOnlyDeviceIsPort1) {
+    const PortLinks links = PortLinks::only("/dev/ttyUSB0");
+    EXPECT_EQ(links.nameOf(2), "COM2");
+    EXPECT_EQ(links.pathOf("COM2"), "");
+    EXPECT_EQ(links.pathOf("COM1"), "");
+    EXPECT_FALSE(links.isName("COM1"));
 }
 
 }  // namespace
