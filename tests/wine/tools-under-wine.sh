@@ -5,7 +5,9 @@ set -uo pipefail
 cd "$(dirname "$0")/../.."
 source scripts/wine.sh
 dlls=$1 native=$2
-prefix=$PWD/build/tools-prefix
+kind=${dlls##*-}
+wine_for "$kind" || exit
+prefix=$PWD/build/tools-prefix-$kind
 handset_pid=
 
 finish() {
