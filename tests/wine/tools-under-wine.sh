@@ -86,4 +86,4 @@ done < <(sed -n '/^```bat$/,/^```$/{/^```/d;p}' docs/getting-started-windows.md)
 [ "$commands" -ge 10 ] || fail "the guide has only $commands commands"
 grep -qi '<!doctype html>' "$guide/trace.html" || fail "the guide's page"
 echo "$commands commands of the guide"
-echo "the tools do as Windows programs what they do natively"
+echo "the tools do as Windows programs ($kind) what they do natively"
