@@ -9,7 +9,7 @@ wine_for() {
     wine_bits=64
     if [ "$kind" = x86 ]; then
         wine_bits=32
-        for file in "$@"; do [ -e "$file" ] || lacks="$file (packages of the group wine32 in scripts/packages.sh)"; done
+        for file in "$@"; do [ -e "$file" ] || lacks="$file, which ./test builds with the packages of the group wine32 in scripts/packages.sh"; done
         [ -n "$lacks" ] || lacks=$(wine32_lacks)
         [ -z "$lacks" ] || { echo "under Wine, $kind: skipped, without $lacks"; return 77; }
     fi
