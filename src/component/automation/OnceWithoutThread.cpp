@@ -1,18 +1,20 @@
-// The DLL as a 32-bit program may be loaded and unloaded without end. The compiler's runtime there runs a pthread_once while the
-// DLL is loaded (it enters its table of exception handlers), and that of the thread library makes a record of the calling
-// thread: two handles and a thread-local slot, which the system's loader can not give back when the DLL goes. The linker
-// leads such calls here (--wrap).
+// Hosts load and unload the DLL again and again. In 32 bit the compiler's runtime runs a pthread_once while the DLL is being loaded
+// (it enters its table of exception handlers), for which the thread library would make a record of the calling thread: two
+// handles and a thread-local slot that nobody gives back when the DLL goes. The linker leads such calls here (--wrap).
+#ifndef _WIN64
+#include <pthread.h>
 #include <windows.h>
 
 namespace {
-constexpr LONG kNever = 0;
+constexpr LONG kNever = PTHREAD_ONCE_INIT;
 constexpr LONG kRunning = 1;
 constexpr LONG kDone = 2;
+static_assert(sizeof(pthread_once_t) == sizeof(LONG));
 }  // namespace
 
-extern "C" int __wrap_pthread_once(volatile LONG* once, void (*initialise)());
+extern "C" int __wrap_pthread_once(pthread_once_t* once, void (*initialise)());
 
-extern "C" int __wrap_pthread_once(volatile LONG* once, void (*initialise)()) {
+extern "C" int __wrap_pthread_once(pthread_once_t* once, void (*initialise)()) {
     for (;;) {
         switch (InterlockedCompareExchange(once, kRunning, kNever)) {
             case kNever:
@@ -24,3 +26,4 @@ extern "C" int __wrap_pthread_once(volatile LONG* once, void (*initialise)()) {
         }
     }
 }
+#endif
