@@ -8,7 +8,7 @@ wine32_lacks() {
     local loader=/lib/ld-linux.so.2 version
     [ -e "$loader" ] || { echo "the 32-bit C library (package libc6-i386)"; return; }
     "$loader" --version >/dev/null 2>&1 || { echo "a kernel that runs 32-bit programs"; return; }
-    version=$(dpkg-query -W -f='${Version}' libwine 2>/dev/null)
+    version=$(dpkg-query -W -f='${Version}' libwine:amd64 2>/dev/null)
     [ "$(cat "$wine32_folder/version" 2>/dev/null)" = "$version" ] && return
     wine32_unpack "$version" >"$wine32_folder.log" 2>&1 ||
         echo "version $version of the packages wine32 and libwine for i386 from Debian's mirror ($wine32_folder.log)"

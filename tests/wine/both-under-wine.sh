@@ -10,7 +10,7 @@ for kind in x64 x86; do
     wine_for "$kind" || exit
     wine[$kind]=$PWD/build/wine-$wine_bits/wine
 done
-prefix=$PWD/build/both-prefix
+prefix=$PWD/build/automation-prefix-x86  # it has both kinds of programs
 class='CLSID\{fe640147-2f81-4a07-af44-f1b818ed5cee}'
 library='TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0\409'
 handset_pid=
