@@ -29,6 +29,15 @@ wine_start() {
     (wineserver -p 2>/dev/null)
 }
 
+# wine_runs: says so in one line and returns 77 when not even Wine's own programs of the kind run here, as in a container whose
+# guard refuses what 32-bit ones ask of the kernel.
+wine_runs() {
+    local told
+    [ "$wine_bits" = 64 ] && return
+    told=$(timeout 60 wine cmd /c 'echo %PROCESSOR_ARCHITECTURE%' 2>/dev/null | tr -d '\r')
+    [ "$told" = x86 ] || { echo "under Wine, x86: skipped, without a system that runs Wine's own 32-bit programs"; return 77; }
+}
+
 # wine_stop: ends everything that runs in the prefix.
 wine_stop() {
     wineserver -k 2>/dev/null || true

@@ -25,8 +25,9 @@ wine32_unpack() {
     {
         "${apt[@]}" update || true  # a source without this architecture is none of ours
         (cd "$folder/apt" && "${apt[@]}" download "wine32=$1" "libwine=$1") &&
-        for package in "$folder"/apt/*.deb; do dpkg-deb -x "$package" "$folder"; done &&
-        cp /usr/i686-w64-mingw32/lib/zlib1.dll "$folder/usr/lib/i386-linux-gnu/wine/i386-windows" &&  # as the package does when installed
+        dpkg-deb -x "$folder"/apt/wine32_*.deb "$folder" && dpkg-deb -x "$folder"/apt/libwine_*.deb "$folder" &&
+        # As the package does when it is installed.
+        cp /usr/i686-w64-mingw32/lib/zlib1.dll "$folder/usr/lib/i386-linux-gnu/wine/i386-windows" &&
         ln -s /usr/lib/wine/wine64 "$folder/usr/lib/wine/wine64" &&
         echo "$1" >"$folder/version" &&
         rm -r "$folder/apt" && mv "$folder" "$wine32_folder"

@@ -143,6 +143,7 @@ count() {
 }
 
 wine_start "$prefix"
+wine_runs || exit
 mkdir -p "$lines"
 offer 7
 offer 8 --baud-rate 0
