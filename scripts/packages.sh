@@ -11,6 +11,8 @@ declare -A package_groups=(
     [analysis]="clang-format clang-tidy cppcheck"
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
+    [wine32]="libc6-i386 libc6-dev-i386 lib32stdc++-12-dev"
+    [samples]="mono-mcs pyflakes3"
     [package]="nsis zip python3"
     [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )

@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
-# The test station: a script host drives the simulated handset through the component. Leaves nothing running.
+# station.sh [x86]: the test station. A script host drives the simulated handset through the component, the 64-bit one or, with
+# what ./test has built, the 32-bit one. Leaves nothing running.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/wine.sh
+kind=${1:-x64}
+prefix=$PWD/build/station-$kind
+wine_for "$kind" "build/windows-$kind/MovaCmdSvr.dll" || exit
 
 handset_pid=
 finish() {
@@ -13,11 +17,11 @@ finish() {
 trap finish EXIT
 
 echo "--- making the station: handset on COM7, component registered"
-wine_start "$PWD/build/station"
-start_handset build/linux "$PWD/build/station/handset"
-wine_link_port 7 "$PWD/build/station/handset"
+wine_start "$prefix"
+start_handset build/linux "$prefix/handset"
+wine_link_port 7 "$prefix/handset"
 wine_list_port 7
-wine_register build/windows-x64/MovaCmdSvr.dll
+wine_register "build/windows-$kind/MovaCmdSvr.dll"
 echo "--- cscript samples/vbscript/station.vbs 7"
 status=0
 timeout 120 wine cscript //nologo samples/vbscript/station.vbs 7 2>/dev/null | tr -d '\r' || status=$?

@@ -1,4 +1,20 @@
-# To be sourced. A private Wine prefix with serial ports that lead to pseudo-terminals.
+# To be sourced, in the tree's folder. A private Wine prefix with serial ports that lead to pseudo-terminals.
+source scripts/wine32.sh
+
+# wine_for KIND [FILE...]: from now on "wine" is the one for programs of this kind, x64 or x86; the files are needed for it, too.
+# Where that is not to be had it says so in one line and returns 77.
+wine_for() {
+    local kind=$1 lacks= file
+    shift
+    wine_bits=64
+    if [ "$kind" = x86 ]; then
+        wine_bits=32
+        for file in "$@"; do [ -e "$file" ] || lacks="$file, which ./test builds with the packages of the group wine32 in scripts/packages.sh"; done
+        [ -n "$lacks" ] || lacks=$(wine32_lacks)
+        [ -z "$lacks" ] || { echo "under Wine, $kind: skipped, without $lacks"; return 77; }
+    fi
+    wine_use "$wine_bits"
+}
 
 # wine_start FOLDER: makes the prefix if it is not there and keeps its server running until wine_stop.
 wine_start() {
@@ -11,6 +27,15 @@ wine_start() {
         timeout 60 wineserver -w
     fi
     (wineserver -p 2>/dev/null)
+}
+
+# wine_runs: says so in one line and returns 77 when not even Wine's own programs of the kind run here, as in a container whose
+# guard refuses what 32-bit ones ask of the kernel.
+wine_runs() {
+    local told
+    [ "$wine_bits" = 64 ] && return
+    told=$(timeout 60 wine cmd /c 'echo %PROCESSOR_ARCHITECTURE%' 2>/dev/null | tr -d '\r')
+    [ "$told" = x86 ] || { echo "under Wine, x86: skipped, without a system that runs Wine's own 32-bit programs"; return 77; }
 }
 
 # wine_stop: ends everything that runs in the prefix.

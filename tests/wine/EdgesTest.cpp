@@ -174,6 +174,12 @@ protected:
         EXPECT_EQ(reinterpret_cast<CanUnloadNow>(address("DllCanUnloadNow"))(), S_OK);
         EXPECT_TRUE(FreeLibrary(module));
     }
+    // The first one free: a module that keeps one each time uses them up.
+    static DWORD threadLocalSlot() {
+        const DWORD slot = TlsAlloc();
+        TlsFree(slot);
+        return slot;
+    }
     static bool isGone(const wchar_t* module) {
         return eventually([=] { return GetModuleHandleW(module) == nullptr; }, 60000);
     }
@@ -186,6 +192,7 @@ TEST_F(Unloading, RightAfterTheReleaseAHundredTimes) {
     EXPECT_TRUE(isGone(L"unloaded-often.dll"));
     const std::size_t threadsBefore = threads();
     const std::size_t handlesBefore = handles();
+    const DWORD slotBefore = threadLocalSlot();
     for (int i = 0; i < 100; ++i) {
         loadUseAndFree(i % 20 == 19 ? fastPort() : 0);
         if (i % 2 == 0) continue;  // every other time it is loaded anew at once
@@ -193,6 +200,7 @@ TEST_F(Unloading, RightAfterTheReleaseAHundredTimes) {
     }
     EXPECT_TRUE(eventually([&] { return threads() <= threadsBefore; })) << threads() << " after " << threadsBefore;
     EXPECT_TRUE(eventually([&] { return handles() <= handlesBefore; })) << handles() << " after " << handlesBefore;
+    EXPECT_LE(threadLocalSlot(), slotBefore);
 }
 
 TEST_F(Unloading, ByTheSystemOnceNothingIsUsed) {

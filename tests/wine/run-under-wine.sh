@@ -1,16 +1,21 @@
 #!/usr/bin/env bash
 # run-under-wine.sh DLL_FOLDER NATIVE_FOLDER [GTEST_OPTION...]: tries the component in a private Wine prefix, with simulated
-# handsets on its COM ports, from compiled clients and from scripts.
+# handsets on its COM ports, from compiled clients and from scripts. DLL_FOLDER says by its name which DLL: the 32-bit one has
+# 32-bit clients and script hosts in a 64-bit system, as its users do. Ends with 77 where no 32-bit Wine can be had.
 set -uo pipefail
 cd "$(dirname "$0")/../.."
 source scripts/wine.sh
 dlls=$1 native=$2
 shift 2
+kind=${dlls##*-} interposer=$native/libmodem-lines.so
+[ "$kind" = x64 ] || interposer=$native/libmodem-lines-32.so
+wine_for "$kind" "$interposer" || exit
 
-prefix=$PWD/build/automation-prefix
+prefix=$PWD/build/automation-prefix-$kind
 lines=$prefix/modem-lines
 handsets=()
 failed=()
+steps=0 cases=0
 
 finish() {
     for handset in "${handsets[@]}"; do kill "$handset" 2>/dev/null && wait "$handset" 2>/dev/null; done
@@ -33,6 +38,7 @@ once() {
     local name=$1
     shift
     echo "--- $name"
+    steps=$((steps + 1))
     "$@" || failed+=("$name")
 }
 
@@ -40,8 +46,11 @@ once() {
 step() {
     local name=$1
     shift
-    echo "--- $name"
-    "$@" || once "$name, again" "$@"
+    once "$name" either "$@"
+}
+
+either() {
+    "$@" || { echo "--- again"; "$@"; }
 }
 
 # A script's uncaught error ends its host silently and with 0: it must reach its last line and its own exit code.
@@ -86,8 +95,8 @@ installer() {
     setup=$(echo build/package/MovaCmdSvr-*-setup.exe)
     timeout 60 wine regsvr32 /s /u "$(windows_path "$dlls/MovaCmdSvr.dll")" 2>/dev/null
     timeout 120 wine "$setup" /S 2>/dev/null || { echo "the installer failed"; return 1; }
-    cmp "$dlls/MovaCmdSvr.dll" "$folder/windows-x64/MovaCmdSvr.dll" || return 1
-    [ -e "$folder/windows-x86/MovaCmdSvr.dll" ] && [ -e "$folder/docs/reference.md" ] || { echo "files are missing"; return 1; }
+    cmp "$dlls/MovaCmdSvr.dll" "$folder/windows-$kind/MovaCmdSvr.dll" || return 1
+    [ -e "$folder/windows-x64/MovaCmdSvr.dll" ] && [ -e "$folder/windows-x86/MovaCmdSvr.dll" ] && [ -e "$folder/docs/reference.md" ] || { echo "files are missing"; return 1; }
     sample "$dlls/samples/late_bound.exe" || return 1
     own=$'docs/notes.txt\nsamples/mine/station.vbs\nstation.toml\nwindows-x64/station.log'
     mkdir -p "$folder/samples/mine"
@@ -110,7 +119,7 @@ installer() {
 # client LOG GTEST_OPTION... A crash does not always show in the exit code: the closing line must be there.
 client() {
     local log=$prefix/$1
-    LD_PRELOAD=$PWD/$native/libmodem-lines.so timeout 900 wine "$dlls/test-automation.exe" --gtest_brief=1 "${@:2}" 2>/dev/null |
+    LD_PRELOAD=$(readlink -f "$interposer") timeout 900 wine "$dlls/test-automation.exe" --gtest_brief=1 "${@:2}" 2>/dev/null |
         tr -d '\r' >"$log"
     tail -n 60 "$log"
     grep -q '^\[  PASSED  \]' "$log" && ! grep -q FAILED "$log"
@@ -118,15 +127,23 @@ client() {
 
 # compiled LOG GTEST_OPTION... A case that a busy machine let wait too long has a second try; a crash has none.
 compiled() {
-    local cases
-    client "$@" && return
-    cases=$(sed -n 's/^\[  FAILED  \] \([^ ,]*\).*ms)$/\1/p' "$prefix/$1" | paste -sd:)
-    grep -q '^\[  PASSED  \]' "$prefix/$1" && [ -n "$cases" ] || return 1
-    echo "again: $cases"
-    client "again-$1" --gtest_filter="$cases"
+    local again
+    client "$@" && count "$1" && return
+    count "$1"
+    again=$(sed -n 's/^\[  FAILED  \] \([^ ,]*\).*ms)$/\1/p' "$prefix/$1" | paste -sd:)
+    grep -q '^\[  PASSED  \]' "$prefix/$1" && [ -n "$again" ] || return 1
+    echo "again: $again"
+    client "again-$1" --gtest_filter="$again"
+}
+
+count() {
+    local ran
+    ran=$(sed -n 's/^\[==========\] \([0-9]*\) tests\? .* ran.*/\1/p' "$prefix/$1")
+    cases=$((cases + ${ran:-0}))
 }
 
 wine_start "$prefix"
+wine_runs || exit
 mkdir -p "$lines"
 offer 7
 offer 8 --baud-rate 0
@@ -134,7 +151,7 @@ offer 9 --baud-rate 0 tests/wine/refusing.toml
 offer 10 --baud-rate 0 --cable "$prefix/cable10"
 wine_register "$dlls/MovaCmdSvr.dll" || { echo "the component could not be registered" >&2; exit 1; }
 # Wine's marshaller looks for the type library under language 0 only.
-timeout 60 wine reg add 'HKCR\TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0\0\win64' /ve /d \
+timeout 60 wine reg add 'HKCR\TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0\0\'"win$wine_bits" /ve /d \
     "$(windows_path "$dlls/MovaCmdSvr.dll")" /f >/dev/null 2>&1
 
 export MOVA_LINE_PORT=7 MOVA_FAST_PORT=8 MOVA_SPARE_FAST_PORT=9
@@ -159,6 +176,7 @@ step "sample: without registration" registration_free
 step "installer" installer
 
 if [ ${#failed[@]} -gt 0 ]; then
-    echo "failed under Wine: ${failed[*]}"
-    exit 1
+    echo "failed under Wine, $kind: ${failed[*]}"
 fi
+echo "under Wine, $kind: $cases cases of compiled clients, $steps steps, ${#failed[@]} failed"
+exit $((${#failed[@]} > 0))

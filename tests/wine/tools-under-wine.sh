@@ -5,7 +5,9 @@ set -uo pipefail
 cd "$(dirname "$0")/../.."
 source scripts/wine.sh
 dlls=$1 native=$2
-prefix=$PWD/build/tools-prefix
+kind=${dlls##*-}
+wine_for "$kind" || exit
+prefix=$PWD/build/tools-prefix-$kind
 handset_pid=
 
 finish() {
@@ -84,4 +86,4 @@ done < <(sed -n '/^```bat$/,/^```$/{/^```/d;p}' docs/getting-started-windows.md)
 [ "$commands" -ge 10 ] || fail "the guide has only $commands commands"
 grep -qi '<!doctype html>' "$guide/trace.html" || fail "the guide's page"
 echo "$commands commands of the guide"
-echo "the tools do as Windows programs what they do natively"
+echo "the tools do as Windows programs ($kind) what they do natively"

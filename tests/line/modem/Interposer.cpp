@@ -76,14 +76,7 @@ int passOn(int descriptor, unsigned long request, void* argument) {
     return next(descriptor, request, argument);
 }
 
-}  // namespace
-
-extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, request);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
-
+int answer(int descriptor, unsigned long request, void* argument) {
     const bool aboutLines = request == TIOCMGET || request == TIOCMSET || request == TIOCMBIS || request == TIOCMBIC ||
                             request == TIOCGICOUNT;
     const std::string files = aboutLines ? filesOf(descriptor) : std::string();
@@ -104,3 +97,20 @@ extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
     }
     return 0;
 }
+
+}  // namespace
+
+extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, request);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return answer(descriptor, request, argument);
+}
+
+#ifdef __i386__
+// What 32-bit programs with a 64-bit time call instead; none of what comes here holds a time.
+extern "C" int __ioctl_time64(int descriptor, unsigned long request, void* argument) noexcept {
+    return answer(descriptor, request, argument);
+}
+#endif
