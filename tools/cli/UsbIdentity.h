@@ -15,7 +15,7 @@ struct UsbIdentity {
     // Linux.
     std::string socket;           // where it is plugged in, as the kernel counts: "1-1.2"
     std::string interfaceNumber;  // the port's, two digits; empty: not told
-    std::string portIndex;        // among those of the interfaceNumber; empty: the only one
+    std::string portIndex;        // among those of the interface; empty: the only one
     std::string byId;             // the link below /dev/serial/by-id; empty: none
 };
 
