@@ -62,11 +62,11 @@ bool Cable::lookAtOnce() {
 }
 
 void Cable::await(const std::function<bool()>& givesUp) {
-    constexpr std::uint32_t kPause = 20;
+    constexpr std::uint32_t kBetweenTries = 20;
     lookAtOnce();
     while (context_.session.isLost() && !(givesUp && givesUp())) {
         checkInterrupt();
-        context_.session.clock().sleep(kPause);
+        context_.session.clock().sleep(kBetweenTries);
         look();
     }
 }
