@@ -1,11 +1,14 @@
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
 #include "mova/Codes.h"
 #include "platform/posix/PosixPlatform.h"
+#include "platform/posix/RemoteName.h"
 
 namespace mova::cli {
 
@@ -14,9 +17,9 @@ namespace fs = std::filesystem;
 namespace {
 
 // Its port 1 is the device. Not freed: threads that use it may outlive main.
-Platform& platformOf(const fs::path& device) {
+Platform& platformOf(const std::string& device) {
     PosixOptions options;
-    options.device = device.string();
+    options.device = device;
     return (new PosixPlatform(options))->platform();
 }
 
@@ -30,6 +33,10 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
         platform_ = &nativePlatform();
         return;
     }
+    if (remoteNameOf(name)) {
+        platform_ = &platformOf(name);
+        return;
+    }
     std::error_code failed;
     const fs::path device = fs::canonical(name, failed);
     if (failed) {
@@ -40,13 +47,50 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
         throw Failure{ExitStatus::PortNotOpened, name + " is not a serial device",
                       "\"mova ports\" lists what is there"};
     }
-    platform_ = &platformOf(device);
+    platform_ = &platformOf(device.string());
 }
+
+namespace {
+
+// What the driver reported of a port on another machine, and what to do about it.
+struct RemoteRow {
+    int error;
+    const char* message;  // behind the port's name
+    const char* hint;
+};
+constexpr RemoteRow kRemoteRows[] = {
+    {ELIBACC, " is on another machine, and what speaks RFC 2217 is not here",
+     "install the package libgensio4; libmovacmdsvr-rfc2217.so, which is made with it, belongs beside libmovacmdsvr"},
+    {ENONET, ": there is no such machine", "\"getent hosts NAME\" asks what mova asks"},
+    {EHOSTUNREACH, ": there is no way to this machine", "is it on, and in this network?"},
+    {ETIMEDOUT, " does not answer within 10 seconds", "is the machine on? does a firewall stand between?"},
+    {ECONNREFUSED, ": the machine is there, and nothing listens on this port",
+     "is ser2net running there, and is the port the one of its \"accepter\"?"},
+    {ECONNRESET, ": the server ended the connection at once",
+     "another program may have the port, or the server its device not: its log says which"},
+    {EPROTONOSUPPORT, ": the server does not speak RFC 2217, so the port cannot be set",
+     "of ser2net the accepter has to be telnet(rfc2217),tcp,PORT"},
+};
+
+Failure whyNotReached(Failure failure, const std::string& name, int error) {
+    for (const RemoteRow& row : kRemoteRows) {
+        if (row.error != error) continue;
+        failure.message = name + row.message;
+        failure.hint = row.hint;
+        return failure;
+    }
+    failure.hint = std::generic_category().message(error);
+    return failure;
+}
+
+}  // namespace
 
 Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");
     if (code != Code::NotOpen) return failure;
-    const std::string device = platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_;
+    const std::string device =
+        platform_ == &nativePlatform() ? PortLinks(deviceFolder()).pathOf(name_).string() : name_;
+    if (remoteNameOf(device)) return whyNotReached(failure, device, static_cast<int>(platform_->serial.lastError()));
     std::error_code failed;
     const fs::path real = fs::canonical(device, failed);
     if (failed) {

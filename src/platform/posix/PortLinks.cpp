@@ -2,6 +2,8 @@
 
 #include <system_error>
 
+#include "platform/posix/RemoteName.h"
+
 namespace mova {
 
 namespace {
@@ -23,9 +25,14 @@ PortLinks PortLinks::only(std::filesystem::path device) {
 }
 
 std::filesystem::path PortLinks::pathOf(std::string_view name) const {
-    if (onlyDevice_.empty()) return folder_.string().append("/").append(name);
-    return name == kOnlyName ? onlyDevice_ : std::filesystem::path();
+    if (!onlyDevice_.empty()) return name == kOnlyName ? onlyDevice_ : std::filesystem::path();
+    std::filesystem::path link = folder_.string().append("/").append(name);
+    std::error_code failed;
+    std::filesystem::path target = std::filesystem::read_symlink(link, failed);
+    return !failed && isRemote(target) ? target : link;
 }
+
+bool PortLinks::isRemote(const std::filesystem::path& path) { return remoteNameOf(path.native()).has_value(); }
 
 std::vector<std::string> PortLinks::names() const {
     if (!onlyDevice_.empty()) return {kOnlyName};

@@ -1,5 +1,6 @@
 // PortLinks tells where the device of a port is. Either a folder has the link COMn for port n, or one device alone is
 // port 1: then there is no link and no folder, which others could plant and a killed program would leave behind.
+// A port on another machine has no device: the link's own text, or the device told, is its RemoteName.
 #pragma once
 #include <filesystem>
 #include <string>
@@ -15,6 +16,7 @@ public:
 
     static bool isName(std::string_view name);                  // "COM" and a number
     std::filesystem::path pathOf(std::string_view name) const;  // of "COM7"; leads nowhere when there is no such port
+    static bool isRemote(const std::filesystem::path& path);    // what pathOf() gave names a port on another machine
     std::vector<std::string> names() const;                     // "COM7"
 
 private:

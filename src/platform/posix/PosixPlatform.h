@@ -18,7 +18,7 @@ struct PosixOptions {
     std::string deviceDir = kDefaultDeviceDir;  // where port n is the link COMn
     std::string sysDir = "/sys";
     std::string privateDir;   // of datagram sockets and lock files, as PrivateFolder takes it
-    std::string device = {};  // when told, port 1 and the only one
+    std::string device = {};  // when told, port 1 and the only one; a path, or RemoteName's name
 };
 
 // nativePlatform() is one of these with the defaults, but its links are where deviceDir() says: for tests, and for

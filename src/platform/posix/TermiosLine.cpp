@@ -21,7 +21,7 @@ constexpr tcflag_t kParityMask = PARENB | PARODD | CMSPAR;
 constexpr std::array<tcflag_t, 5> kParities{0, PARENB | PARODD, PARENB, PARENB | PARODD | CMSPAR, PARENB | CMSPAR};
 
 constexpr std::uint8_t kStopBitsMax = 2;
-constexpr std::uint32_t kBaudTolerancePercent = 5;  // what a device's divisor may be off; more is another rate
+constexpr std::uint32_t kBaudTolerancePercent = 5;
 
 void replace(tcflag_t& word, tcflag_t mask, tcflag_t bits) { word = (word & ~mask) | (bits & mask); }
 
@@ -30,12 +30,6 @@ void setRate(termios2& terminal, speed_t rate) {
     replace(terminal.c_cflag, CIBAUD, 0);  // input as output
     terminal.c_ispeed = rate;
     terminal.c_ospeed = rate;
-}
-
-bool isNear(speed_t actual, speed_t wanted) {
-    // cppcheck-suppress unreadVariable ; it takes the type in braces below for a block
-    const std::uint64_t off = actual > wanted ? actual - wanted : wanted - actual;
-    return off * 100 <= std::uint64_t{wanted} * kBaudTolerancePercent;
 }
 
 int getTerminal(int descriptor, termios2& terminal) { return ioctl(descriptor, TCGETS2, &terminal) == 0 ? 0 : errno; }
@@ -55,6 +49,12 @@ void makeRaw(termios2& terminal) {
     // A read without data is then refused, so that one of 0 bytes can only mean a hang-up.
     terminal.c_cc[VMIN] = 1;
     terminal.c_cc[VTIME] = 0;
+}
+
+bool isNearRate(std::uint32_t actual, std::uint32_t wanted) {
+    // cppcheck-suppress unreadVariable ; it takes the type in braces below for a block
+    const std::uint64_t off = actual > wanted ? actual - wanted : wanted - actual;
+    return off * 100 <= std::uint64_t{wanted} * kBaudTolerancePercent;
 }
 
 bool isPossible(const LineSettings& settings) {
@@ -119,7 +119,7 @@ int applySettings(int descriptor, const LineSettings& settings) {
     putSettings(settings, terminal);
     if (const int error = setTerminal(descriptor, terminal)) return error;
     if (const int error = getTerminal(descriptor, terminal)) return error;
-    if (isNear(terminal.c_ospeed, settings.baudRate)) return 0;
+    if (isNearRate(terminal.c_ospeed, settings.baudRate)) return 0;
     setTerminal(descriptor, before);
     return EINVAL;
 }

@@ -16,6 +16,8 @@ void makeRaw(termios2& terminal);
 
 // isPossible() is false when the settings name a byte size, parity, stop-bit code or baud rate that does not exist.
 bool isPossible(const LineSettings& settings);
+// What a device's divisor may be off; more is another rate.
+bool isNearRate(std::uint32_t actual, std::uint32_t wanted);
 void putSettings(const LineSettings& settings, termios2& terminal);
 // takeSettings() fills baud rate, byte size, parity, stop bits and the two flow-control characters.
 void takeSettings(const termios2& terminal, LineSettings& settings);
