@@ -33,34 +33,6 @@ constexpr int kPauseBetweenProbes = 5;    // seconds
 constexpr int kProbes = 2;
 constexpr unsigned kUnacknowledgedLimit = 20000;  // milliseconds
 
-struct ErrorRow {
-    int theirs;
-    int ours;
-};
-constexpr ErrorRow kErrors[] = {
-    {GE_NOMEM, ENOMEM},
-    {GE_NOTSUP, EPROTONOSUPPORT},
-    {GE_TIMEDOUT, ETIMEDOUT},
-    {GE_REMCLOSE, ECONNRESET},
-    {GE_HOSTDOWN, EHOSTUNREACH},
-    {GE_CONNREFUSE, ECONNREFUSED},
-    {GE_PERM, EACCES},
-    {GE_NOTFOUND, ENONET},
-    {GE_UNKNOWN_NAME_ERROR, ENONET},
-    {GE_NAME_ERROR, ENONET},
-    {GE_NAME_SERVER_FAILURE, ENONET},
-    {GE_NAME_INVALID, ENONET},
-    {GE_NAME_NET_NOT_UP, ENONET},
-};
-
-int errnoOf(int error) {
-    if (error == 0) return 0;
-    for (const ErrorRow& row : kErrors) {
-        if (row.theirs == error) return row.ours;
-    }
-    return EIO;
-}
-
 // The library's own way to open a socket, which this one uses.
 int (*openSocket)(gensio_os_funcs*, const gensio_addr*, int, gensio_iod**) = nullptr;
 
@@ -147,23 +119,18 @@ bool GensioConnection::post(std::function<void()> work) {
     return true;
 }
 
-int GensioConnection::await(const Question& question, std::chrono::milliseconds limit) {
-    std::unique_lock lock(mutex_);
-    if (!changed_.wait_for(lock, limit, [&] { return question.answered; })) return ETIMEDOUT;
-    return question.error;
-}
-
-int GensioConnection::ask(Send send, unsigned& value) {
+int GensioConnection::ask(const RemoteSetting& setting, unsigned wanted, unsigned& value) {
     const auto question = std::make_shared<Question>();
-    question->send = std::move(send);
-    const bool posted = post([this, question] {
-        questions_.push_back(question);
-        askNext();
-    });
-    if (!posted) return EIO;
-    const int error = await(*question, kReplyLimit);
+    question->setting = setting;
+    question->wanted = wanted;
+    if (!post([this, question] { questions_.ask(question); })) return EIO;
+    const int error = questions_.await(*question, kReplyLimit);
     value = question->value;
     return error;
+}
+
+void GensioConnection::tryTo(const RemoteSetting& setting, unsigned wanted) {
+    post([this, setting, wanted] { questions_.tryTo(setting, wanted); });
 }
 
 // A server says when it has purged, behind what it had sent before. One that says nothing is asked something, which it
@@ -173,7 +140,7 @@ int GensioConnection::purge(unsigned queues) {
     const bool posted = post([this, queues, purge] {
         if ((queues & SERGENSIO_FLUSH_XMIT_BUFFER) != 0) unsent_.clear();
         sergensio_flush(serial_, queues);
-        purges_.push_back(purge);
+        questions_.expectPurged(purge);
     });
     if (!posted) return EIO;
     bool silent = false;
@@ -181,17 +148,24 @@ int GensioConnection::purge(unsigned queues) {
         const std::lock_guard guard(mutex_);
         silent = purgesSilently_;
     }
-    const int error = silent ? ETIMEDOUT : await(*purge, kPurgeLimit);
-    if (error != ETIMEDOUT) return error;
-    {
-        const std::lock_guard guard(mutex_);
-        purgesSilently_ = true;
+    int error = silent ? ETIMEDOUT : questions_.await(*purge, kPurgeLimit);
+    if (error == ETIMEDOUT) {
+        {
+            const std::lock_guard guard(mutex_);
+            purgesSilently_ = true;
+        }
+        post([this, purge] { questions_.forgetPurge(purge); });
+        unsigned ignored = 0;
+        error = ask({sergensio_datasize}, 0, ignored);
     }
-    post([this, purge] { std::erase(purges_, purge); });
-    unsigned ignored = 0;
-    return ask(
-        [](sergensio* serial, sergensio_done done, void* data) { return sergensio_datasize(serial, 0, done, data); },
-        ignored);
+    return error != 0 ? error : settle();
+}
+
+// The library tells an answer before it tells the bytes that came in the same packet. They have been told when the
+// thread has come back to its loop.
+int GensioConnection::settle() {
+    const auto turn = std::make_shared<Question>();
+    return post([this, turn] { questions_.finish(*turn); }) ? questions_.await(*turn, kReplyLimit) : EIO;
 }
 
 int GensioConnection::tell(std::function<void(sergensio*)> send) {
@@ -263,7 +237,7 @@ bool GensioConnection::connect() {
         const auto opened = [](gensio*, int failed, void* data) {
             auto* const self = static_cast<GensioConnection*>(data);
             self->ioClosed_ = failed != 0;
-            self->setState(failed != 0 ? State::Ended : State::Open, errnoOf(failed));
+            self->setState(failed != 0 ? State::Ended : State::Open, errnoOfGensio(failed));
         };
         error = gensio_open(io_, opened, this);
         ioClosed_ = error != 0;
@@ -271,10 +245,11 @@ bool GensioConnection::connect() {
         ioClosed_ = true;
     }
     if (error != 0) {
-        setState(State::Ended, errnoOf(error));
+        setState(State::Ended, errnoOfGensio(error));
         return false;
     }
     serial_ = gensio_to_sergensio(io_);
+    questions_.begin(serial_);
     return true;
 }
 
@@ -310,7 +285,7 @@ void GensioConnection::shutDown() {
     if (isOpen()) sendOutput();
     while (isOpen() && !unsent_.empty() && serveUntil(deadline)) {
     }
-    refuseQuestions();
+    questions_.refuseAll();
     if (io_ == nullptr || ioClosed_) return;
     const auto closed = [](gensio*, void* data) { static_cast<GensioConnection*>(data)->ioClosed_ = true; };
     if (gensio_close(io_, closed, this) != 0) return;
@@ -364,54 +339,6 @@ void GensioConnection::sendOutput() {
     gensio_set_write_callback_enable(io_, !unsent_.empty());
 }
 
-// One at a time: a reply says which setting it is of, but not whether of the first or the second question about it.
-void GensioConnection::askNext() {
-    while (!isAsking_ && !questions_.empty()) {
-        bool open = false;
-        {
-            const std::lock_guard guard(mutex_);
-            open = state_ == State::Open;
-        }
-        const auto answered = [](sergensio*, int error, unsigned value, void* data) {
-            auto* const self = static_cast<GensioConnection*>(data);
-            self->answer(errnoOf(error), value);
-            self->askNext();
-        };
-        isAsking_ = true;
-        const int error = open ? errnoOf(questions_.front()->send(serial_, answered, this)) : EIO;
-        if (error != 0) answer(error, 0);
-    }
-}
-
-void GensioConnection::finish(Question& question, int error, unsigned value) {
-    const std::lock_guard guard(mutex_);
-    question.error = error;
-    question.value = value;
-    question.answered = true;
-    changed_.notify_all();
-}
-
-void GensioConnection::answer(int error, unsigned value) {
-    if (!isAsking_) return;  // it was refused meanwhile
-    isAsking_ = false;
-    finish(*questions_.front(), error, value);
-    questions_.pop_front();
-}
-
-void GensioConnection::purged() {
-    if (purges_.empty()) return;
-    finish(*purges_.front(), 0, 0);
-    purges_.pop_front();
-}
-
-void GensioConnection::refuseQuestions() {
-    isAsking_ = false;
-    for (auto* const waiting : {&questions_, &purges_}) {
-        for (const auto& question : *waiting) finish(*question, EIO, 0);
-        waiting->clear();
-    }
-}
-
 void GensioConnection::lose() {
     {
         const std::lock_guard guard(mutex_);
@@ -423,7 +350,7 @@ void GensioConnection::lose() {
     gensio_set_write_callback_enable(io_, false);
     unsent_.clear();
     toUser([](RemoteLineUser& user) { user.lost(); });
-    refuseQuestions();
+    questions_.refuseAll();
 }
 
 int GensioConnection::onEvent(gensio*, void* data, int event, int error, unsigned char* bytes, gensiods* count,
@@ -452,7 +379,7 @@ int GensioConnection::handle(int event, int error, unsigned char* bytes, gensiod
             toUser([&](RemoteLineUser& user) { user.modemLines(state() & kModemLines); });
             return 0;
         case GENSIO_EVENT_SER_LINESTATE: toUser([&](RemoteLineUser& user) { user.lineErrors(state()); }); return 0;
-        case GENSIO_EVENT_SER_FLUSH: purged(); return 0;
+        case GENSIO_EVENT_SER_FLUSH: questions_.purged(); return 0;
         default: return GE_NOTSUP;
     }
 }

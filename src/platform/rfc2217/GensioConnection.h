@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -16,27 +15,20 @@
 
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/RemoteLine.h"
+#include "platform/rfc2217/ServerQuestions.h"
 
 namespace mova {
 
 // The owner keeps it by a shared pointer, and so does the thread, which may be left to itself.
 class GensioConnection : public std::enable_shared_from_this<GensioConnection> {
 public:
-    using Send = std::function<int(sergensio*, sergensio_done, void*)>;
-    // One thing asked of the server: what `send` sends has a reply, `value`.
-    struct Question {
-        Send send;
-        unsigned value = 0;
-        int error = 0;
-        bool answered = false;
-    };
-
     explicit GensioConnection(RemoteLineUser& user) : user_(&user) {}
     ~GensioConnection();
 
     // These are the caller's, and give errno.
     int open(const std::string& host, const std::string& port);
-    int ask(Send send, unsigned& value);
+    int ask(const RemoteSetting& setting, unsigned wanted, unsigned& value);
+    void tryTo(const RemoteSetting& setting, unsigned wanted);
     int tell(std::function<void(sergensio*)> send);  // what has no reply
     void outputWaits();
     int purge(unsigned queues);
@@ -47,7 +39,7 @@ private:
     using Clock = std::chrono::steady_clock;
     enum class State { Opening, Open, Lost, Ended };
 
-    int await(const Question& question, std::chrono::milliseconds limit);
+    int settle();
     bool post(std::function<void()> work);
     bool startThread();
 
@@ -60,11 +52,6 @@ private:
     bool serveUntil(Clock::time_point deadline);
     void work();
     void sendOutput();
-    void askNext();
-    void answer(int error, unsigned value);
-    void purged();
-    void finish(Question& question, int error, unsigned value);
-    void refuseQuestions();
     void setState(State state, int error = 0);
     void lose();
     template <class Call>
@@ -83,6 +70,8 @@ private:
     std::vector<std::function<void()>> posted_;
     FileDescriptor wake_;
 
+    ServerQuestions questions_;
+
     std::mutex userMutex_;  // held while the user is called
     RemoteLineUser* user_;  // null from the end of close()
 
@@ -95,9 +84,6 @@ private:
     bool wakeCleared_ = false;
     bool ioClosed_ = false;
     std::string unsent_;
-    std::deque<std::shared_ptr<Question>> questions_;  // the first is under way
-    bool isAsking_ = false;
-    std::deque<std::shared_ptr<Question>> purges_;  // under way
 };
 
 }  // namespace mova

@@ -7,6 +7,15 @@ namespace mova {
 
 namespace {
 
+constexpr RemoteSetting kBaudRate{sergensio_baud};
+constexpr RemoteSetting kByteSize{sergensio_datasize};
+constexpr RemoteSetting kParity{sergensio_parity};
+constexpr RemoteSetting kStopSize{sergensio_stopbits};
+constexpr RemoteSetting kFlowControl{sergensio_flowcontrol, 0, 3};
+constexpr RemoteSetting kInputFlowControl{sergensio_iflowcontrol, 13, 19};
+constexpr RemoteSetting kDtr{sergensio_dtr, 7, 9};
+constexpr RemoteSetting kRts{sergensio_rts, 10, 12};
+
 constexpr unsigned kAsItIs = 0;  // as a wanted value: only asks
 constexpr unsigned kAllModemLines = 0xFF;
 constexpr unsigned kLineErrors = SERGENSIO_LINESTATE_OVERRUN_ERR | SERGENSIO_LINESTATE_PARITY_ERR |
@@ -49,27 +58,21 @@ FlowControl flowControlOf(const LineSettings& settings) {
 }
 
 struct OutputLine {
-    int (*set)(sergensio*, unsigned, sergensio_done, void*);
+    RemoteSetting setting;
     unsigned wanted;
 };
 
 OutputLine outputLineOf(LineControl function) {
     switch (function) {
-        case LineControl::SetDtr: return {sergensio_dtr, SERGENSIO_DTR_ON};
-        case LineControl::ClearDtr: return {sergensio_dtr, SERGENSIO_DTR_OFF};
-        case LineControl::SetRts: return {sergensio_rts, SERGENSIO_RTS_ON};
+        case LineControl::SetDtr: return {kDtr, SERGENSIO_DTR_ON};
+        case LineControl::ClearDtr: return {kDtr, SERGENSIO_DTR_OFF};
+        case LineControl::SetRts: return {kRts, SERGENSIO_RTS_ON};
         case LineControl::ClearRts: break;
     }
-    return {sergensio_rts, SERGENSIO_RTS_OFF};
+    return {kRts, SERGENSIO_RTS_OFF};
 }
 
 }  // namespace
-
-int GensioLine::ask(Setter setter, unsigned wanted, unsigned& actual) {
-    return connection_->ask([setter, wanted](sergensio* serial, sergensio_done done,
-                                             void* data) { return setter(serial, wanted, done, data); },
-                            actual);
-}
 
 // Parity counts from 1 over there; a wanted 0 of everything only asks.
 int GensioLine::askSettings(const LineSettings& wanted, LineSettings& actual) {
@@ -78,10 +81,10 @@ int GensioLine::askSettings(const LineSettings& wanted, LineSettings& actual) {
     unsigned byteSize = 0;
     unsigned parity = 0;
     unsigned stopBits = 0;
-    int error = ask(sergensio_baud, wanted.baudRate, baudRate);
-    if (error == 0) error = ask(sergensio_datasize, wanted.byteSize, byteSize);
-    if (error == 0) error = ask(sergensio_parity, only ? kAsItIs : wanted.parity + 1U, parity);
-    if (error == 0) error = ask(sergensio_stopbits, only ? kAsItIs : kStopBits[wanted.stopBits], stopBits);
+    int error = connection_->ask(kBaudRate, wanted.baudRate, baudRate);
+    if (error == 0) error = connection_->ask(kByteSize, wanted.byteSize, byteSize);
+    if (error == 0) error = connection_->ask(kParity, only ? kAsItIs : wanted.parity + 1U, parity);
+    if (error == 0) error = connection_->ask(kStopSize, only ? kAsItIs : kStopBits[wanted.stopBits], stopBits);
     if (error != 0) return error;
     actual.baudRate = baudRate;
     actual.byteSize = static_cast<std::uint8_t>(byteSize);
@@ -105,23 +108,23 @@ int GensioLine::apply(const LineSettings& wanted, LineSettings& actual) {
     if (const int error = askSettings(wanted, actual)) return error;
     const FlowControl flow = flowControlOf(wanted);
     unsigned value = 0;
-    if (const int error = ask(sergensio_flowcontrol, flow.both, value)) return error;
+    if (const int error = connection_->ask(kFlowControl, flow.both, value)) return error;
     if (value != flow.both) return EINVAL;
     if (flow.input == kAsItIs) return 0;
-    if (const int error = ask(sergensio_iflowcontrol, flow.input, value)) return error;
+    if (const int error = connection_->ask(kInputFlowControl, flow.input, value)) return error;
     return value == flow.input ? 0 : EINVAL;
 }
 
 int GensioLine::control(LineControl function) {
     const OutputLine line = outputLineOf(function);
     unsigned actual = 0;
-    if (const int error = ask(line.set, line.wanted, actual)) return error;
+    if (const int error = connection_->ask(line.setting, line.wanted, actual)) return error;
     return actual == line.wanted ? 0 : ENOTTY;
 }
 
 void GensioLine::tryControl(LineControl function) {
     const OutputLine line = outputLineOf(function);
-    connection_->tell([line](sergensio* serial) { line.set(serial, line.wanted, nullptr, nullptr); });
+    connection_->tryTo(line.setting, line.wanted);
 }
 
 int GensioLine::purge(std::uint32_t what) {

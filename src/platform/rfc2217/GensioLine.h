@@ -20,8 +20,6 @@ public:
     void beginClose() override { connection_->beginClose(); }
 
 private:
-    using Setter = int (*)(sergensio*, unsigned, sergensio_done, void*);
-    int ask(Setter setter, unsigned wanted, unsigned& actual);
     int askSettings(const LineSettings& wanted, LineSettings& actual);
 
     const std::shared_ptr<GensioConnection> connection_;
