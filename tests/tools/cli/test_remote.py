@@ -90,7 +90,7 @@ class Ser2netTest(BenchTest):
             self.assertIn("hint: another program may have the port", result.err)
 
     def test_the_device_over_there_is_unplugged(self):
-        monitor = self.start("--port", self.remote, "monitor", "--seconds", "4", "--send", "AT", stdin=subprocess.DEVNULL)
+        monitor = self.start("--port", self.remote, "monitor", "--seconds", "15", "--send", "AT", stdin=subprocess.DEVNULL)
         wait_until(lambda: "<- AT" in self.read("handset.log"), "the first command")
         self.end_handset()
         result = self.finish(monitor)
