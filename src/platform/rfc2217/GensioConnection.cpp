@@ -47,20 +47,21 @@ int openWatchedSocket(gensio_os_funcs* system, const gensio_addr* address, int p
     return 0;
 }
 
-gensio_os_funcs* makeSystem() {
-    selector_s* selector = nullptr;
+gensio_os_funcs* makeSystem(selector_s*& selector) {
     if (sel_alloc_selector_nothread(&selector) != 0) return nullptr;
     gensio_os_funcs* system = nullptr;
     const int noSignal = 0;
-    if (gensio_unix_funcs_alloc(selector, noSignal, &system) != 0) return nullptr;
-    return system;
+    if (gensio_unix_funcs_alloc(selector, noSignal, &system) == 0) return system;
+    sel_free_selector(selector);
+    return nullptr;
 }
 
 // What the library loads and registers the first time, it does here once, before threads of several ports do.
 void prepareLibrary() {
     static std::once_flag once;
     std::call_once(once, [] {
-        gensio_os_funcs* const system = makeSystem();  // kept: what is registered is made with it
+        selector_s* selector = nullptr;
+        gensio_os_funcs* const system = makeSystem(selector);  // both are kept: what is registered is made with them
         if (system == nullptr) return;
         openSocket = system->socket_open;
         gensio* io = nullptr;
@@ -217,7 +218,7 @@ void GensioConnection::run() {
 }
 
 bool GensioConnection::connect() {
-    system_ = makeSystem();
+    system_ = makeSystem(selector_);
     if (system_ == nullptr || system_->add_iod(system_, GENSIO_IOD_PIPE, wake_.get(), &wakeIod_) != 0) {
         setState(State::Ended, ENOMEM);
         return false;
@@ -306,6 +307,7 @@ void GensioConnection::freeAll() {
     }
     gensio_os_funcs_free(system_);
     system_ = nullptr;
+    sel_free_selector(selector_);  // the functions do not own it
 }
 
 void GensioConnection::work() {

@@ -17,6 +17,8 @@
 #include "platform/posix/RemoteLine.h"
 #include "platform/rfc2217/ServerQuestions.h"
 
+struct selector_s;  // the library's
+
 namespace mova {
 
 // The owner keeps it by a shared pointer, and so does the thread, which may be left to itself.
@@ -77,6 +79,7 @@ private:
 
     // The thread's own.
     std::string target_;
+    selector_s* selector_ = nullptr;
     gensio_os_funcs* system_ = nullptr;
     gensio_iod* wakeIod_ = nullptr;
     gensio* io_ = nullptr;

@@ -1,7 +1,9 @@
 // Does with one port what the lines of its input say, through the driver, and prints what comes of each: for tests of
 // ports that a program in another language serves.
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -51,6 +53,7 @@ public:
         if (what == "write") return write(words);
         if (what == "read") return read(words);
         if (what == "await") return await();
+        if (what == "descriptors") return descriptors();
         if (what == "await-close") return awaitClose();
         return "unknown";
     }
@@ -124,6 +127,11 @@ private:
         std::uint32_t count = 0;
         const bool good = serial().read(port_, bytes.data(), capacity, count);
         return outcome(good, " " + hexOf(bytes.substr(0, count)));
+    }
+
+    static std::string descriptors() {
+        const std::filesystem::directory_iterator open("/proc/self/fd");
+        return "ok " + std::to_string(std::distance(open, std::filesystem::directory_iterator()));
     }
 
     std::string await() {

@@ -190,6 +190,14 @@ class RemoteLine(unittest.TestCase):
         self.assertEqual(self.server.received(20000), b"a" * 20000)
         self.assertTrue(self.server.gone.wait(GENEROUS))
 
+    def test_nothing_stays_open_behind_a_close(self):
+        probe = self.start()
+        counts = []
+        for _ in range(4):
+            self.assertEqual((probe("open"), probe("write 61"), probe("close")), ("ok", "ok 1", "ok"))
+            counts.append(probe("descriptors"))
+        self.assertEqual(counts[1:], counts[:1] * 3)
+
     def test_a_close_ends_the_wait_of_another_thread(self):
         probe = self.open()
         self.assertEqual(probe("await-close"), "ok ok")
