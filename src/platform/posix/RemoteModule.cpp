@@ -28,27 +28,25 @@ std::vector<std::string> places() {
     return places;
 }
 
-// Never unloaded: threads of it may outlive main. One that is there and does not load is what is told.
-RemoteLineEntry load(std::string& whyNot) {
+// Never unloaded: threads of it may outlive main. Where one is there and does not load, no other is looked for.
+RemoteLineEntry load() {
     for (const std::string& place : places()) {
         std::error_code failed;
         if (place.find('/') != place.npos && !std::filesystem::exists(place, failed)) continue;
         void* const module = dlopen(place.c_str(), RTLD_NOW | RTLD_LOCAL);
         void* const entry = module != nullptr ? dlsym(module, kRemoteLineEntry) : nullptr;
-        if (entry != nullptr) return reinterpret_cast<RemoteLineEntry>(entry);
-        if (const char* const words = dlerror()) whyNot = words;
-        return nullptr;
+        return reinterpret_cast<RemoteLineEntry>(entry);
     }
     return nullptr;
 }
 
 }  // namespace
 
-RemoteLineEntry loadRemoteModule(std::string& whyNot) {
+RemoteLineEntry loadRemoteModule() {
     static std::mutex& mutex = *new std::mutex;
     static RemoteLineEntry loaded = nullptr;  // a module that was not there may be installed meanwhile
     const std::lock_guard guard(mutex);
-    if (loaded == nullptr) loaded = load(whyNot);
+    if (loaded == nullptr) loaded = load();
     return loaded;
 }
 

@@ -27,8 +27,7 @@ bool isAsWanted(const LineSettings& actual, const LineSettings& wanted) {
 }  // namespace
 
 std::shared_ptr<PosixPort> RemotePort::open(const RemoteName& name, int& error) {
-    std::string whyNot;
-    RemoteLineEntry const entry = loadRemoteModule(whyNot);
+    RemoteLineEntry const entry = loadRemoteModule();
     if (entry == nullptr) {
         error = ELIBACC;
         return nullptr;

@@ -355,12 +355,13 @@ void GensioConnection::lose() {
     questions_.refuseAll();
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the library's shape
 int GensioConnection::onEvent(gensio*, void* data, int event, int error, unsigned char* bytes, gensiods* count,
                               const char* const*) {
-    return static_cast<GensioConnection*>(data)->handle(event, error, bytes, count);
+    return static_cast<GensioConnection*>(data)->handle(event, error, bytes, count != nullptr ? *count : 0);
 }
 
-int GensioConnection::handle(int event, int error, unsigned char* bytes, gensiods* count) {
+int GensioConnection::handle(int event, int error, const unsigned char* bytes, gensiods count) {
     const auto state = [&] {
         unsigned value = 0;
         std::memcpy(&value, bytes, sizeof value);
@@ -373,7 +374,7 @@ int GensioConnection::handle(int event, int error, unsigned char* bytes, gensiod
             if (error != 0) {
                 lose();
             } else {
-                toUser([&](RemoteLineUser& user) { user.received(reinterpret_cast<const char*>(bytes), *count); });
+                toUser([&](RemoteLineUser& user) { user.received(reinterpret_cast<const char*>(bytes), count); });
             }
             return 0;
         case GENSIO_EVENT_WRITE_READY: sendOutput(); return 0;

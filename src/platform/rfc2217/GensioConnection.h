@@ -59,7 +59,7 @@ private:
     template <class Call>
     void toUser(Call call);
 
-    int handle(int event, int error, unsigned char* bytes, gensiods* count);
+    int handle(int event, int error, const unsigned char* bytes, gensiods count);
     static int onEvent(gensio* io, void* data, int event, int error, unsigned char* bytes, gensiods* count,
                        const char* const* auxiliary);
 

@@ -32,8 +32,8 @@ static_assert(SERGENSIO_LINESTATE_OVERRUN_ERR == LineError::Overrun &&
 constexpr unsigned kStopBits[] = {1, 3, 2};
 
 std::uint8_t stopBitsOf(unsigned theirs) {
-    for (std::uint8_t code = 0; code < std::size(kStopBits); ++code) {
-        if (kStopBits[code] == theirs) return code;
+    for (std::size_t code = 0; code < std::size(kStopBits); ++code) {
+        if (kStopBits[code] == theirs) return static_cast<std::uint8_t>(code);
     }
     return 0;
 }
@@ -59,7 +59,7 @@ FlowControl flowControlOf(const LineSettings& settings) {
 
 struct OutputLine {
     RemoteSetting setting;
-    unsigned wanted;
+    unsigned wanted = kAsItIs;
 };
 
 OutputLine outputLineOf(LineControl function) {

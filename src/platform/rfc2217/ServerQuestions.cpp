@@ -75,13 +75,13 @@ void ServerQuestions::onReply(sergensio*, int error, unsigned value, void* data)
     ServerQuestions& owner = *request->owner;
     const auto held =
         std::find_if(owner.requests_.begin(), owner.requests_.end(), [&](const Request& r) { return &r == request; });
-    Request taken = std::move(*held);
+    const Request taken = std::move(*held);
     owner.requests_.erase(held);
-    owner.replied(std::move(taken), errnoOfGensio(error), value);
+    owner.replied(taken, errnoOfGensio(error), value);
     owner.askNext();
 }
 
-void ServerQuestions::replied(Request request, int error, unsigned value) {
+void ServerQuestions::replied(const Request& request, int error, unsigned value) {
     const unsigned sent = value + request.setting.base;  // as the server sent it
     const bool couldMean = sent >= request.setting.base && sent <= request.setting.last;
     if (current_ && request.question == current_) {

@@ -57,7 +57,7 @@ private:
 
     int send(const std::shared_ptr<Question>& question, const RemoteSetting& setting, unsigned wanted);
     void askNext();
-    void replied(Request request, int error, unsigned value);
+    void replied(const Request& request, int error, unsigned value);
     void answer(int error, unsigned value);
     static void onReply(sergensio* serial, int error, unsigned value, void* data);
 
