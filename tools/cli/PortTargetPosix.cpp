@@ -63,7 +63,7 @@ constexpr RemoteRow kRemoteRows[] = {
      "install the package libgensio4; libmovacmdsvr-rfc2217.so, which is made with it, belongs beside libmovacmdsvr"},
     {ENONET, ": there is no such machine", "\"getent hosts NAME\" asks what mova asks"},
     {EHOSTUNREACH, ": there is no way to this machine", "is it on, and in this network?"},
-    {ETIMEDOUT, " does not answer within 10 seconds", "is the machine on? does a firewall stand between?"},
+    {ETIMEDOUT, " does not answer", "is the machine on? does a firewall stand between?"},
     {ECONNREFUSED, ": the machine is there, and nothing listens on this port",
      "is ser2net running there, and is the port the one of its \"accepter\"?"},
     {ECONNRESET, ": the server ended the connection at once",
