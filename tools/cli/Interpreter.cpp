@@ -25,8 +25,8 @@ void describeGlobals(CLI::App& app, Context& context) {
 #ifdef _WIN32
                    "the port by its number, as 7 or COM7; without it the only port there is")
 #else
-                   "the port: its number n (the link /dev/COMn) or a device path as /dev/ttyUSB0; without it the only "
-                   "port there is")
+                   "the port: its number n (the link /dev/COMn), a device path as /dev/ttyUSB0, or HOST:PORT of a "
+                   "server of RFC 2217 as lab1:4001; without it the only port there is")
 #endif
         ->type_name("PORT")
         ->envname(variable::kPort);

@@ -82,8 +82,10 @@ Platform& listingPlatform() {
 }
 
 std::string deviceOf(std::int32_t number) {
+    const fs::path path = PortLinks(deviceFolder()).pathOf("COM" + std::to_string(number));
+    if (PortLinks::isRemote(path)) return path.string();
     std::error_code failed;
-    const fs::path device = fs::canonical(deviceFolder() + "/COM" + std::to_string(number), failed);
+    const fs::path device = fs::canonical(path, failed);
     return failed ? std::string() : device.string();
 }
 

@@ -1,5 +1,5 @@
-// The port that a command is to use, as the user named it: "7", "COM7" or, on Linux, a device path, which needs no
-// number and no link in /dev.
+// The port that a command is to use, as the user named it: "7", "COM7" or, on Linux, a device path or a port
+// on another machine, which need no number and no link in /dev.
 #pragma once
 #include <cstdint>
 #include <string>

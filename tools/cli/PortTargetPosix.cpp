@@ -1,11 +1,14 @@
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include "cli/PortList.h"
 #include "cli/PortTarget.h"
 #include "mova/Codes.h"
 #include "mova/Device.h"
+#include "platform/posix/RemoteName.h"
 
 namespace mova::cli {
 
@@ -17,6 +20,10 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
         number_ = number;
         name_ = "COM" + std::to_string(number);
         platform_ = &nativePlatform();
+        return;
+    }
+    if (remoteNameOf(name)) {
+        platform_ = &platformOfDevice(name);
         return;
     }
     std::error_code failed;
@@ -33,17 +40,56 @@ PortTarget::PortTarget(const std::string& name) : name_(name) {
     platform_ = &platformOfDevice(name);
 }
 
-std::string PortTarget::device() const { return platform_ == &nativePlatform() ? deviceFolder() + "/" + name_ : name_; }
+std::string PortTarget::device() const {
+    return platform_ == &nativePlatform() ? PortLinks(deviceFolder()).pathOf(name_).string() : name_;
+}
 
 bool PortTarget::isThere() {
+    if (remoteNameOf(device())) return true;  // whether it is, only opening it can tell
     std::error_code failed;
     return fs::is_character_file(device(), failed) && access(device().c_str(), R_OK | W_OK) == 0;
 }
+
+namespace {
+
+// What the driver reported of a port on another machine, and what to do about it.
+struct RemoteRow {
+    int error;
+    const char* message;  // behind the port's name
+    const char* hint;
+};
+constexpr RemoteRow kRemoteRows[] = {
+    {ELIBACC, " is on another machine, and what speaks RFC 2217 is not here",
+     "install the package libgensio4; libmovacmdsvr-rfc2217.so, which is made with it, belongs beside libmovacmdsvr"},
+    {ENONET, ": there is no such machine", "\"getent hosts NAME\" asks what mova asks"},
+    {EHOSTUNREACH, ": there is no way to this machine", "is it on, and in this network?"},
+    {ETIMEDOUT, " does not answer", "is the machine on? does a firewall stand between?"},
+    {ECONNREFUSED, ": the machine is there, and nothing listens on this port",
+     "is ser2net running there, and is the port the one of its \"accepter\"?"},
+    {ECONNRESET, ": the server ended the connection at once",
+     "another program may have the port, or the server its device not: its log says which"},
+    {EPROTONOSUPPORT, ": the server does not speak RFC 2217, so the port cannot be set",
+     "of ser2net the accepter has to be telnet(rfc2217),tcp,PORT"},
+};
+
+Failure whyNotReached(Failure failure, const std::string& name, int error) {
+    for (const RemoteRow& row : kRemoteRows) {
+        if (row.error != error) continue;
+        failure.message = name + row.message;
+        failure.hint = row.hint;
+        return failure;
+    }
+    failure.hint = std::generic_category().message(error);
+    return failure;
+}
+
+}  // namespace
 
 Failure PortTarget::whyNotOpened(Code code) {
     Failure failure = failureOf(code, name_ + " could not be opened");
     if (code != Code::NotOpen) return failure;
     const std::string device = this->device();
+    if (remoteNameOf(device)) return whyNotReached(failure, device, static_cast<int>(platform_->serial.lastError()));
     std::error_code failed;
     const fs::path real = fs::canonical(device, failed);
     if (failed) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <system_error>
 
+#include "platform/posix/RemoteName.h"
+
 namespace mova {
 
 namespace {
@@ -47,9 +49,14 @@ PortLinks PortLinks::only(std::filesystem::path device) {
 }
 
 std::filesystem::path PortLinks::pathOf(std::string_view name) const {
-    if (onlyDevice_.empty()) return folder_.string().append("/").append(name);
-    return name == onlyName_ ? onlyDevice_ : std::filesystem::path();
+    if (!onlyDevice_.empty()) return name == onlyName_ ? onlyDevice_ : std::filesystem::path();
+    std::filesystem::path link = folder_.string().append("/").append(name);
+    std::error_code failed;
+    std::filesystem::path target = std::filesystem::read_symlink(link, failed);
+    return !failed && isRemote(target) ? target : link;
 }
+
+bool PortLinks::isRemote(const std::filesystem::path& path) { return remoteNameOf(path.native()).has_value(); }
 
 std::vector<std::string> PortLinks::names() const {
     if (!onlyDevice_.empty()) return {onlyName_};

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "mova/Device.h"
+#include "platform/posix/RemoteName.h"
 
 namespace mova {
 
@@ -41,7 +42,7 @@ Platform& platformOfDevice(const std::string& path) {
     static auto& platforms = *new std::map<std::string, std::unique_ptr<PosixPlatform>>();  // kept for the same reason
     PosixOptions options = nativeOptions();
     std::error_code failed;
-    options.device = std::filesystem::absolute(path, failed).string();
+    options.device = remoteNameOf(path) ? path : std::filesystem::absolute(path, failed).string();
     if (failed) options.device = "/";  // there is nowhere to start from, or no path: it is no device then
     const std::lock_guard guard(mutex);
     std::unique_ptr<PosixPlatform>& platform = platforms[options.device];

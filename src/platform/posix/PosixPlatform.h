@@ -17,8 +17,9 @@ namespace mova {
 struct PosixOptions {
     std::string deviceDir = kDefaultDeviceDir;  // where port n is the link COMn
     std::string sysDir = "/sys";
-    std::string privateDir;   // of datagram sockets and lock files, as PrivateFolder takes it
-    std::string device = {};  // an absolute path; when told, port 1 and the only one, called as PortLinks says
+    std::string privateDir;  // of datagram sockets and lock files, as PrivateFolder takes it
+    // An absolute path, or RemoteName's name: when told, port 1 and the only one, called as PortLinks says.
+    std::string device = {};
 };
 
 // nativePlatform() is one of these with the defaults, but its links are where deviceDir() says: for tests, and for

@@ -1,16 +1,12 @@
-// A PosixPort is one open terminal device and what is remembered of it because the device itself cannot: flags of the
-// line settings without a counterpart, time-outs, queue sizes, error counts.
+// A PosixPort is one open port: a terminal (TerminalPort) or one on another machine (RemotePort). Here stands what both
+// have: what is remembered of a port because the device itself cannot, and how its news are waited for.
 //
-// Operations return errno, 0 for success. They may be called from several threads; the descriptor closes when the
-// last user lets go of the object, so that no number is reused under a call that is under way.
+// Operations return errno, 0 for success, and EIO once the device has hung up. They may be called from several threads;
+// the port closes when the last user lets go of the object, so that no number is reused under a call that is under way.
 #pragma once
-#include <linux/serial.h>
-
-#include <memory>
-#include <string>
+#include <poll.h>
 
 #include "platform/SerialDriver.h"
-#include "platform/posix/FileDescriptor.h"
 #include "platform/posix/PosixThreading.h"
 
 namespace mova {
@@ -19,56 +15,49 @@ enum class PortWait { Ready, Stopped, TimedOut, Closed, Failed };
 
 class PosixPort {
 public:
-    // open() opens the device for this process alone (EBUSY while another has it) and makes it raw. When the result is
-    // null, error says why.
-    static std::shared_ptr<PosixPort> open(const std::string& device, int& error);
-    // adopt() takes a terminal that somebody else opened: it is used as it is set, without waiting in reads and writes.
-    static std::shared_ptr<PosixPort> adopt(int descriptor, int& error);
-    ~PosixPort();
+    virtual ~PosixPort() = default;
     PosixPort(const PosixPort&) = delete;
     PosixPort& operator=(const PosixPort&) = delete;
 
-    int descriptor() const { return device_.get(); }
+    virtual int descriptor() const = 0;  // by which the process knows the port
     // From now on the device goes with this object; waits for it end.
-    void beginClose();
+    virtual void beginClose() { closing_.set(); }
     bool isClosing() { return closing_.isSet(); }
 
     int setQueueSizes(std::uint32_t input, std::uint32_t output);
     int setTimeouts(const PortTimeouts& timeouts);
     PortTimeouts timeouts() const;
     int properties(PortProperties& out) const;
-    int lineSettings(LineSettings& out) const;
-    int setLineSettings(const LineSettings& settings);
     int setEventMask(std::uint32_t mask) const;  // nobody waits for port events: there is nothing to keep
-    int clearErrors(std::uint32_t& errorBits, PortStatus* status);
-    int purge(std::uint32_t what) const;
-    int control(LineControl function) const;
-    int modemStatus(std::uint32_t& out) const;
+    virtual int lineSettings(LineSettings& out) const = 0;
+    virtual int setLineSettings(const LineSettings& settings) = 0;
+    virtual int clearErrors(std::uint32_t& errorBits, PortStatus* status) = 0;
+    virtual int purge(std::uint32_t what) = 0;
+    virtual int control(LineControl function) = 0;
+    virtual int modemStatus(std::uint32_t& out) const = 0;
 
     // readQueued() takes what is queued, at once; these are 0 bytes when nothing is.
-    int readQueued(void* buffer, std::uint32_t capacity, std::uint32_t& bytes) const;
+    virtual int readQueued(void* buffer, std::uint32_t capacity, std::uint32_t& bytes) = 0;
     // writeSome() gives the device what it takes at once, which may be nothing.
-    int writeSome(const void* data, std::uint32_t length, std::uint32_t& bytes) const;
+    virtual int writeSome(const void* data, std::uint32_t length, std::uint32_t& bytes) = 0;
     // waitFor() waits until the device is ready for `events`, as poll names them (a hang-up counts as ready). The stop
     // event, if given, goes before readiness.
     PortWait waitFor(short events, PosixEvent* stop, Deadline deadline);
 
-private:
-    PosixPort(int descriptor, bool owned);
-    int presence() const;  // EIO when the device has hung up
-    void raiseAndDropLines(std::uint32_t flags) const;
-    std::uint32_t newErrors();
+protected:
+    PosixPort();
+    virtual int presence() const = 0;                  // EIO when the device has hung up
+    virtual pollfd readiness(short events) const = 0;  // what to poll for it
 
-    FileDescriptor device_;
-    bool owned_;
-    bool countsErrors_;
-    PosixEvent closing_;
     mutable Mutex mutex_;
+    // What the device has no place for: flags of the line settings without a counterpart.
     LineSettings remembered_ MOVA_GUARDED_BY(mutex_);
+
+private:
+    PosixEvent closing_;
     PortTimeouts timeouts_ MOVA_GUARDED_BY(mutex_);
     std::uint32_t inputQueue_ MOVA_GUARDED_BY(mutex_);
     std::uint32_t outputQueue_ MOVA_GUARDED_BY(mutex_);
-    serial_icounter_struct counts_ MOVA_GUARDED_BY(mutex_){};
 };
 
 }  // namespace mova

@@ -6,6 +6,10 @@
 #include <thread>
 #include <vector>
 
+#include "platform/posix/RemoteName.h"
+#include "platform/posix/RemotePort.h"
+#include "platform/posix/TerminalPort.h"
+
 namespace mova {
 
 namespace {
@@ -143,7 +147,7 @@ public:
 private:
     enum class State { Idle, Pending, Ended };
 
-    void carryOn(const PosixPort& port) {
+    void carryOn(PosixPort& port) {
         std::uint32_t bytes = 0;
         const int error = port.writeSome(data_ + bytes_, length_ - bytes_, bytes);
         bytes_ += bytes;
@@ -183,7 +187,9 @@ std::string PosixSerialDriver::devicePath(const std::string& path) const {
 
 PortHandle PosixSerialDriver::open(const std::string& path, bool) {
     int error = 0;
-    const auto port = PosixPort::open(devicePath(path), error);
+    const std::string device = devicePath(path);
+    const auto remote = remoteNameOf(device);
+    const auto port = remote ? RemotePort::open(*remote, error) : TerminalPort::open(device, error);
     if (!report(error)) return kInvalidPort;
     const std::lock_guard guard(mutex_);
     ports_[port->descriptor()] = port;
@@ -202,7 +208,7 @@ std::shared_ptr<PosixPort> PosixSerialDriver::find(PortHandle handle) {
     const auto adopted = ports_.find(handle);
     if (adopted != ports_.end()) return adopted->second;
     int error = 0;
-    auto port = PosixPort::adopt(descriptorOf(handle), error);
+    auto port = TerminalPort::adopt(descriptorOf(handle), error);
     if (report(error)) ports_[handle] = port;
     return port;
 }

@@ -1,5 +1,6 @@
-// PosixSerialDriver drives Linux terminals. Port n is where PortLinks says; a port handle is the
-// device's descriptor. A handle of a terminal that somebody else opened is served as well, with that one's settings.
+// PosixSerialDriver drives Linux terminals and, where a path is RemoteName's, ports of other machines. Port n is where
+// PortLinks says; a port handle is the descriptor that PosixPort names. A handle of a terminal that somebody else opened
+// is served as well, with that one's settings.
 //
 // Reads never pend. A write pends while the device's buffer is full; await() carries it on as room comes, and the
 // write time-out (multiplier * length + constant, counted from the write's beginning; 0 is none) ends it short.
@@ -8,6 +9,7 @@
 // The stop event of a wait is one made by PosixThreading. Errors are errno values, kept per thread.
 #pragma once
 #include <map>
+#include <memory>
 #include <shared_mutex>
 
 #include "platform/SerialDriver.h"

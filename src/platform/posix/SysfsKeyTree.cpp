@@ -125,7 +125,9 @@ std::string zeroTerminated(std::string text) {
 }  // namespace
 
 std::optional<SysfsKeyTree::PortEntry> SysfsKeyTree::portEntry(const std::string& link) const {
-    const fs::path device = realPath(links_.pathOf(link));
+    const fs::path path = links_.pathOf(link);
+    if (PortLinks::isRemote(path)) return PortEntry{"ROOT", "rfc2217", link, "Remote Port (" + link + ")"};
+    const fs::path device = realPath(path);
     if (device.empty()) return std::nullopt;  // the device is unplugged
     const fs::path sysDevice = realPath(sysDir_ / "class/tty" / device.filename() / "device");
     const DeviceFacts facts = factsOf(sysDevice, realPath(sysDir_));

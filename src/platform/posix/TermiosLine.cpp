@@ -21,7 +21,7 @@ constexpr tcflag_t kParityMask = PARENB | PARODD | CMSPAR;
 constexpr std::array<tcflag_t, 5> kParities{0, PARENB | PARODD, PARENB, PARENB | PARODD | CMSPAR, PARENB | CMSPAR};
 
 constexpr std::uint8_t kStopBitsMax = 2;
-constexpr std::uint32_t kBaudTolerancePercent = 5;  // what a device's divisor may be off; more is another rate
+constexpr std::uint32_t kBaudTolerancePercent = 5;
 
 void replace(tcflag_t& word, tcflag_t mask, tcflag_t bits) { word = (word & ~mask) | (bits & mask); }
 

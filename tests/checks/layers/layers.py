@@ -2,8 +2,9 @@
 """layers.py SOURCE_TREE: fails when an include looks where it must not.
 
 src/, include/   a layer includes itself and the layers below it; the public face includes nothing of src/
-adapters         platform/win32, platform/posix and component/automation are included by themselves alone (the last
-                 one builds on win32), and only they include headers of the system
+adapters         platform/win32, platform/posix, platform/rfc2217 and component/automation are included by themselves
+                 alone (the last one builds on win32, rfc2217 on posix), and only they include headers of the system
+libraries        gensio is seen by platform/rfc2217 alone
 tools/, python/  each folder includes what ALLOWED gives it
 tests/oracle/    shares nothing with what it judges
 everywhere       by a path from the folder's root, of a header that is there, and never in a circle
@@ -15,7 +16,10 @@ import sys
 # From the ground up. mova/ (the public face) stands beside base/: everybody may include it.
 LAYERS = ("base", "platform", "logging", "device", "transport", "services", "atchannel", "component")
 FACE = "mova"
-ADAPTERS = {"platform/win32": (), "platform/posix": (), "component/automation": ("platform/win32",)}
+ADAPTERS = {"platform/win32": (), "platform/posix": (), "platform/rfc2217": ("platform/posix",),
+            "component/automation": ("platform/win32",)}
+# Libraries that the component does without: only the module that is loaded when it is needed may see them.
+LIBRARIES = {"gensio": "platform/rfc2217"}
 
 # What each folder outside src/ may include. The handset is written from the line protocol and the trace reader from
 # the trace's description: sharing the component's codec, they would share its mistakes.
@@ -37,6 +41,7 @@ EXCEPTIONS = {
     ("tools/cli", "platform/SerialDriver.h"): "`mova signals` names the bits of the modem status; LineTap is a driver",
     ("tools/cli", "platform/posix/PosixFolders.h"): "where the links COMn are",
     ("tools/cli", "platform/posix/PosixPlatform.h"): "`mova ports` lists the devices that have no number: where the kernel names them",
+    ("tools/cli", "platform/posix/RemoteName.h"): "--port names a port of another machine",
     ("tools/viewer", "logging/MyDebugMsg.h"): "the name of the channel that it listens to",
     ("tools/viewer", "platform/Platform.h"): "its file is made as the component makes its own",
     ("tools/viewer", "platform/posix/PosixFolders.h"): "what the channel's socket is called",
@@ -98,6 +103,8 @@ class Tree:
             home = next((adapter for adapter in ADAPTERS if name.startswith(adapter + "/")), None)
             if angled and is_foreign(angled) and not home:
                 self.fail(path, "includes a header of the system", angled)
+            if angled and LIBRARIES.get(angled.split("/")[0], home) != home:
+                self.fail(path, "includes a library that the component does without", angled)
             if not quoted or quoted.startswith(FACE + "/"):
                 continue
             target = quoted.split("/")[0]

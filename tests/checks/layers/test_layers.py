@@ -59,6 +59,11 @@ class Layers(unittest.TestCase):
     def test_an_adapter_included_by_its_own_layer(self):
         self.finds("includes an adapter", {"src/platform/Pick.cpp": '#include "platform/posix/PosixClock.h"\n'})
 
+    def test_a_library_outside_its_module(self):
+        self.assertEqual(self.found({"src/platform/rfc2217/A.cpp": '#include "platform/posix/PosixClock.h"\n'
+                                                                   "#include <gensio/gensio.h>\n"}), [])
+        self.finds("a library that the component does without", {"src/platform/posix/A.cpp": "#include <gensio/gensio.h>\n"})
+
     def test_a_system_header_outside_the_adapters(self):
         for header in ("unistd.h", "sys/stat.h", "windows.h"):
             self.finds("a header of the system", {"src/device/Port.cpp": f"#include <{header}>\n"})

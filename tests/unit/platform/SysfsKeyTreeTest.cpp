@@ -107,6 +107,15 @@ TEST_F(SysfsKeyTreeTest, AFolderWithoutPortsIsAnEmptyTree) {
     EXPECT_EQ(nowhere.open(kRoot + "\\USB", KeyAccess::Read), KeyTree::kNoKey);
 }
 
+TEST_F(SysfsKeyTreeTest, APortOfAnotherMachineIsWhatTheLinkSays) {
+    linkPort("COM7", "lab1:4001");
+    linkPort("COM8", "lab1");
+    EXPECT_EQ(walk(), (Found{{"ROOT\\rfc2217\\COM7", "Remote Port (COM7)"}}));
+    EXPECT_EQ(PortLinks(dev_).pathOf("COM7"), "lab1:4001");
+    SysfsKeyTree only(PortLinks::only("[2001:db8::7]:4001"), sys_);
+    EXPECT_NE(only.open(kRoot + "\\ROOT\\rfc2217\\COM1", KeyAccess::Query), KeyTree::kNoKey);
+}
+
 TEST_F(SysfsKeyTreeTest, AnOnboardPort) {
     addTerminal("ttyS0", addFolder("pnp0/00:01", "pnp", "serial"));
     linkPort("COM1", "ttyS0");
