@@ -96,6 +96,7 @@ public:
             // --no-reconnect has its say behind what was seen before.
             if (options_.noReconnect) break;
             cable_.lose();
+            wentAway_ = false;
             cable_.await([this] { return isOver(); });
         }
         takeIn();  // what came at the very end

@@ -7,6 +7,10 @@
 #include "base/Text.h"
 #include "program/ManMacros.h"
 
+#ifndef MOVA_PRODUCT_VERSION  // the analysis reads this without the build
+#define MOVA_PRODUCT_VERSION ""
+#endif
+
 namespace mova {
 
 std::string_view productVersion() { return MOVA_PRODUCT_VERSION; }

@@ -101,7 +101,7 @@ class NeighboursTest(unittest.TestCase):
     def refusal(self, program, *arguments):
         process = self.start(program, *arguments)
         out, errors = process.communicate(timeout=GENEROUS)
-        self.assertEqual((process.returncode, out), (1, ""))
+        self.assertEqual((process.returncode, out), (3, ""))  # neither channel nor link could be had
         return errors
 
     # --- the neighbour

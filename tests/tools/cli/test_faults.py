@@ -276,7 +276,7 @@ class FaultsTest(BenchTest):
         listed = self.mova("--help").out.split("Commands:")[1].split("\n\n")[0]
         names = set(re.findall(r"^  ([a-z0-9]+) ", listed, re.M))
         # These have no answers of their own: they list, show a file or what comes, or run the commands above.
-        self.assertEqual(names - {"ports", "trace", "terminal", "shell", "run"}, {command.split(" ")[0] for _, command, _ in COMMANDS})
+        self.assertEqual(names - {"ports", "stations", "trace", "terminal", "shell", "run"}, {command.split(" ")[0] for _, command, _ in COMMANDS})
 
     def test_a_healthy_handset(self):
         self.hold(None)

@@ -1,8 +1,8 @@
-#include "program/Suggestion.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "program/Suggestion.h"
 
 namespace mova {
 namespace {

@@ -113,7 +113,7 @@ TEST_F(SysfsKeyTreeTest, APortOfAnotherMachineIsWhatTheLinkSays) {
     EXPECT_EQ(walk(), (Found{{"ROOT\\rfc2217\\COM7", "Remote Port (COM7)"}}));
     EXPECT_EQ(PortLinks(dev_).pathOf("COM7"), "lab1:4001");
     SysfsKeyTree only(PortLinks::only("[2001:db8::7]:4001"), sys_);
-    EXPECT_NE(only.open(kRoot + "\\ROOT\\rfc2217\\COM1", KeyAccess::Query), KeyTree::kNoKey);
+    EXPECT_NE(only.open(kRoot + "\\ROOT\\rfc2217\\[2001:db8::7]:4001", KeyAccess::Query), KeyTree::kNoKey);
 }
 
 TEST_F(SysfsKeyTreeTest, AnOnboardPort) {
