@@ -85,7 +85,7 @@ class ManyTest(BenchTest):
         self.start_handsets(1, "--fault", "silence", first=2)
         self.stations(good=5, silent=5, strict=50)
         os.symlink(self.path("COM1"), self.path("COM4"))
-        self.write("mova/stations.toml", "".join("[%s]\nport = %d\ntimeout = 300\nvariables = { limit = %d }\n" % row for row in
+        self.write("mova/stations.toml", "".join("[%s]\nport = %d\ntimeout = 1500\nvariables = { limit = %d }\n" % row for row in
                                                  (("good", 1, 5), ("strict", 1, 50), ("silent", 2, 5), ("gone", 9, 5))))
         for names, status in (("good", 0), ("strict", 1), ("silent,good", 4), ("strict,silent", 4), ("silent,gone", 3),
                               ("gone,good,silent", 3)):

@@ -13,7 +13,7 @@ port = 9
 [left]
 port = 7
 baud = 57600
-timeout = 300
+timeout = 3000
 [left.variables]
 operator = "ACME"
 limit = 10
@@ -34,14 +34,14 @@ class StationsTest(BenchTest):
         result = self.mova("stations")
         self.assertEnds(result, 0)
         self.assertEqual([" ".join(line.split()) for line in result.lines],
-                         ["STATION PORT BAUD TIMEOUT VARIABLES", "right 9 - -", "left 7 57600 300 limit = 10, operator = ACME"])
+                         ["STATION PORT BAUD TIMEOUT VARIABLES", "right 9 - -", "left 7 57600 3000 limit = 10, operator = ACME"])
 
     def test_as_json(self):
         path = self.stations(TWO)
         self.assertEqual(self.mova("--json", "stations").json(),
                          {"command": "stations", "ok": True, "file": path,
                           "stations": [{"name": "right", "port": "9", "baud": None, "timeout": None, "variables": {}},
-                                       {"name": "left", "port": "7", "baud": 57600, "timeout": 300,
+                                       {"name": "left", "port": "7", "baud": 57600, "timeout": 3000,
                                         "variables": {"limit": "10", "operator": "ACME"}}]})
 
     def test_without_the_file_there_are_none(self):
@@ -74,7 +74,7 @@ class StationsTest(BenchTest):
 
     def rate_with(self, *options):
         """What the line is set to while the port is open."""
-        session = self.start(*options, "shell", stdin=subprocess.PIPE)
+        session = self.start(*options, "--timeout", "60000", "shell", stdin=subprocess.PIPE)
         session.stdin.write("at AT\n")
         session.stdin.flush()
         self.assertEqual(session.stdout.readline(), "OK\n")
@@ -88,7 +88,7 @@ class StationsTest(BenchTest):
         self.start_handset("--fault", "silence")
         self.stations(TWO)
         milliseconds = self.mova("--station", "left", "--json", "at", "AT").json()["answers"][0]["milliseconds"]
-        self.assertGreaterEqual(milliseconds, 300)
+        self.assertGreaterEqual(milliseconds, 3000)
         milliseconds = self.mova("--station", "left", "-t", "900", "--json", "at", "AT").json()["answers"][0]["milliseconds"]
         self.assertGreaterEqual(milliseconds, 900)
 
