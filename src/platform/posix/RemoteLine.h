@@ -31,7 +31,8 @@ public:
     virtual ~RemoteLine() = default;
 
     // Once, before all others. On success `settings` has the baud rate, byte size, parity and stop bits of the port.
-    // ENONET: there is no such host. EPROTONOSUPPORT: there is no serial port behind the host's port, or its server
+    // ENONET: there is no such host. ENETDOWN: nobody answers who could say. EADDRNOTAVAIL: this machine has no address
+    // beside that of loopback. EPROTONOSUPPORT: there is no serial port behind the host's port, or its server
     // does not let it be set. ECONNRESET: the server closed the connection, because another has the port or it has none.
     virtual int open(const char* host, const char* port, LineSettings& settings) = 0;
     // `actual` is what the port has come up with.

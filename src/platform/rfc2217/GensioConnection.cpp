@@ -2,6 +2,7 @@
 
 #include <gensio/gensio_unix.h>
 #include <gensio/selector.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/eventfd.h>
@@ -69,6 +70,23 @@ void prepareLibrary() {
     });
 }
 
+// The library does not tell a name that nobody has from one that nobody could look up.
+int whyNotLookedUp(const std::string& host, int error) {
+    addrinfo wanted{};
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    switch (getaddrinfo(host.c_str(), nullptr, &wanted, &found)) {
+        case 0:
+            freeaddrinfo(found);
+            // The library looks for addresses of the kinds that this machine has itself, beside that of loopback.
+            return error == ENONET || error == EIO ? EADDRNOTAVAIL : error;
+        case EAI_AGAIN:
+        case EAI_FAIL: return ENETDOWN;
+        case EAI_MEMORY: return ENOMEM;
+        default: return ENONET;
+    }
+}
+
 gensio_time timeUntil(std::chrono::steady_clock::time_point deadline) {
     using namespace std::chrono;
     const auto left = std::max(deadline - steady_clock::now(), steady_clock::duration::zero());
@@ -103,6 +121,7 @@ bool GensioConnection::startThread() {
 int GensioConnection::open(const std::string& host, const std::string& port) {
     wake_.reset(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
     if (!wake_) return errno;
+    host_ = host;
     target_ = "telnet(rfc2217),tcp(nodelay)," + host + "," + port;
     prepareLibrary();
     if (!startThread()) return EAGAIN;
@@ -234,19 +253,20 @@ bool GensioConnection::connect() {
     }
     system_->set_read_handler(wakeIod_, true);
     int error = str_to_gensio(target_.c_str(), system_, onEvent, this, &io_);  // looks the host up
-    if (error == 0) {
+    if (error != 0) {
+        ioClosed_ = true;
+        error = whyNotLookedUp(host_, errnoOfGensio(error));
+    } else {
         const auto opened = [](gensio*, int failed, void* data) {
             auto* const self = static_cast<GensioConnection*>(data);
             self->ioClosed_ = failed != 0;
             self->setState(failed != 0 ? State::Ended : State::Open, errnoOfGensio(failed));
         };
-        error = gensio_open(io_, opened, this);
+        error = errnoOfGensio(gensio_open(io_, opened, this));
         ioClosed_ = error != 0;
-    } else {
-        ioClosed_ = true;
     }
     if (error != 0) {
-        setState(State::Ended, errnoOfGensio(error));
+        setState(State::Ended, error);
         return false;
     }
     serial_ = gensio_to_sergensio(io_);

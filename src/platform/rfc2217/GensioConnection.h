@@ -78,6 +78,7 @@ private:
     RemoteLineUser* user_;  // null from the end of close()
 
     // The thread's own.
+    std::string host_;
     std::string target_;
     selector_s* selector_ = nullptr;
     gensio_os_funcs* system_ = nullptr;

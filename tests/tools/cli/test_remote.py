@@ -13,6 +13,8 @@ from rfc2217_server import NOTIFY_MODEMSTATE, SET_BAUDRATE, Server  # noqa: E402
 
 SER2NET = shutil.which("ser2net") or "/usr/sbin/ser2net"  # the folder is not in every user's path
 
+NOWHERE = "[no::where]:4001"  # that this is no machine's name is known without asking a name server
+
 
 def free_port():
     with socket.create_server(("127.0.0.1", 0)) as listener:
@@ -91,7 +93,7 @@ class Ser2netTest(BenchTest):
 
     def test_the_device_over_there_is_unplugged(self):
         monitor = self.start("--port", self.remote, "monitor", "--seconds", "15", "--send", "AT", stdin=subprocess.DEVNULL)
-        wait_until(lambda: "<- AT" in self.read("handset.log"), "the first command")
+        monitor.stdout.readline()  # the answer: a ser2net that still holds it when its device goes keeps the connection
         self.end_handset()
         result = self.finish(monitor)
         self.assertEqual(result.status, 6, result)
@@ -131,9 +133,9 @@ class PlayedServerTest(BenchTest):
         given = self.server.answer
 
         def with_lines(option):
-            given(option)
-            if option[1:] == b"\x05\x09":  # DTR is dropped
+            if option[1:] == b"\x05\x09":  # DTR is dropped; told before it is acknowledged, so in time for the next question
                 self.server.command(NOTIFY_MODEMSTATE, b"\x90")
+            given(option)
         self.server.answer = with_lines
         result = self.far("shell", given="signals dtr=off\nsignals\n")
         self.assertEqual(result.status, 0, result)
@@ -159,13 +161,24 @@ class PlayedServerTest(BenchTest):
         self.assertIn("mova: %s: the machine is there, and nothing listens on this port" % name, result.err)
 
     def test_there_is_no_such_machine(self):
-        result = self.mova("--port", "nowhere.invalid:4001", "at", "AT")
+        result = self.mova("--port", NOWHERE, "at", "AT")
         self.assertEnds(result, 3, "")
-        self.assertIn("mova: nowhere.invalid:4001: there is no such machine", result.err)
+        self.assertIn("mova: %s: there is no such machine" % NOWHERE, result.err)
 
     def test_as_json(self):
-        result = self.mova("--json", "--port", "nowhere.invalid:4001", "at", "AT")
-        self.assertEqual(result.json()["error"]["message"], "nowhere.invalid:4001: there is no such machine")
+        result = self.mova("--json", "--port", NOWHERE, "at", "AT")
+        self.assertEqual(result.json()["error"]["message"], "%s: there is no such machine" % NOWHERE)
+
+    def test_without_a_network(self):
+        in_none = ["unshare", "--net", "--map-root-user"]
+        if subprocess.run([*in_none, "true"], stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("this system gives no network namespaces")
+        for name, why in (("nowhere.invalid:4001", ": its name cannot be looked up, as no name server answers"),
+                          ("127.0.0.1:4001", " cannot be reached, as this machine is in no network")):
+            result = subprocess.run([*in_none, MOVA, "--port", name, "at", "AT"], env=self.environment, cwd=self.folder,
+                                    capture_output=True, text=True, stdin=subprocess.DEVNULL, timeout=GENEROUS)
+            self.assertEqual((result.returncode, result.stdout), (3, ""), result.stderr)
+            self.assertIn("mova: " + name + why, result.stderr)
 
     def test_without_the_module_the_package_is_named(self):
         alone = self.path("alone")
