@@ -224,5 +224,11 @@ class Docs(unittest.TestCase):
                           (2, "samples/gone.vbs"), (3, "build/linux/tests/gone"), (7, "corpus/gone/"),
                           (7, "../gone/README.md")])
 
+    def test_the_changelog_begins_with_the_version_that_is_built(self):
+        newest = re.search(r"^## (\S+)", (ROOT / "CHANGELOG.md").read_text(), re.M).group(1)
+        told = subprocess.run([os.path.join(PROGRAMS, "mova"), "--version"], stdout=subprocess.PIPE, text=True, check=True)
+        built = told.stdout.split()[1]
+        self.assertEqual(newest, built)
+
 
 unittest.main()
