@@ -2,7 +2,6 @@
 
 #include <gensio/gensio_unix.h>
 #include <gensio/selector.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/eventfd.h>
@@ -12,6 +11,8 @@
 #include <cstring>
 #include <system_error>
 #include <thread>
+
+#include "platform/rfc2217/HostName.h"
 
 namespace mova {
 
@@ -68,23 +69,6 @@ void prepareLibrary() {
         gensio* io = nullptr;
         if (str_to_gensio("telnet(rfc2217),tcp,127.0.0.1,1", system, nullptr, nullptr, &io) == 0) gensio_free(io);
     });
-}
-
-// The library does not tell a name that nobody has from one that nobody could look up.
-int whyNotLookedUp(const std::string& host, int error) {
-    addrinfo wanted{};
-    wanted.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    switch (getaddrinfo(host.c_str(), nullptr, &wanted, &found)) {
-        case 0:
-            freeaddrinfo(found);
-            // The library looks for addresses of the kinds that this machine has itself, beside that of loopback.
-            return error == ENONET || error == EIO ? EADDRNOTAVAIL : error;
-        case EAI_AGAIN:
-        case EAI_FAIL: return ENETDOWN;
-        case EAI_MEMORY: return ENOMEM;
-        default: return ENONET;
-    }
 }
 
 gensio_time timeUntil(std::chrono::steady_clock::time_point deadline) {
@@ -255,7 +239,7 @@ bool GensioConnection::connect() {
     int error = str_to_gensio(target_.c_str(), system_, onEvent, this, &io_);  // looks the host up
     if (error != 0) {
         ioClosed_ = true;
-        error = whyNotLookedUp(host_, errnoOfGensio(error));
+        error = whyNotFound(host_, errnoOfGensio(error));
     } else {
         const auto opened = [](gensio*, int failed, void* data) {
             auto* const self = static_cast<GensioConnection*>(data);
