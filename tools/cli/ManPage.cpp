@@ -29,8 +29,7 @@ constexpr std::array kExits{
 constexpr std::array kVariables{
     Explained{variable::kPort, "the port, where --port is not given"},
     Explained{variable::kDeviceDir, "Linux: the folder of the COMn links, in place of /dev"},
-    Explained{variable::kSystemRoot,
-              "Linux: a folder whose sys and dev are looked into for ports in place of the system's"},
+    Explained{variable::kSystemRoot, "Linux: a folder whose sys and dev ports are looked for in"},
     Explained{variable::kConfigHome, "Linux: where mova/stations.toml is, in place of ~/.config"},
     Explained{variable::kAppData, "Windows: where mova\\stations.toml is"},
     Explained{variable::kHistory, "Linux: the shell's history file; empty: none"},
