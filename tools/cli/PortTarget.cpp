@@ -56,7 +56,7 @@ std::string deviceNamed(const std::string& name) {
     std::error_code failed;
     if (simulation::isSimulated(name)) {
         const std::string objects = setupOf(name).storeFile;
-        if (objects.empty()) return objects;
+        if (objects.empty()) return {};
         // Made absolute first: of what is not there yet the canonical path may be relative.
         return std::filesystem::weakly_canonical(std::filesystem::absolute(objects, failed), failed).string();
     }
