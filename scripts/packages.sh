@@ -13,7 +13,7 @@ declare -A package_groups=(
     [wine]="wine wine64"
     [wine32]="libc6-i386 libc6-dev-i386 lib32stdc++-12-dev"
     [samples]="mono-mcs pyflakes3"
-    [package]="nsis zip python3"
+    [package]="nsis zip python3 cmark-gfm mandoc"
     [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 

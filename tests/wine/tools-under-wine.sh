@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # tools-under-wine.sh DLL_FOLDER NATIVE_FOLDER: the viewer and the trace command as Windows programs, on what the component
-# says and writes there.
+# says and writes there; the simulated handset in mova.exe; the Windows guide, as the package is unpacked.
 set -uo pipefail
 cd "$(dirname "$0")/../.."
 source scripts/wine.sh
@@ -73,17 +73,36 @@ diff <(grep -v '"file"' "$prefix/page.html") <(grep -v '"file"' "$prefix/native.
 timeout 60 wine "$dlls/mova.exe" trace "$(windows_path CMakeLists.txt)" >"$prefix/foreign.txt" 2>&1 && fail "a foreign file was taken"
 grep -q 'CMakeLists.txt:1: no line ends in a time' "$prefix/foreign.txt" || fail "a foreign file is not explained"
 
-echo "--- the commands that the Windows guide shows"
+echo "--- the handset that is simulated inside mova.exe, and no port"
+timeout 60 wine "$dlls/mova.exe" --port sim e2p read 0x1234 2 2>"$prefix/sim.txt" | tr -d '\r' >"$prefix/sim-read.txt"
+[ "$(cat "$prefix/sim-read.txt")" = FFFF ] || fail "reading from it"
+printf 'at AT+CSQ\r\ne2p write 0x1234 2 A55A\r\nat AT\r\ne2p read 0x1234 2\r\n' |
+    timeout 120 wine "$dlls/mova.exe" --port sim:hang-up=1 shell 2>"$prefix/sim.txt" | tr -d '\r' >"$prefix/sim-session.txt"
+[ "$(cat "$prefix/sim-session.txt")" = $'2 bytes written and read back\nOK\nA55A' ] || fail "a session with it"
+grep -q 'sim:hang-up=1 is back after ' "$prefix/sim.txt" || fail "its line that goes down and comes back"
+
+echo "--- the commands that the Windows guide shows, one after the other in the folder of the zip"
+version=$(sed -n 's/^project(MovaCmdSvr VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+zip=build/package/MovaCmdSvr-$version.zip
+[ "$zip" -nt "$dlls/mova.exe" ] || scripts/pack.sh >"$prefix/package.txt" 2>&1 || fail "there is nothing to unpack: packing ended with $?"
 guide=$prefix/guide
 rm -rf "$guide"
-mkdir "$guide"
-cp -r "$dlls/mova.exe" samples "$guide"
-commands=0
+python3 -m zipfile -e "$zip" "$guide"
+guide=$guide/MovaCmdSvr-$version
+commands=()
 while read -r command; do
-    (cd "$guide" && timeout 120 wine cmd /c "$command" >"$prefix/guide.txt" 2>&1 </dev/null) || fail "$command"
-    commands=$((commands + 1))
+    commands+=("${command//windows-x64/windows-$kind}")
 done < <(sed -n '/^```bat$/,/^```$/{/^```/d;p}' docs/getting-started-windows.md)
-[ "$commands" -ge 10 ] || fail "the guide has only $commands commands"
-grep -qi '<!doctype html>' "$guide/trace.html" || fail "the guide's page"
-echo "$commands commands of the guide"
+[ ${#commands[@]} -ge 12 ] || fail "the guide has only ${#commands[@]} commands"
+for i in "${!commands[@]}"; do  # the batch file ends with the number of what fails
+    printf '%s\r\nif errorlevel 1 exit /b %s\r\n' "${commands[$i]}" $((i + 1))
+done >"$guide/guide.bat"
+(cd "$guide" && timeout 400 wine cmd /c guide.bat >"$prefix/guide.txt" 2>&1 </dev/null)
+failed=$?
+[ "$failed" -eq 0 ] || fail "${commands[$((failed - 1))]:-the guide, with $failed}"
+grep -qi '<!doctype html>' "$prefix"/drive_c/users/*/trace.html || fail "the guide's page"
+rm "$guide/guide.bat"
+python3 -m zipfile -l "$zip" | sed -n 's/^MovaCmdSvr-[^/]*\/\(.*[^ /]\)  *20[0-9-]* .*/\1/p' | sort >"$prefix/zip.txt"
+(cd "$guide" && find . -type f -printf '%P\n' | sort) | diff "$prefix/zip.txt" - || fail "the guide's commands left something in the folder"
+echo "${#commands[@]} commands of the guide"
 echo "the tools do as Windows programs ($kind) what they do natively"

@@ -1,33 +1,20 @@
 #include "cli/ChosenStations.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 
 #include "base/Text.h"
 #include "cli/Failure.h"
 #include "cli/ParseNumber.h"
-#include "cli/PortList.h"
 #include "cli/PortTarget.h"
 #include "cli/ScriptText.h"
 #include "cli/SplitText.h"
 #include "device/PortDiscovery.h"
+#include "simulation/SimulatedName.h"
 
 namespace mova::cli {
 
 namespace {
-
-// The device, by whatever name it is called; of one that is not there the name.
-std::string deviceNamed(const std::string& port) {
-    const std::int32_t number = portNumberOf(port);
-    if (number > 0) {
-        const std::string device = deviceOf(number);
-        return device.empty() ? "COM" + std::to_string(number) : device;
-    }
-    std::error_code failed;
-    const std::string device = std::filesystem::canonical(port, failed).string();
-    return failed ? port : device;
-}
 
 void addNamed(const std::string& pattern, std::vector<Station>& chosen) {
     if (pattern.find_first_of("*?") == pattern.npos) {
@@ -41,10 +28,21 @@ void addNamed(const std::string& pattern, std::vector<Station>& chosen) {
     if (chosen.size() == before) failUsage("no station is called like " + pattern, "\"mova stations\" lists them");
 }
 
+// Simulated handsets are told apart by their places.
+std::string nextName(const std::string& name, const std::vector<Station>& chosen) {
+    const auto isTaken = [&](const std::string& wanted) {
+        return std::any_of(chosen.begin(), chosen.end(),
+                           [&](const Station& station) { return station.name == wanted; });
+    };
+    std::string next = name;
+    for (int place = 2; isTaken(next); ++place) next = name + "." + std::to_string(place);
+    return next;
+}
+
 void addPort(const std::string& text, std::vector<Station>& chosen) {
     const auto add = [&](const std::string& name, const std::string& port) {
         Station station;
-        station.name = name;
+        station.name = simulation::isSimulated(port) ? nextName(name, chosen) : name;
         station.port = port;
         chosen.push_back(std::move(station));
     };
@@ -77,7 +75,8 @@ std::vector<Station> chosenStations(const std::string& names, const std::string&
     eachOf(ports, "--ports", [&](const std::string& port) { addPort(port, chosen); });
     std::map<std::string, std::string> taken;  // by device
     for (const Station& station : chosen) {
-        const auto [other, first] = taken.emplace(deviceNamed(station.port), station.name);
+        const std::string device = deviceNamed(station.port);
+        const auto [other, first] = taken.emplace(device.empty() ? "of " + station.name : device, station.name);
         if (first) continue;
         const bool twice = other->second == station.name;
         failUsage(twice ? station.name + " is named twice"

@@ -97,6 +97,8 @@ void HandsetSession::requireRecorded() {
         failFile(lost + " could not be written, and does not hold all that was sent and received",
                  "is the disk full? is another program holding it?");
     }
+    const std::string unkept = target_ ? target_->keepObjects() : std::string();
+    if (!unkept.empty()) failFile("the simulated handset's objects could not be written to " + unkept);
 }
 
 void HandsetSession::applyTimeouts() {

@@ -59,8 +59,8 @@ public:
     std::int32_t timeout(std::int32_t usual) const { return options_.timeout > 0 ? options_.timeout : usual; }
     // HCI actions set a time-out of their own; this brings back what the user chose.
     void applyTimeouts();
-    // Throws Failure when the trace or the log has lost something since the last time; the component goes on without
-    // saying so.
+    // Throws Failure when the trace or the log has lost something since the last time, of which the component goes on
+    // without saying so, or when a simulated handset's objects cannot be kept.
     void requireRecorded();
     void close();
 

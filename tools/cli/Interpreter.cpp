@@ -23,10 +23,12 @@ void describeGlobals(CLI::App& app, Context& context) {
     SessionOptions& options = context.options;
     app.add_option("-p,--port", options.port,
 #ifdef _WIN32
-                   "the port by its number, as 7 or COM7; without it the only port there is")
+                   "the port by its number, as 7 or COM7, or sim, a simulated handset (also sim:FAULT[=COUNT] and "
+                   "sim:PROFILE); without it the only port there is")
 #else
-                   "the port: its number n (the link /dev/COMn), a device path as /dev/ttyUSB0, or HOST:PORT of a "
-                   "server of RFC 2217 as lab1:4001; without it the only port there is")
+                   "the port: its number n (the link /dev/COMn), a device path as /dev/ttyUSB0, HOST:PORT of a "
+                   "server of RFC 2217 as lab1:4001, or sim, a simulated handset (also sim:FAULT[=COUNT] and "
+                   "sim:PROFILE); without it the only port there is")
 #endif
         ->type_name("PORT")
         ->envname(variable::kPort);

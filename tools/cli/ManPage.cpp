@@ -43,6 +43,7 @@ constexpr const char* kWhatSucceeds =
     "with 4. Where a request has no confirmation, --no-confirmation takes its acknowledgement alone.";
 
 constexpr std::array kExamples{
+    Explained{"mova --port sim shell", "a session with a simulated handset, for which nothing is needed"},
     Explained{"mova ports", "what is there"},
     Explained{"mova --port 7 at AT+CGMI AT+CSQ", "two AT commands on COM7"},
     Explained{"mova --port /dev/ttyUSB0 info", "who the handset is; Linux, without a number"},

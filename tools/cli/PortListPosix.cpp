@@ -130,7 +130,7 @@ std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>& number
 
 std::string noPortsHint() {
     return "plug the handset or its adapter in; a pseudo-terminal (mova-handset --link PATH) is named by its path: "
-           "--port PATH";
+           "--port PATH; --port sim is a simulated handset";
 }
 
 }  // namespace mova::cli

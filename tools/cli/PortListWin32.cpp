@@ -15,7 +15,8 @@ std::optional<UsbIdentity> usbIdentityOf(const std::string&, const std::string& 
 std::vector<ListedPort> portsWithoutNumber(const std::vector<ListedPort>&) { return {}; }
 
 std::string noPortsHint() {
-    return "plug the handset or its adapter in, and see that its driver is installed (Device Manager)";
+    return "plug the handset or its adapter in, and see that its driver is installed (Device Manager); --port sim is a "
+           "simulated handset";
 }
 
 }  // namespace mova::cli

@@ -14,7 +14,8 @@ namespace mova::cli {
 
 namespace fs = std::filesystem;
 
-PortTarget::PortTarget(const std::string& name) : name_(name) {
+void PortTarget::find() {
+    const std::string& name = name_;
     const std::int32_t number = portNumberOf(name);
     if (number > 0) {
         number_ = number;
@@ -44,7 +45,7 @@ std::string PortTarget::device() const {
     return platform_ == &nativePlatform() ? PortLinks(deviceFolder()).pathOf(name_).string() : name_;
 }
 
-bool PortTarget::isThere() {
+bool PortTarget::isDeviceThere() {
     if (remoteNameOf(device())) return true;  // whether it is, only opening it can tell
     std::error_code failed;
     return fs::is_character_file(device(), failed) && access(device().c_str(), R_OK | W_OK) == 0;
@@ -89,9 +90,7 @@ Failure whyNotReached(Failure failure, const std::string& name, int error) {
 
 }  // namespace
 
-Failure PortTarget::whyNotOpened(Code code) {
-    Failure failure = failureOf(code, name_ + " could not be opened");
-    if (code != Code::NotOpen) return failure;
+Failure PortTarget::whyNoDevice(Failure failure) {
     const std::string device = this->device();
     if (remoteNameOf(device)) return whyNotReached(failure, device, static_cast<int>(platform_->serial.lastError()));
     std::error_code failed;

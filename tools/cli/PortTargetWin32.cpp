@@ -4,20 +4,20 @@
 
 namespace mova::cli {
 
-PortTarget::PortTarget(const std::string& name) : number_(portNumberOf(name)), platform_(&nativePlatform()) {
-    if (number_ < 0) failUsage("\"" + name + "\" is no port", "name it by its number, as in --port 7 or --port COM7");
+void PortTarget::find() {
+    number_ = portNumberOf(name_);
+    if (number_ < 0) failUsage("\"" + name_ + "\" is no port", "name it by its number, as in --port 7 or --port COM7");
+    platform_ = &nativePlatform();
     name_ = "COM" + std::to_string(number_);
 }
 
 // The device tree keeps what was unplugged, so the system is asked for the port itself.
-bool PortTarget::isThere() {
+bool PortTarget::isDeviceThere() {
     const PortHandle port = platform_->serial.open("\\\\.\\" + name_, true);
     return port != kInvalidPort && platform_->serial.close(port);
 }
 
-Failure PortTarget::whyNotOpened(Code code) {
-    Failure failure = failureOf(code, name_ + " could not be opened");
-    if (code != Code::NotOpen) return failure;
+Failure PortTarget::whyNoDevice(Failure failure) {
     std::string driver;
     if (PortDiscovery(*platform_).lookUp(static_cast<std::uint32_t>(number_), driver) == kCardNotFound) {
         failure.message = "there is no port " + name_ + " in the device tree";

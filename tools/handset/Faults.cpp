@@ -1,5 +1,7 @@
 #include "handset/Faults.h"
 
+#include <charconv>
+
 namespace mova::handset {
 
 namespace {
@@ -28,6 +30,22 @@ bool Faults::take(Fault fault) {
     if (left == 0) return false;
     if (left > 0) --left;
     return true;
+}
+
+std::string addFault(Faults& faults, std::string_view text) {
+    const auto equals = text.find('=');
+    const auto fault = faultByName(text.substr(0, equals));
+    if (!fault) return "no fault is called " + std::string(text) + "; there are: " + faultNames();
+    int answers = Faults::kAlways;
+    if (equals != text.npos) {
+        const char* const end = text.data() + text.size();
+        const auto [rest, wrong] = std::from_chars(text.data() + equals + 1, end, answers);
+        if (wrong != std::errc() || rest != end || answers <= 0) {
+            return std::string(text) + ": the count must be a number above 0";
+        }
+    }
+    faults.set(*fault, answers);
+    return {};
 }
 
 }  // namespace mova::handset

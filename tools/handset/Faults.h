@@ -47,4 +47,7 @@ private:
     std::array<int, kFaults> left_{};
 };
 
+// "name" or "name=count" as people write it, without a count for good. What is wrong with it, else empty.
+std::string addFault(Faults& faults, std::string_view text);
+
 }  // namespace mova::handset

@@ -81,19 +81,6 @@ struct Settings {
 
 std::uint64_t microseconds(double milliseconds) { return static_cast<std::uint64_t>(milliseconds * 1000); }
 
-// "name" or "name=count"; without a count for good. What is wrong with it, else empty.
-std::string addFault(Faults& faults, const std::string& text) {
-    const auto equals = text.find('=');
-    const auto fault = faultByName(text.substr(0, equals));
-    if (!fault) return "no fault is called " + text + "; there are: " + faultNames();
-    int answers = Faults::kAlways;
-    if (equals != text.npos && (!CLI::detail::lexical_cast(text.substr(equals + 1), answers) || answers <= 0)) {
-        return text + ": the count must be a number above 0";
-    }
-    faults.set(*fault, answers);
-    return {};
-}
-
 std::string faultProblem(const std::string& text) {
     Faults unused;
     return addFault(unused, text);

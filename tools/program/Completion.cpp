@@ -36,7 +36,7 @@ Names choicesOf(const CLI::Option& option) {
 std::string completionOf(const CLI::Option& option) {
     if (option.get_type_name() == "PORT") {
         return "COMPREPLY=($(compgen -W \"$(compgen -G '/dev/serial/by-id/*'; compgen -G '/dev/tty[AU]*'; "
-               "compgen -G '/dev/COM*' | sed 's,/dev/COM,,')\" -- \"$word\")); return";
+               "compgen -G '/dev/COM*' | sed 's,/dev/COM,,'; echo sim)\" -- \"$word\")); return";
     }
     const Names choices = choicesOf(option);
     return choices.empty() ? "return"
