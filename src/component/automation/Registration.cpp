@@ -172,14 +172,15 @@ HRESULT unregisterComponent(RegisteredFor whom) {
     if (SUCCEEDED(result)) result = remove(classes, kVersionedProgId);
     if (SUCCEEDED(result)) result = remove(classes, kProgId);
     if (FAILED(result)) return result;
-    // A library that is not registered is unregistered already; the systems refuse it with different codes.
-    BSTR path = nullptr;
-    result = QueryPathOfRegTypeLib(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, &path);
-    const Bstr owned(path);
-    if (result == TYPE_E_LIBNOTREGISTERED) return S_OK;
     const auto takeOut = whom == RegisteredFor::User ? UnRegisterTypeLibForUser : UnRegisterTypeLib;
     result = takeOut(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, kSystem);
-    return result == TYPE_E_REGISTRYACCESS ? S_OK : result;  // registered for another language, system or user only
+    if (SUCCEEDED(result)) return result;
+    if (result == TYPE_E_REGISTRYACCESS) return S_OK;  // registered for another language, system or user only
+    // A library that is not registered is unregistered already; the systems refuse it with different codes.
+    BSTR path = nullptr;
+    const HRESULT found = QueryPathOfRegTypeLib(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, &path);
+    const Bstr owned(path);
+    return found == TYPE_E_LIBNOTREGISTERED ? S_OK : result;
 }
 
 }  // namespace mova
