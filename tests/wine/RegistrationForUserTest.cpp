@@ -6,18 +6,20 @@
 namespace mova::test {
 namespace {
 
-template <class Function>
-Function exported(const char* name) {
-    static const HMODULE module = LoadLibraryW(dllPath().c_str());
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+// Loaded for the call alone: other tests see to it that the module goes.
+template <class... Arguments>
+HRESULT callExported(const char* name, Arguments... arguments) {
+    const HMODULE module = LoadLibraryW(dllPath().c_str());
+    using EntryPoint = HRESULT(STDAPICALLTYPE*)(Arguments...);
+    const auto entry = reinterpret_cast<EntryPoint>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+    const HRESULT result = entry(arguments...);
+    FreeLibrary(module);
+    return result;
 }
 
-HRESULT dllInstall(BOOL install, const wchar_t* commandLine) {
-    return exported<HRESULT(STDAPICALLTYPE*)(BOOL, LPCWSTR)>("DllInstall")(install, commandLine);
-}
+HRESULT dllInstall(BOOL install, LPCWSTR commandLine) { return callExported("DllInstall", install, commandLine); }
 HRESULT install(const wchar_t* commandLine) { return dllInstall(TRUE, commandLine); }
 HRESULT uninstall(const wchar_t* commandLine) { return dllInstall(FALSE, commandLine); }
-HRESULT callPlain(const char* name) { return exported<HRESULT(STDAPICALLTYPE*)()>(name)(); }
 
 const std::wstring kClasses = L"Software\\Classes\\";
 const std::wstring kClassId = L"{FE640147-2F81-4A07-AF44-F1B818ED5CEE}";
@@ -67,10 +69,10 @@ private:
 
 class RegistrationForUser : public testing::Test {
 protected:
-    RegistrationForUser() { EXPECT_EQ(callPlain("DllUnregisterServer"), S_OK); }
+    RegistrationForUser() { EXPECT_EQ(callExported("DllUnregisterServer"), S_OK); }
     ~RegistrationForUser() override {
         EXPECT_EQ(uninstall(L"user"), S_OK);
-        EXPECT_EQ(callPlain("DllRegisterServer"), S_OK);  // as the other tests need it
+        EXPECT_EQ(callExported("DllRegisterServer"), S_OK);  // as the other tests need it
     }
 };
 
@@ -110,7 +112,7 @@ TEST_F(RegistrationForUser, RemovalTakesTheUsersEntriesAndLeavesForeignOnesAndTh
     const std::wstring foreign[] = {L"CLSID\\{FE640147-2F81-4A07-AF44-F1B818ED5CEF}", L"MovaCmdSvr.VeCmdManager.2",
                                     L"MovaCmdSvr"};
     for (const std::wstring& key : foreign) putForUser(key, L"Mine");
-    ASSERT_EQ(callPlain("DllRegisterServer"), S_OK);
+    ASSERT_EQ(callExported("DllRegisterServer"), S_OK);
     ASSERT_EQ(install(L"user"), S_OK);
     ASSERT_EQ(uninstall(L"user"), S_OK);
     EXPECT_FALSE(userHas(kClassKey));
@@ -130,8 +132,8 @@ TEST_F(RegistrationForUser, RemovalTakesTheUsersEntriesAndLeavesForeignOnesAndTh
 TEST_F(RegistrationForUser, OfTheMachineLeavesTheUsersAlone) {
     ASSERT_EQ(install(L"user"), S_OK);
     putForUser(kClassKey, L"Mine");
-    ASSERT_EQ(callPlain("DllRegisterServer"), S_OK);
-    ASSERT_EQ(callPlain("DllUnregisterServer"), S_OK);
+    ASSERT_EQ(callExported("DllRegisterServer"), S_OK);
+    ASSERT_EQ(callExported("DllUnregisterServer"), S_OK);
     EXPECT_EQ(ofUser(kClassKey, L"Mine"), L"x");
     EXPECT_EQ(ofUser(kProgId + L"\\CLSID"), kClassId);
 }
@@ -211,7 +213,7 @@ TEST_F(RegistrationForUser, OtherTextIsRefusedAndChangesNothing) {
         EXPECT_FALSE(userHas(kClassKey) || userHas(kProgId) || machineHas(kClassKey) || machineHas(kProgId)) << other;
     }
     ASSERT_EQ(install(L"user"), S_OK);
-    ASSERT_EQ(callPlain("DllRegisterServer"), S_OK);
+    ASSERT_EQ(callExported("DllRegisterServer"), S_OK);
     for (const wchar_t* other : others) {
         EXPECT_EQ(uninstall(other), E_INVALIDARG) << other;
         EXPECT_TRUE(userHas(kClassKey) && userHas(kProgId) && machineHas(kClassKey) && machineHas(kProgId)) << other;
