@@ -3,7 +3,7 @@
 source "${BASH_SOURCE[0]%/*}/progress.sh"
 
 declare -A package_groups=(
-    [build]="g++ cmake ninja-build g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libboost1.81-dev libedit-dev libgensio-dev"
+    [build]="g++ cmake ninja-build python3 g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libboost1.81-dev libedit-dev libgensio-dev"
     [build32]="g++-mingw-w64-i686-posix"
     [sanitizers]="clang libclang-rt-14-dev llvm"
     [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf ser2net"

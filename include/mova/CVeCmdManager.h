@@ -112,8 +112,8 @@ public:
     // AlreadyOpen, NotSerial: nothing is changed.
     Code SetDeviceHandle(std::int32_t handle);
 
-    // Type 0 is the serial port: a positive port and baudRate are taken over. Every other type has no port: methods
-    // that need one succeed and do nothing. Time-outs 1 to 5 go back to their first values. Always Success.
+    // type: DeviceType. Of the serial port a positive port and baudRate are taken over. Every other type has no port:
+    // methods that need one succeed and do nothing. Time-outs 1 to 5 go back to their first values. Always Success.
     Code SetCommDeviceType(std::int16_t type, std::int32_t port, std::int32_t baudRate);
 
     // option: Timeout. At first 1000, 1000, 1000, 4000, 1500, 10000 for options 1 to 6. A value below 1 or above
@@ -123,7 +123,7 @@ public:
     // Does nothing, whatever is given: kept for programs that call it.
     void SetGeneralParam(std::uint32_t, std::uint32_t, std::uint32_t, std::int32_t, std::int32_t, std::int32_t);
 
-    // option 2: the date of the library's file; every other: "<MovaCmdSvr Ver 1.8.6>".
+    // option: CmpVersion. Build: the date of the library's file; every other: "<MovaCmdSvr Ver 1.8.6>".
     std::string GetCmpVersion(std::int32_t option) const;
 
     // --- RF tests
@@ -224,7 +224,7 @@ public:
 
     // index: OutputSignal; value 0 lowers the line, every other raises it. NotOpen, SignalNotSet (after a second try).
     Code SetCommSignal(std::int32_t index, std::int32_t value);
-    // index: InputSignal. 1 or 0, or the whole status word; 0 when it cannot be read.
+    // index: InputSignal. 1 or 0, or the whole status, of StatusBit; 0 when it cannot be read.
     std::int32_t DetectCommSignal(std::int32_t index);
     // mode: FlowControl; an open port takes it at once. Has no effect before the first InitCmdManager.
     void SwitchCommFlowControlMode(std::int32_t mode);

@@ -152,13 +152,20 @@ enum mova_output_signal {
     MOVA_OUTPUT_RTS = 0,
     MOVA_OUTPUT_DTR = 1,
 };
-/* DetectCommSignal. The whole status has the bits CTS 0x10, DSR 0x20, RING 0x40, carrier 0x80. */
+/* DetectCommSignal. */
 enum mova_input_signal {
     MOVA_INPUT_WHOLE_STATUS = -1,
     MOVA_INPUT_CTS = 0,
     MOVA_INPUT_DSR = 1,
     MOVA_INPUT_RING = 2,
     MOVA_INPUT_CARRIER = 3,
+};
+/* The bits of the whole status, which DetectCommSignal gives as the system has it. */
+enum mova_status_bit {
+    MOVA_STATUS_CTS = 0x10,
+    MOVA_STATUS_DSR = 0x20,
+    MOVA_STATUS_RING = 0x40,
+    MOVA_STATUS_CARRIER = 0x80,
 };
 /* SwitchCommFlowControlMode. Every other number is MOVA_FLOW_CONTROL_XON_XOFF. */
 enum mova_flow_control {
@@ -170,6 +177,13 @@ enum mova_flow_control {
     MOVA_FLOW_CONTROL_XON_XOFF_IN = 6,
     MOVA_FLOW_CONTROL_XON_XOFF = 7,
     MOVA_FLOW_CONTROL_NONE = 8,
+};
+/* SetCommDeviceType. Every other number is a device without a port. */
+enum mova_device { MOVA_DEVICE_SERIAL = 0 };
+/* GetCmpVersion. Every other number is MOVA_CMP_VERSION. */
+enum mova_cmp {
+    MOVA_CMP_VERSION = 1,
+    MOVA_CMP_BUILD = 2, /* the date of the component's file */
 };
 /* RetriveComPortData: the one option that collects. */
 enum { MOVA_COLLECT_RAW_DATA = 3 };

@@ -78,6 +78,13 @@ enum class InputSignal : std::int32_t {
     Ring = MOVA_INPUT_RING,
     Carrier = MOVA_INPUT_CARRIER
 };
+// The bits of its whole status.
+enum class StatusBit : std::uint32_t {
+    Cts = MOVA_STATUS_CTS,
+    Dsr = MOVA_STATUS_DSR,
+    Ring = MOVA_STATUS_RING,
+    Carrier = MOVA_STATUS_CARRIER
+};
 
 // SwitchCommFlowControlMode.
 enum class FlowControl : std::int32_t {
@@ -90,6 +97,11 @@ enum class FlowControl : std::int32_t {
     XonXoff = MOVA_FLOW_CONTROL_XON_XOFF,
     None = MOVA_FLOW_CONTROL_NONE,
 };
+
+// SetCommDeviceType.
+enum class DeviceType : std::int16_t { Serial = MOVA_DEVICE_SERIAL };
+// GetCmpVersion.
+enum class CmpVersion : std::int32_t { Version = MOVA_CMP_VERSION, Build = MOVA_CMP_BUILD };
 
 // RetriveComPortData.
 constexpr std::int32_t kCollectRawData = MOVA_COLLECT_RAW_DATA;

@@ -109,8 +109,8 @@ MOVA_API mova_code mova_is_comm_device_open(mova_handset* handset, int32_t* open
 MOVA_API mova_code mova_get_device_handle(mova_handset* handset, int32_t* device) MOVA_NOEXCEPT;
 /* Lends the handle a port that is open already. MOVA_ALREADY_OPEN, MOVA_NOT_SERIAL: nothing is changed. */
 MOVA_API mova_code mova_set_device_handle(mova_handset* handset, int32_t device) MOVA_NOEXCEPT;
-/* Type 0 is the serial port; a positive port and baud_rate are taken over. Every other type has no port. Time-outs 1
- * to 5 go back to their first values. Always MOVA_SUCCESS. */
+/* type: mova_device. Of the serial port a positive port and baud_rate are taken over. Every other type has no port.
+ * Time-outs 1 to 5 go back to their first values. Always MOVA_SUCCESS. */
 MOVA_API mova_code mova_set_comm_device_type(mova_handset* handset, int16_t type, int32_t port,
                                              int32_t baud_rate) MOVA_NOEXCEPT;
 /* option: mova_timeout. A value below 1 or above 200000 becomes 500; another option changes nothing. */
@@ -119,7 +119,7 @@ MOVA_API mova_code mova_assign_timeout_constant(mova_handset* handset, int32_t o
 /* Does nothing, whatever is given. */
 MOVA_API mova_code mova_set_general_param(mova_handset* handset, uint32_t param1, uint32_t param2, uint32_t param3,
                                           int32_t param4, int32_t param5, int32_t param6) MOVA_NOEXCEPT;
-/* option 2: the date of the library's file; every other: "<MovaCmdSvr Ver ...>". */
+/* option: mova_cmp. MOVA_CMP_BUILD: the date of the library's file; every other: "<MovaCmdSvr Ver ...>". */
 MOVA_API mova_code mova_get_cmp_version(mova_handset* handset, int32_t option, char* buffer, size_t capacity,
                                         size_t* length) MOVA_NOEXCEPT;
 
@@ -245,7 +245,7 @@ MOVA_API mova_code mova_retrive_com_port_data(mova_handset* handset, int32_t opt
 
 /* index: mova_output_signal; value 0 lowers the line, every other raises it. MOVA_NOT_OPEN, MOVA_SIGNAL_NOT_SET. */
 MOVA_API mova_code mova_set_comm_signal(mova_handset* handset, int32_t index, int32_t value) MOVA_NOEXCEPT;
-/* index: mova_input_signal. 1 or 0, or the whole status word; 0 when it cannot be read. */
+/* index: mova_input_signal. 1 or 0, or the whole status, bits of mova_status_bit; 0 when it cannot be read. */
 MOVA_API mova_code mova_detect_comm_signal(mova_handset* handset, int32_t index, int32_t* value) MOVA_NOEXCEPT;
 /* mode: mova_flow_control. Has no effect before the first mova_init_cmd_manager. */
 MOVA_API mova_code mova_switch_comm_flow_control_mode(mova_handset* handset, int32_t mode) MOVA_NOEXCEPT;

@@ -24,8 +24,8 @@ void drive(IVeCmdManager* handset, long port) {
     handset->put_BaudRate(115200);
     ULONG code = 1;
     handset->InitCmdManager(0, &code);
-    step("open the port", code == 0, code);
-    if (code != 0) return;
+    step("open the port", code == movaCodeSuccess, code);
+    if (code != movaCodeSuccess) return;
 
     LONG result = 1;
     BSTR command = SysAllocString(L"AT+CGMI");
@@ -34,13 +34,14 @@ void drive(IVeCmdManager* handset, long port) {
     Sleep(300);
     LONG length = 0;
     BSTR answer = nullptr;  // GetNormalAtResult frees what is there
-    handset->GetNormalAtResult(2, &length, &answer, &result);
-    step("an AT command is answered", result == 0 && length > 0, static_cast<unsigned long>(result), answer);
+    handset->GetNormalAtResult(movaCollectWholeRecord, &length, &answer, &result);
+    step("an AT command is answered", result == movaCodeSuccess && length > 0, static_cast<unsigned long>(result),
+         answer);
     SysFreeString(answer);
 
-    handset->SwitchOperateMode(3, 0, &code);  // requests wait for the handset's OK
+    handset->SwitchOperateMode(movaModeSynchronousOk, 0, &code);  // requests wait for the handset's OK
     handset->RfGeneralTestReq(5, 0x0102, &code);
-    step("RF test", code == 0, code);
+    step("RF test", code == movaCodeSuccess, code);
     LONG remained = 0;
     LONG error = 0;
     BSTR confirmation = nullptr;
@@ -50,10 +51,10 @@ void drive(IVeCmdManager* handset, long port) {
 
     BSTR object = nullptr;  // is left alone when the request fails
     const HRESULT read = handset->ReadE2PObject(0x7777, 1, &object, &result);
-    step("no such object", read == S_FALSE && result == 0x8202, static_cast<unsigned long>(result));
+    step("no such object", read == S_FALSE && result == movaCodeE2pStatus3, static_cast<unsigned long>(result));
 
     handset->ResetCmdManager(0, &code);
-    step("close the port", code == 0, code);
+    step("close the port", code == movaCodeSuccess, code);
 }
 
 }  // namespace

@@ -17,6 +17,11 @@ static class Station
         Console.WriteLine("  {0}  {1}: {2}", good ? "pass" : "FAIL", what, detail);
     }
 
+    static bool Succeeded(uint code)
+    {
+        return code == (uint)MovaCode.movaCodeSuccess;
+    }
+
     // Events come on the component's thread; a single-threaded apartment gets them there directly.
     [STAThread]
     static int Main(string[] arguments)
@@ -26,17 +31,19 @@ static class Station
         handset.BaudRate = 115200;
         uint code;
         handset.InitCmdManager(0, out code);
-        Step("open the port", code == 0, code);
+        Step("open the port", Succeeded(code), code);
 
-        Step("an AT command is sent", handset.SendNormalAtCmd(0, "AT+CGMI") == 0, "");
+        Step("an AT command is sent", Succeeded((uint)handset.SendNormalAtCmd(0, "AT+CGMI")), "");
         Thread.Sleep(300);
         int length;
         string answer;
-        Step("its answer", handset.GetNormalAtResult(2, out length, out answer) == 0 && length > 0, answer);
+        int collected = handset.GetNormalAtResult((int)MovaCollect.movaCollectWholeRecord, out length, out answer);
+        Step("its answer", Succeeded((uint)collected) && length > 0, answer);
 
-        handset.SwitchOperateMode(3, 0, out code);   // requests wait for the handset's OK
+        // Requests wait for the handset's OK.
+        handset.SwitchOperateMode((uint)MovaMode.movaModeSynchronousOk, 0, out code);
         handset.RfGeneralTestReq(5, 0x0102, out code);
-        Step("RF test", code == 0, code);
+        Step("RF test", Succeeded(code), code);
         int remained, error;
         string confirmation;
         handset.FetchQueuedCnfTextItem(out remained, out length, out error, out confirmation);
@@ -44,9 +51,9 @@ static class Station
 
         string data;
         int result = handset.ReadE2PObject(0x7777, 1, out data);
-        Step("no such object", result == 0x8202, result);
+        Step("no such object", result == (int)MovaCode.movaCodeE2pStatus3, result);
         handset.ResetCmdManager(0, out code);
-        Step("close the port", code == 0, code);
+        Step("close the port", Succeeded(code), code);
         Console.WriteLine(failures == 0 ? "VERDICT: PASS" : "VERDICT: FAIL");
         return failures;
     }

@@ -1,7 +1,8 @@
 Attribute VB_Name = "Station"
 ' A first station in VBA (Excel, Word, ...): open, an AT command, a request, a confirmation, an error, close.
 ' Import this module and run Station.Run; the results are in the Immediate window. The component must be registered in the
-' bitness of Office. Late bound: no reference is needed.
+' bitness of Office. The object is late bound; the names of the numbers come with a reference to "MovaCmdSvr 1.0 Type Library"
+' (Tools, References).
 Option Explicit
 
 Private failures As Long
@@ -14,23 +15,23 @@ Public Sub Run(Optional ByVal port As Long = 1)
     handset.CommPortId = port
     handset.BaudRate = 115200
     code = handset.VbInitCmdManager(0)
-    Report "open the port", code = 0, Hex$(code)
+    Report "open the port", code = movaCodeSuccess, Hex$(code)
 
-    Report "an AT command is sent", handset.SendNormalAtCmd(0, "AT+CGMI") = 0, ""
+    Report "an AT command is sent", handset.SendNormalAtCmd(0, "AT+CGMI") = movaCodeSuccess, ""
     WaitMilliseconds 300
-    code = handset.GetNormalAtResult(2, length, answer)
-    Report "its answer", code = 0 And length > 0, answer
+    code = handset.GetNormalAtResult(movaCollectWholeRecord, length, answer)
+    Report "its answer", code = movaCodeSuccess And length > 0, answer
 
-    handset.SwitchOperateMode 3, 0, code    ' requests wait for the handset's OK
+    handset.SwitchOperateMode movaModeSynchronousOk, 0, code    ' requests wait for the handset's OK
     handset.RfGeneralTestReq 5, &H102, code
-    Report "RF test", code = 0, Hex$(code)
+    Report "RF test", code = movaCodeSuccess, Hex$(code)
     handset.FetchQueuedCnfTextItem remained, length, problem, confirmation
     Report "its confirmation", length = 8, confirmation
 
     code = handset.ReadE2PObject(&H7777, 1, data)
-    Report "no such object", code = &H8202&, Hex$(code)
+    Report "no such object", code = movaCodeE2pStatus3, Hex$(code)
     code = handset.ProprietaryCloseComPort(0)
-    Report "close the port", code = 0, Hex$(code)
+    Report "close the port", code = movaCodeSuccess, Hex$(code)
     Debug.Print IIf(failures = 0, "VERDICT: PASS", "VERDICT: FAIL")
 End Sub
 

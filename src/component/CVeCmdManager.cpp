@@ -7,6 +7,7 @@
 #include "base/HexText.h"
 #include "component/Core.h"
 #include "device/StopEvent.h"
+#include "mova/Options.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -132,8 +133,7 @@ void CVeCmdManager::SetGeneralParam(std::uint32_t, std::uint32_t, std::uint32_t,
                                     std::int32_t) {}
 
 std::string CVeCmdManager::GetCmpVersion(std::int32_t option) const {
-    constexpr std::int32_t kBuildText = 2;
-    return option == kBuildText ? core_->version.build : core_->version.version;
+    return option == number(CmpVersion::Build) ? core_->version.build : core_->version.version;
 }
 
 // --- operating modes

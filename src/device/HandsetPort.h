@@ -13,6 +13,7 @@
 #include "device/StopEvent.h"
 #include "logging/MyDebugMsg.h"
 #include "logging/Trace.h"
+#include "mova/Options.h"
 #include "platform/Platform.h"
 
 namespace mova {
@@ -35,7 +36,7 @@ public:
     std::int32_t baudRate() const MOVA_REQUIRES(portLockRole) { return baudRate_; }
     void setBaudRate(std::int32_t baudRate) MOVA_REQUIRES(portLockRole) { baudRate_ = baudRate; }
     std::int32_t deviceType() const MOVA_REQUIRES(portLockRole) { return deviceType_; }
-    bool isSerial() const MOVA_REQUIRES(portLockRole) { return deviceType_ == 0; }
+    bool isSerial() const MOVA_REQUIRES(portLockRole) { return deviceType_ == number(DeviceType::Serial); }
     void setDeviceType(std::int16_t type, std::int32_t parameter1, std::int32_t parameter2) MOVA_REQUIRES(portLockRole);
     bool isInitialised() const MOVA_REQUIRES(portLockRole) { return initialised_; }
     void markInitialised() MOVA_REQUIRES(portLockRole) { initialised_ = initialised_ || isSerial(); }

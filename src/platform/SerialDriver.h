@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "mova/Numbers.h"
 #include "platform/Threading.h"
 
 namespace mova {
@@ -116,12 +117,12 @@ constexpr std::uint32_t Mode = 0x8000;  // the requested mode is not supported
 // control() takes one of these functions for the lines that the computer drives.
 enum class LineControl : std::uint32_t { SetRts = 3, ClearRts = 4, SetDtr = 5, ClearDtr = 6 };
 
-// modemStatus() reports these bits for the lines that the handset drives.
+// modemStatus() reports these bits for the lines that the handset drives; callers see them as they are.
 namespace ModemStatus {
-constexpr std::uint32_t Cts = 0x10;
-constexpr std::uint32_t Dsr = 0x20;
-constexpr std::uint32_t Ring = 0x40;
-constexpr std::uint32_t Rlsd = 0x80;  // carrier
+constexpr std::uint32_t Cts = MOVA_STATUS_CTS;
+constexpr std::uint32_t Dsr = MOVA_STATUS_DSR;
+constexpr std::uint32_t Ring = MOVA_STATUS_RING;
+constexpr std::uint32_t Rlsd = MOVA_STATUS_CARRIER;
 }  // namespace ModemStatus
 
 enum class BeginResult {

@@ -7,7 +7,7 @@ import sys
 import pefile
 
 SYSTEM = {"advapi32.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll"}
-EXPORTS = ["DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer", "DllUnregisterServer"]
+EXPORTS = ["DllCanUnloadNow", "DllGetClassObject", "DllInstall", "DllRegisterServer", "DllUnregisterServer"]
 STRINGS_96_TO_111 = 7  # the block of the string table with id 100
 
 
@@ -67,7 +67,7 @@ def main(path, machine):
     for failure in failures:
         print(f"FAILED {path}: {failure}")
     if not failures:
-        what = "four exports, resources as they should be, " if pe.is_dll() else ""
+        what = "five exports, resources as they should be, " if pe.is_dll() else ""
         print(f"{path}: {machine}, {what}system imports only, hardened, {guarded_returns(pe, path)} guarded returns")
     return 1 if failures else 0
 

@@ -7,6 +7,10 @@
 #include "component/automation/Bstr.h"
 #include "component/automation/Module.h"
 
+// The system has had them since Windows Vista; MinGW's headers lack them.
+WINOLEAUTAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* help);
+WINOLEAUTAPI UnRegisterTypeLibForUser(REFGUID id, WORD major, WORD minor, LCID locale, SYSKIND system);
+
 namespace mova {
 
 namespace {
@@ -32,23 +36,36 @@ std::wstring textOf(REFGUID id) {
 
 std::wstring classKey() { return L"CLSID\\" + textOf(__uuidof(VeCmdManager)); }
 
-HRESULT write(const std::wstring& key, const wchar_t* name, const std::wstring& value) {
-    const auto bytes = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
-    return HRESULT_FROM_WIN32(
-        static_cast<DWORD>(RegSetKeyValueW(HKEY_CLASSES_ROOT, key.c_str(), name, REG_SZ, value.c_str(), bytes)));
+// Where the classes stand. The user's are named from the hive on: only so do 32-bit programs have their own view of them.
+struct ClassesRoot {
+    HKEY hive;
+    std::wstring path;
+
+    std::wstring pathOf(const std::wstring& key) const { return path + key; }
+};
+
+ClassesRoot classesOf(RegisteredFor whom) {
+    if (whom == RegisteredFor::User) return {HKEY_CURRENT_USER, L"Software\\Classes\\"};
+    return {HKEY_CLASSES_ROOT, L""};
 }
 
-HRESULT createEmpty(const std::wstring& key) {
+HRESULT write(const ClassesRoot& classes, const std::wstring& key, const wchar_t* name, const std::wstring& value) {
+    const auto bytes = static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t));
+    return HRESULT_FROM_WIN32(static_cast<DWORD>(
+        RegSetKeyValueW(classes.hive, classes.pathOf(key).c_str(), name, REG_SZ, value.c_str(), bytes)));
+}
+
+HRESULT createEmpty(const ClassesRoot& classes, const std::wstring& key) {
     HKEY opened = nullptr;
     const LSTATUS result =
-        RegCreateKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &opened, nullptr);
+        RegCreateKeyExW(classes.hive, classes.pathOf(key).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &opened, nullptr);
     if (result == ERROR_SUCCESS) RegCloseKey(opened);
     return HRESULT_FROM_WIN32(static_cast<DWORD>(result));
 }
 
 // A key that is not there is removed already.
-HRESULT remove(const std::wstring& key) {
-    const LSTATUS result = RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
+HRESULT remove(const ClassesRoot& classes, const std::wstring& key) {
+    const LSTATUS result = RegDeleteTreeW(classes.hive, classes.pathOf(key).c_str());
     return HRESULT_FROM_WIN32(result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : static_cast<DWORD>(result));
 }
 
@@ -74,9 +91,9 @@ Names others(HKEY key, const Names& known, Next next) {
 }
 
 // Of an older registration nothing stays.
-HRESULT removeOthers(const std::wstring& path, const Names& subkeys, const Names& values) {
+HRESULT removeOthers(const ClassesRoot& classes, const std::wstring& part, const Names& subkeys, const Names& values) {
     HKEY key = nullptr;
-    LSTATUS result = RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ | KEY_WRITE | DELETE, &key);
+    LSTATUS result = RegOpenKeyExW(classes.hive, classes.pathOf(part).c_str(), 0, KEY_READ | KEY_WRITE | DELETE, &key);
     if (result != ERROR_SUCCESS) return HRESULT_FROM_WIN32(static_cast<DWORD>(result));
     const auto remove = [&](const Names& names, auto call) {
         for (const std::wstring& name : names) {
@@ -92,7 +109,7 @@ HRESULT removeOthers(const std::wstring& path, const Names& subkeys, const Names
 
 // The class's key is replaced whole, but never missing: another process may register the same or look for the class.
 // So the entries are written over what is there, and what is not theirs is removed last.
-HRESULT writeEntries() {
+HRESULT writeEntries(const ClassesRoot& classes) {
     const std::wstring path = modulePath();
     if (path.empty()) return HRESULT_FROM_WIN32(GetLastError());
     const std::wstring classId = textOf(__uuidof(VeCmdManager));
@@ -116,9 +133,9 @@ HRESULT writeEntries() {
         {general + L"\\CLSID", nullptr, classId},
         {general + L"\\CurVer", nullptr, versioned},
     };
-    HRESULT result = createEmpty(key + L"\\Programmable");
+    HRESULT result = createEmpty(classes, key + L"\\Programmable");
     for (const auto& entry : entries) {
-        if (SUCCEEDED(result)) result = write(entry.key, entry.name, entry.value);
+        if (SUCCEEDED(result)) result = write(classes, entry.key, entry.name, entry.value);
     }
     const struct {
         std::wstring key;
@@ -133,33 +150,37 @@ HRESULT writeEntries() {
         {key + L"\\TypeLib", {}, {L""}},
     };
     for (const auto& part : whole) {
-        if (SUCCEEDED(result)) result = removeOthers(part.key, part.subkeys, part.values);
+        if (SUCCEEDED(result)) result = removeOthers(classes, part.key, part.subkeys, part.values);
     }
     return result;
 }
 
 }  // namespace
 
-HRESULT registerComponent() {
-    HRESULT result = writeEntries();
+HRESULT registerComponent(RegisteredFor whom) {
+    HRESULT result = writeEntries(classesOf(whom));
     ComPtr<ITypeLib> library;
     if (SUCCEEDED(result)) result = loadTypeLibrary(library);
-    if (SUCCEEDED(result)) result = RegisterTypeLib(library.get(), modulePath().data(), nullptr);
-    return result;
+    if (FAILED(result)) return result;
+    const auto enter = whom == RegisteredFor::User ? RegisterTypeLibForUser : RegisterTypeLib;
+    return enter(library.get(), modulePath().data(), nullptr);
 }
 
-HRESULT unregisterComponent() {
-    HRESULT result = remove(classKey());
-    if (SUCCEEDED(result)) result = remove(kVersionedProgId);
-    if (SUCCEEDED(result)) result = remove(kProgId);
+HRESULT unregisterComponent(RegisteredFor whom) {
+    const ClassesRoot classes = classesOf(whom);
+    HRESULT result = remove(classes, classKey());
+    if (SUCCEEDED(result)) result = remove(classes, kVersionedProgId);
+    if (SUCCEEDED(result)) result = remove(classes, kProgId);
     if (FAILED(result)) return result;
+    const auto takeOut = whom == RegisteredFor::User ? UnRegisterTypeLibForUser : UnRegisterTypeLib;
+    result = takeOut(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, kSystem);
+    if (SUCCEEDED(result)) return result;
+    if (result == TYPE_E_REGISTRYACCESS) return S_OK;  // registered for another language, system or user only
     // A library that is not registered is unregistered already; the systems refuse it with different codes.
     BSTR path = nullptr;
-    result = QueryPathOfRegTypeLib(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, &path);
+    const HRESULT found = QueryPathOfRegTypeLib(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, &path);
     const Bstr owned(path);
-    if (result == TYPE_E_LIBNOTREGISTERED) return S_OK;
-    result = UnRegisterTypeLib(LIBID_MOVACMDSVRLib, kMajor, kMinor, kLocale, kSystem);
-    return result == TYPE_E_REGISTRYACCESS ? S_OK : result;  // registered for another language or system only
+    return found == TYPE_E_LIBNOTREGISTERED ? S_OK : result;
 }
 
 }  // namespace mova

@@ -6,6 +6,7 @@ C#            is compiled by mcs against the interface as a COM reference would 
 Python        is compiled and looked over by pyflakes; its calls are checked.
 VBScript, VBA, JScript, PowerShell, and the ```vb blocks of the documentation: their calls are checked, in PowerShell also which
               arguments are references.
+Names of numbers are those of the type library's enumerations; VBScript and JScript have none.
 """
 import ast
 import pathlib
@@ -15,6 +16,7 @@ import sys
 import tempfile
 
 INTERFACE = "src/component/automation/MovaCmdSvr.idl"
+ENUMERATIONS = "src/component/automation/Enumerations.idl"
 CSHARP_TYPES = {"long": "int", "int": "int", "short": "short", "unsigned long": "uint", "unsigned short": "ushort",
                 "unsigned char": "byte", "BSTR": "string", "VARIANT": "object"}
 
@@ -59,6 +61,12 @@ def entries(idl):
     return methods, properties
 
 
+def enumerations(idl):
+    """{enumeration: {member: its number as it is written}}"""
+    return {name: dict(re.findall(r"\b(mova\w+) = ([-\w]+)", body))
+            for name, body in re.findall(r"\benum (\w+) \{(.*?)\n    \}", idl, re.DOTALL)}
+
+
 def arguments(text):
     """Those of a call, of the text behind its bracket, or of a statement without one; up to its end."""
     found, depth, current, quote = [], 0, "", None
@@ -85,6 +93,8 @@ class Samples:
     def __init__(self, tree):
         self.tree = pathlib.Path(tree)
         self.methods, self.properties = entries((self.tree / INTERFACE).read_text())
+        self.enumerations = enumerations((self.tree / ENUMERATIONS).read_text())
+        self.names = {name for members in self.enumerations.values() for name in members}
         self.failures = []
         self.calls = 0
 
@@ -112,6 +122,15 @@ class Samples:
             for parameter, argument in zip(parameters, passed):
                 if argument.startswith("[ref]") != parameter.out:
                     self.fail(path, line, f"{name}: {argument} for {parameter.name or 'value'}")
+
+    def check_names(self, path, text, host, first=1):
+        """Those of numbers, by how they begin."""
+        for number, line in enumerate(text.splitlines(), first):
+            for name in re.findall(r"\bmova[A-Z]\w+", line):
+                if host in ("VBScript", "JScript"):
+                    self.fail(path, number, f"{host} has no name {name}")
+                elif name not in self.names and not (host == "VBA" and name.lower() in map(str.lower, self.names)):
+                    self.fail(path, number, f"there is no number {name}")
 
     def check_basic(self, path, text, first=1):
         for number, line in enumerate(text.splitlines(), first):
@@ -179,7 +198,9 @@ class Samples:
             "using System.Runtime.InteropServices;", "namespace MOVACMDSVRLib {",
             '[ComImport, Guid("ff0381d5-eb26-4f16-a82f-7f593595b369"), CoClass(typeof(VeCmdManagerClass))]',
             "public interface VeCmdManager {", *members, "}",
-            '[ComImport, Guid("fe640147-2f81-4a07-af44-f1b818ed5cee")]', "public class VeCmdManagerClass { }", "}"])
+            '[ComImport, Guid("fe640147-2f81-4a07-af44-f1b818ed5cee")]', "public class VeCmdManagerClass { }",
+            *(f"public enum {name} {{ {', '.join(f'{member} = {value}' for member, value in members.items())} }}"
+              for name, members in self.enumerations.items()), "}"])
         with tempfile.TemporaryDirectory() as folder:
             stub = pathlib.Path(folder, "MOVACMDSVRLib.cs")
             stub.write_text(reference)
@@ -197,12 +218,19 @@ class Samples:
             match path.suffix:
                 case ".vbs" | ".bas":
                     self.check_basic(path, path.read_text())
+                    self.check_names(path, path.read_text(), "VBScript" if path.suffix == ".vbs" else "VBA")
                 case ".js":
                     self.check_brackets(path, "JScript")
+                    self.check_names(path, path.read_text(), "JScript")
                 case ".ps1":
                     self.check_brackets(path, "PowerShell")
+                    self.check_names(path, path.read_text(), "PowerShell")
                 case ".py":
                     self.check_python(path)
+                    self.check_names(path, path.read_text(), "Python")
+                case ".cpp":  # it is compiled with the component; its calls are checked there
+                    self.check_names(path, path.read_text(), "C++")
+                    continue
                 case ".cs":
                     self.check_csharp(path)
                 case _:
@@ -212,6 +240,8 @@ class Samples:
             text = path.read_text() if path.exists() else ""
             for block in re.finditer(r"^```vb\n(.*?)^```$", text, re.MULTILINE | re.DOTALL):
                 self.check_basic(path, block[1], text.count("\n", 0, block.start(1)) + 1)
+                self.check_names(path, block[1], "VBScript", text.count("\n", 0, block.start(1)) + 1)
+            self.check_names(path, text, "documentation")
         for name, calls in counts.items():
             if calls < 10 and not self.failures:
                 self.failures.append(f"{name}: only {calls} calls were found")

@@ -7,7 +7,7 @@ import tempfile
 import unittest
 
 sys.dont_write_bytecode = True
-from samples import INTERFACE, Samples  # noqa: E402
+from samples import ENUMERATIONS, INTERFACE, Samples  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 
@@ -16,7 +16,7 @@ class Planted(unittest.TestCase):
     def found(self, name, old, new):
         with tempfile.TemporaryDirectory() as folder:
             tree = pathlib.Path(folder)
-            for path in (INTERFACE, name):
+            for path in (INTERFACE, ENUMERATIONS, name):
                 (tree / path).parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy(ROOT / path, tree / path)
             text = (tree / name).read_text()
@@ -46,11 +46,23 @@ class Planted(unittest.TestCase):
         self.assertEqual(self.found("samples/vba/Station.bas", "handset.ReadE2PObject(", "handset.readE2Pobject("), [])
 
     def test_wrong_numbers_of_arguments(self):
-        self.finds("SwitchOperateMode takes 3 arguments, not 2", "samples/vba/Station.bas", "SwitchOperateMode 3, 0, code", "SwitchOperateMode 3, 0")
+        self.finds("SwitchOperateMode takes 3 arguments, not 2", "samples/vba/Station.bas", "SwitchOperateMode movaModeSynchronousOk, 0, code", "SwitchOperateMode movaModeSynchronousOk, 0")
         self.finds("SpecificInfo takes 4 arguments, not 3", "samples/vbscript/station.vbs", 'SpecificInfo(question, 0, "", answer)', 'SpecificInfo(question, "", answer)')
         self.finds("VbSetAtCmdProperty takes 2 arguments, not 1", "samples/jscript/station.js", "VbSetAtCmdProperty(101, 0)", "VbSetAtCmdProperty(101)")
         self.finds("GetNormalAtResult takes 1 arguments, not 2", "samples/python/station.py", "GetNormalAtResult(2)", "GetNormalAtResult(2, 0)")
         self.finds("error CS1501", "samples/csharp/Station.cs", "ReadE2PObject(0x7777, 1, out data)", "ReadE2PObject(0x7777, out data)")
+
+    def test_names_of_numbers_that_there_are_not(self):
+        self.finds("there is no number movaCollectWhole", "samples/vba/Station.bas", "movaCollectWholeRecord", "movaCollectWhole")
+        self.finds("error CS0117", "samples/csharp/Station.cs", "movaCollectWholeRecord", "movaCollectWhole")
+        self.finds("error CS0103", "samples/csharp/Station.cs", "MovaMode.", "MovaModes.")
+        self.finds("there is no number movaCollectWhole", "samples/cpp/early_bound.cpp", "movaCollectWholeRecord", "movaCollectWhole")
+        self.finds("there is no number movaModeNight", "samples/python/station.py", "MODE_WAIT_FOR_OK = 3",
+                   "MODE_WAIT_FOR_OK = win32com.client.constants.movaModeNight")
+        self.finds("there is no number movaModeNight", "samples/powershell/station.ps1", "SwitchOperateMode(3,",
+                   "SwitchOperateMode([MOVACMDSVRLib.MovaMode]::movaModeNight,")
+        self.finds("VBScript has no name movaModeSynchronousOk", "samples/vbscript/station.vbs", "SwitchOperateMode 3,", "SwitchOperateMode movaModeSynchronousOk,")
+        self.assertEqual(self.found("samples/vba/Station.bas", "movaCollectWholeRecord", "movaCollectWholerecord"), [])
 
     def test_results_and_references(self):
         self.finds("GetNormalAtResult gives 3 results, not 2", "samples/python/station.py", "code, length, answer = handset", "length, answer = handset")
