@@ -1,6 +1,7 @@
 // How objects are made, what they answer for, and when the module may go.
 #include "Client.h"
 #include "OtherProcess.h"
+#include "Registry.h"
 
 namespace mova::test {
 namespace {
@@ -150,18 +151,10 @@ TEST(Aggregation, InterfacesSpeakForTheOuterObject) {
 // --- registration
 
 std::wstring registered(const std::wstring& key, const wchar_t* name = nullptr) {
-    wchar_t text[512] = {};
-    DWORD bytes = sizeof text;
-    const LSTATUS result = RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &bytes);
-    return result == ERROR_SUCCESS ? text : L"(none)";
+    return registeredIn(HKEY_CLASSES_ROOT, key, name);
 }
 
-bool exists(const std::wstring& key) {
-    HKEY opened = nullptr;
-    if (RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) return false;
-    RegCloseKey(opened);
-    return true;
-}
+bool exists(const std::wstring& key) { return existsIn(HKEY_CLASSES_ROOT, key); }
 
 class Registration : public testing::Test {
 protected:

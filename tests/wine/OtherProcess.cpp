@@ -77,16 +77,33 @@ int holdMutex() {
     return 101;
 }
 
-int registerServer(int count) {
+template <class EntryPoint, class... Arguments>
+int registerComponent(const char* name, int count, Arguments... arguments) {
     const HMODULE module = LoadLibraryW(dllPath().c_str());
-    using EntryPoint = HRESULT(STDAPICALLTYPE*)();
-    const auto entry =
-        reinterpret_cast<EntryPoint>(reinterpret_cast<void*>(GetProcAddress(module, "DllRegisterServer")));
+    const auto entry = reinterpret_cast<EntryPoint>(reinterpret_cast<void*>(GetProcAddress(module, name)));
     sayReady();
     for (int i = 0; i < count; ++i) {
-        if (entry() != S_OK) return 100;
+        if (entry(arguments...) != S_OK) return 100;
     }
     return 0;
+}
+
+int registerServer(int count) { return registerComponent<HRESULT(STDAPICALLTYPE*)()>("DllRegisterServer", count); }
+
+int registerForUser(int count) {
+    return registerComponent<HRESULT(STDAPICALLTYPE*)(BOOL, LPCWSTR)>("DllInstall", count, TRUE, L"user");
+}
+
+int byName() {
+    CLSID classId{};
+    if (FAILED(CLSIDFromProgID(L"MovaCmdSvr.VeCmdManager", &classId))) return 100;
+    ComPtr<IDispatch> manager;
+    if (FAILED(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IDispatch),
+                                reinterpret_cast<void**>(manager.receive())))) {
+        return 101;
+    }
+    const Outcome rate = call(manager.get(), L"BaudRate", {});
+    return rate.result == S_OK && rate.value.number() == 115200 ? 0 : 103;
 }
 
 int log(const std::string& file, const std::string& name, int count) {
@@ -108,6 +125,9 @@ int playRole(const std::vector<std::string>& arguments) {
     if (arguments.size() == 2 && arguments[0] == "end") return end(arguments[1]);
     if (arguments.size() == 1 && arguments[0] == "hold-mutex") return holdMutex();
     if (arguments.size() == 2 && arguments[0] == "register") return registerServer(std::atoi(arguments[1].c_str()));
+    if (arguments.size() == 2 && arguments[0] == "register-user")
+        return registerForUser(std::atoi(arguments[1].c_str()));
+    if (arguments.size() == 1 && arguments[0] == "by-name") return byName();
     if (arguments.size() == 4 && arguments[0] == "log") {
         return log(arguments[1], arguments[2], std::atoi(arguments[3].c_str()));
     }

@@ -12,6 +12,8 @@ namespace mova::test {
 //     end HOW              opens the fast port with a busy reader thread, says so and ends the process in that way
 //     hold-mutex           takes the log's mutex, says so and never gives it back
 //     register COUNT       registers the component so many times
+//     register-user COUNT  registers it for the user so many times
+//     by-name              finds the component by its name and calls it; 100 when there is no such name
 //     log FILE NAME COUNT  sends so many AT commands on the spare fast port and logs them to the file
 int playRole(const std::vector<std::string>& arguments);
 

@@ -215,6 +215,7 @@ TEST(Stack, IsLeftByTheModulesEntryPointsAndTheFactoryAsItWas) {
     }
     EXPECT_EQ(callWith(entry("DllCanUnloadNow"), {}).moved, 0);
     EXPECT_EQ(callWith(entry("DllRegisterServer"), {}).moved, 0);
+    EXPECT_EQ(callWith(entry("DllInstall"), {TRUE, word(L"")}).moved, 0);
     FreeLibrary(module);
 }
 

@@ -89,6 +89,32 @@ registration_free() {
     done
 }
 
+# Registered for the user alone the component serves a script host, and leaves nothing when it is taken back. Windows shows
+# programs the user's classes with the machine's; Wine does not, so here the machine has a copy of the user's meanwhile.
+for_the_user() {
+    local dll key result keys=('CLSID\{FE640147-2F81-4A07-AF44-F1B818ED5CEE}' MovaCmdSvr.VeCmdManager MovaCmdSvr.VeCmdManager.1)
+    dll=$(windows_path "$dlls/MovaCmdSvr.dll")
+    timeout 60 wine regsvr32 /s /u "$dll" 2>/dev/null
+    if script samples/vbscript/station.vbs "$MOVA_LINE_PORT" >/dev/null; then
+        echo "the component is still registered"
+        return 1
+    fi
+    timeout 60 wine regsvr32 /s /n /i:user "$dll" 2>/dev/null || { echo "it cannot be registered"; return 1; }
+    for key in "${keys[@]}"; do
+        timeout 60 wine reg copy "HKCU\\Software\\Classes\\$key" "HKLM\\Software\\Classes\\$key" /s /f >/dev/null 2>&1
+    done
+    script samples/vbscript/station.vbs "$MOVA_LINE_PORT"
+    result=$?
+    for key in "${keys[@]}"; do timeout 60 wine reg delete "HKLM\\Software\\Classes\\$key" /f >/dev/null 2>&1; done
+    timeout 60 wine regsvr32 /s /u /n /i:user "$dll" 2>/dev/null || { echo "it cannot be taken back"; result=1; }
+    for key in "${keys[@]}"; do
+        ! timeout 60 wine reg query "HKCU\\Software\\Classes\\$key" >/dev/null 2>&1 || { echo "left: $key"; result=1; }
+    done
+    ! timeout 60 wine regsvr32 /s /n /i:everyone "$dll" 2>/dev/null || { echo "any word is taken"; result=1; }
+    wine_register "$dlls/MovaCmdSvr.dll"
+    return $result
+}
+
 # Installs silently, tries the installed component, and uninstalls silently until only the user's own files are left.
 installer() {
     local setup left own folder="$prefix/drive_c/Program Files/MovaCmdSvr"
@@ -172,6 +198,7 @@ step "sample: JScript" script samples/jscript/station.js "$MOVA_LINE_PORT"
 step "sample: C++, early bound" sample "$dlls/samples/early_bound.exe"
 step "sample: C++, late bound" sample "$dlls/samples/late_bound.exe"
 step "mova.exe" tests/tools/cli/under-wine.sh "$(readlink -f "$dlls")" "$MOVA_FAST_PORT"
+step "registered for the user alone" for_the_user
 step "sample: without registration" registration_free
 step "installer" installer
 
