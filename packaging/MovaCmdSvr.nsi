@@ -102,6 +102,11 @@ VIAddVersionKey ProductVersion ${VERSION}
 
 ; $Mode is known: what follows from it and from the system.
 Function ${un}Prepare
+    System::Call 'kernel32::GetLongPathNameW(w "$INSTDIR", w .r0, i ${NSIS_MAX_STRLEN}) i .r1'
+    ${If} $1 > 0 ; it is there: in the spelling in which it is compared
+    ${AndIf} $1 < ${NSIS_MAX_STRLEN}
+        StrCpy $INSTDIR $0
+    ${EndIf}
     ${If} ${RunningX64}
         StrCpy $Tools "$INSTDIR\windows-x64"
     ${Else}
@@ -145,20 +150,23 @@ Function ${un}RemoveMenu
     RMDir "${MENU}"
 FunctionEnd
 
-; Only what is this folder's: another copy that was registered since stays so.
+; Only what is this folder's: another copy that was registered since stays so. (A system that keeps a user's classes in one view
+; for both kinds of programs has either DLL there.)
 Function ${un}Unregister
     ${If} ${RunningX64}
         ReadRegStr $0 SHCTX "${CLASS_KEY}" ""
-        ${If} $0 == "$INSTDIR\windows-x64\MovaCmdSvr.dll"
-            ExecWait '"$WINDIR\Sysnative\regsvr32.exe" /s /u $Narrow"$INSTDIR\windows-x64\MovaCmdSvr.dll"'
-        ${EndIf}
         SetRegView 32
     ${EndIf}
-    ReadRegStr $0 SHCTX "${CLASS_KEY}" ""
+    ReadRegStr $1 SHCTX "${CLASS_KEY}" ""
     ${If} ${RunningX64}
         SetRegView 64
+        ${If} $0 == "$INSTDIR\windows-x64\MovaCmdSvr.dll"
+        ${OrIf} $0 == "$INSTDIR\windows-x86\MovaCmdSvr.dll"
+            ExecWait '"$WINDIR\Sysnative\regsvr32.exe" /s /u $Narrow"$INSTDIR\windows-x64\MovaCmdSvr.dll"'
+        ${EndIf}
     ${EndIf}
-    ${If} $0 == "$INSTDIR\windows-x86\MovaCmdSvr.dll"
+    ${If} $1 == "$INSTDIR\windows-x86\MovaCmdSvr.dll"
+    ${OrIf} $1 == "$INSTDIR\windows-x64\MovaCmdSvr.dll"
         ExecWait '"$SYSDIR\regsvr32.exe" /s /u $Narrow"$INSTDIR\windows-x86\MovaCmdSvr.dll"'
     ${EndIf}
 FunctionEnd
@@ -204,26 +212,42 @@ Function TakeSwitch
     StrCpy $1 $2
 FunctionEnd
 
+; Removes what is installed in the folder $1 for $2, AllUsers or CurrentUser.
+Function RemoveInstalled
+    ${IfNot} ${FileExists} "$1\uninstall.exe"
+        Return
+    ${EndIf}
+    DetailPrint "Removing what is installed in $1"
+    ClearErrors
+    StrCpy $0 ""
+    ExecWait '"$1\uninstall.exe" /S /$2 _?=$1' $0
+    ${If} ${Errors}
+    ${OrIf} $0 <> 0
+        !insertmacro Fail ${EXIT_EARLIER} "What is installed in $1 cannot be removed: its uninstaller ended with $0. End the programs that use MovaCmdSvr and try again."
+        Abort "What is installed in $1 cannot be removed ($0)."
+    ${EndIf}
+    Delete "$1\uninstall.exe"
+    RMDir "$1"
+FunctionEnd
+
 ; What was installed before: in this folder its files by the names that it left, so that none outlives its version; in another
-; folder all of it.
+; folder all of it. Where it is for the user alone and is now to be for all, it goes first: while the user has classes of his own
+; the system takes them for the machine's.
 Function RemoveEarlier
+    ${If} $Mode == AllUsers
+        ReadRegStr $1 HKCU "${LIST_KEY}" InstallLocation
+        ${If} $1 != ""
+            StrCpy $2 CurrentUser
+            Call RemoveInstalled
+        ${EndIf}
+    ${EndIf}
     ${If} $Earlier == ""
         Return
     ${EndIf}
     ${If} $Earlier != $INSTDIR
-        ${If} ${FileExists} "$Earlier\uninstall.exe"
-            DetailPrint "Removing what is installed in $Earlier"
-            ClearErrors
-            StrCpy $0 ""
-            ExecWait '"$Earlier\uninstall.exe" /S /$Mode _?=$Earlier' $0
-            ${If} ${Errors}
-            ${OrIf} $0 <> 0
-                !insertmacro Fail ${EXIT_EARLIER} "What is installed in $Earlier cannot be removed: its uninstaller ended with $0. End the programs that use MovaCmdSvr and try again."
-                Abort "What is installed in $Earlier cannot be removed ($0)."
-            ${EndIf}
-            Delete "$Earlier\uninstall.exe"
-            RMDir "$Earlier"
-        ${EndIf}
+        StrCpy $1 $Earlier
+        StrCpy $2 $Mode
+        Call RemoveInstalled
         StrCpy $Earlier ""
         Return
     ${EndIf}
@@ -440,6 +464,7 @@ Function un.onInit
         SetRegView 64
     ${EndIf}
     StrCpy $Mode AllUsers
+    Call un.Prepare
     ReadRegStr $0 HKCU "${LIST_KEY}" InstallLocation
     ${If} $0 == $INSTDIR
         StrCpy $Mode CurrentUser
@@ -462,6 +487,12 @@ Function un.onInit
             !insertmacro Fail ${EXIT_RIGHTS} "MovaCmdSvr is installed for all users: only an administrator can remove it."
             Quit
         ${EndIf}
+        ReadRegStr $0 HKCU "${LIST_KEY}" InstallLocation
+        ${If} $0 != $INSTDIR
+        ${AndIf} ${FileExists} "$0\uninstall.exe" ; the system would take out the user's registration instead
+            !insertmacro Fail ${EXIT_EARLIER} "MovaCmdSvr is installed for you alone as well, in $0: remove that first."
+            Quit
+        ${EndIf}
     ${EndIf}
     Call un.Prepare
 FunctionEnd
@@ -471,7 +502,8 @@ Section Uninstall
     Call un.Unregister
     Call un.RemoveFiles
     ReadRegStr $0 SHCTX "${LIST_KEY}" InstallLocation
-    ${If} $0 == $INSTDIR ; otherwise the rest belongs to what was installed since
+    ${If} $0 == $INSTDIR
+    ${OrIfNot} ${FileExists} "$0\uninstall.exe" ; otherwise the rest belongs to what was installed since
         ReadRegStr $0 SHCTX "${LIST_KEY}" PathEntry
         ${If} $0 != ""
             StrCpy $1 remove

@@ -5,7 +5,7 @@ set -uo pipefail
 cd "$(dirname "$0")/../.."
 source scripts/wine.sh
 system=$1 package=${2:-build/package} native=build/linux
-declare -A wine
+declare -A wine bits=([x64]=64 [x86]=32)
 case $system in
     x64) kinds="x64 x86" architecture=win64 ;;
     x86) kinds=x86 architecture=win32 ;;
@@ -22,6 +22,7 @@ folder='C:\Program Files\MovaCmdSvr'
 tools=windows-${kinds%% *}
 list='SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\MovaCmdSvr'
 class='Software\Classes\CLSID\{fe640147-2f81-4a07-af44-f1b818ed5cee}\InprocServer32'
+library='Software\Classes\TypeLib\{42f19dc8-90ef-428c-9410-46300a83fa1a}\1.0\409'
 machine_environment='HKLM\SYSTEM\CurrentControlSet\Control\Session Manager\Environment'
 everybodys_menu="$drive/ProgramData/Microsoft/Windows/Start Menu/Programs/MovaCmdSvr"
 handset_pid=
@@ -83,12 +84,20 @@ uninstall() {
     sleep 0.5  # the folder, the list
 }
 
+# uninstall_directly FOLDER: what the uninstaller ends with that does not work as a copy. Its last argument must not be quoted.
+uninstall_directly() {
+    printf '@start /wait "" "%s\\uninstall.exe" /S _?=%s\r\n@exit %%ERRORLEVEL%%\r\n' "$1" "$1" >"$prefix/directly.cmd"
+    (cd "$prefix" && timeout 60 wine cmd /c directly.cmd >/dev/null 2>&1)
+    echo $?
+}
+
 # state FILE: every file of C: and everything in the registry. The server writes that as it ends.
 state() {
     wine_stop
     {
         (cd "$drive" && find . -path '*/[Tt]emp/*' -prune -o -type f -printf 'file %P %s\n' -o -printf '%y %P\n' | LC_ALL=C sort)
-        sed 's/^\(\[.*\]\) [0-9]*$/\1/; /^#time=/d' "$prefix/system.reg" "$prefix/user.reg"
+        # Without times, and what uninstallers leave for the system to delete: the copy of themselves that did the work.
+        sed 's/^\(\[.*\]\) [0-9]*$/\1/; /^#time=/d; /^"DriverDateData"=/d; /^"PendingFileRenameOperations"=/d' "$prefix"/{system,user}.reg
     } >"$1"
     wine_start "$prefix" $architecture
 }
@@ -110,13 +119,27 @@ complete() {
     check "$1: the uninstaller" "$([ -e "$(unix "$2")/uninstall.exe" ] && echo there)" there
 }
 
-# registered NAME ROOT FOLDER
+# registered NAME FOLDER: for everybody.
 registered() {
     local kind
     for kind in $kinds; do
-        check "$1: the $kind component" "$(text "$2\\$class" "" "${kind/x86/32}")" "$3\\windows-$kind\\MovaCmdSvr.dll"
+        check "$1: the $kind component" "$(text "HKLM\\$class" "" ${bits[$kind]})" "$2\\windows-$kind\\MovaCmdSvr.dll"
+        check "$1: the $kind type library" "$(text "HKLM\\$library\\win${bits[$kind]}" "")" "$2\\windows-$kind\\MovaCmdSvr.dll"
         check "$1: a $kind client" "$(timeout 120 "${wine[$kind]}" "build/windows-$kind/samples/late_bound.exe" 7 2>/dev/null |
             tr -d '\r' | tail -n 1)" "VERDICT: PASS"
+    done
+}
+
+# registered_for_user NAME FOLDER: Wine shows no program a user's own classes, has them in one view, so that the DLL that comes
+# last stands there, and the type library with the machine's.
+registered_for_user() {
+    local kind found
+    for kind in $kinds; do
+        found=$(text "HKCU\\$class" "" ${bits[$kind]})
+        check "$1: the $kind component" "$([[ $found == "$2\\windows-$kind\\MovaCmdSvr.dll" || $found == "$2\\windows-x86\\MovaCmdSvr.dll" ]] || echo "$found")" ""
+        check "$1: the $kind type library" "$(text "HKCU\\$library\\win${bits[$kind]}" "")$(text "HKLM\\$library\\win${bits[$kind]}" "")" \
+            "$2\\windows-$kind\\MovaCmdSvr.dll"
+        check "$1: nothing of the $kind component for others" "$(value "HKLM\\$class" "" ${bits[$kind]})" ""
     done
 }
 
@@ -124,39 +147,37 @@ registered() {
 nowhere() {
     check "$1: not in the list" "$(value "HKLM\\$list" DisplayName)$(value "HKCU\\$list" DisplayName)" ""
     check "$1: not registered" "$(for kind in $kinds; do for root in HKLM HKCU; do
-        value "$root\\$class" "" "${kind/x86/32}"; done; done)" ""
+        value "$root\\$class" "" ${bits[$kind]}; done; done)" ""
     check "$1: no folder" "$([ -e "$(unix "$2")" ] && echo there)" ""
 }
 
-# hold KIND: a host of that kind uses the component until release.
+# hold FILE: a program keeps others from writing it until release, as Windows does with what a host has loaded and Wine does not.
 hold() {
     rm -f "$prefix/held"
     : >"$prefix/hold"
-    cat >"$prefix/hold.vbs" <<'END'
-Set files = CreateObject("Scripting.FileSystemObject")
-Set handset = CreateObject("MovaCmdSvr.VeCmdManager")
-files.CreateTextFile(WScript.Arguments(0) & "\held").Close
-Do While files.FileExists(WScript.Arguments(0) & "\hold")
-    WScript.Sleep 50
-Loop
-END
-    (cd "$prefix" && exec timeout 300 "${wine[$1]}" cscript //nologo hold.vbs "$(windows_path "$prefix")" >/dev/null 2>&1) &
+    makensis -V1 -DFILE="$1" "-XOutFile $prefix/hold.exe" tests/wine/hold.nsi || exit
+    timeout 300 wine "$prefix/hold.exe" >/dev/null 2>&1 &
     holder=$!
     for _ in $(seq 300); do
         [ -e "$prefix/held" ] && return
         sleep 0.1
     done
-    check "a host holds the $1 component" "no" "yes"
+    check "$1 is held" "no" "yes"
 }
 
 release() {
     rm -f "$prefix/hold"
     wait $holder
 }
-
 # link FILE: the texts of a shortcut.
-link() { python3 -c 'import re, sys; print(*re.findall(r"[ -~]{4,}", open(sys.argv[1], "rb").read().decode("utf-16-le", "replace")), sep="\n")' "$1"
-    python3 -c 'import re, sys; print(*re.findall(r"[ -~]{4,}", open(sys.argv[1], "rb").read()[1:].decode("utf-16-le", "replace")), sep="\n")' "$1"; }
+link() {
+    python3 - "$1" <<'END'
+import re, sys
+data = open(sys.argv[1], "rb").read()
+for start in 0, 1:  # of two-byte characters
+    print(*re.findall("[ -~]{4,}", data[start:].decode("utf-16-le", "replace")), sep="\n")
+END
+}
 
 [ -e "$setup" ] || { echo "there is no $setup: scripts/pack.sh makes it"; exit 1; }
 rm -rf "$prefix"
@@ -165,7 +186,12 @@ wine_runs || exit
 start_handset "$native" "$prefix/handset" || exit 1
 wine_link_port 7 "$prefix/handset"
 wine_list_port 7
-timeout 60 wine cscript //nologo "$(windows_path samples/vbscript/station.vbs)" >/dev/null 2>&1
+# What the system and its script hosts write once, and keys that every user of a while has.
+echo 'WScript.Quit' >"$prefix/nothing.vbs"
+for kind in $kinds; do (cd "$prefix" && timeout 60 "${wine[$kind]}" cscript //nologo nothing.vbs >/dev/null 2>&1); done
+for key in 'Classes\CLSID' 'Microsoft\Windows\CurrentVersion\Uninstall'; do
+    timeout 60 wine reg add "HKCU\\Software\\$key" /f >/dev/null 2>&1
+done
 state "$prefix/before.txt"
 machine_path=$(value "$machine_environment" Path)
 user_path=$(value 'HKCU\Environment' Path)
@@ -173,7 +199,7 @@ user_path=$(value 'HKCU\Environment' Path)
 echo "--- for all users"
 check "installing" "$(install)" 0
 complete "for all users" "$folder"
-registered "for all users" HKLM "$folder"
+registered "for all users" "$folder"
 check "listed as" "$(text "HKLM\\$list" DisplayName)" MovaCmdSvr
 check "listed with its version" "$(text "HKLM\\$list" DisplayVersion)" 1.8.4
 check "listed with its publisher" "$(text "HKLM\\$list" Publisher)" MovaCmdSvr
@@ -188,8 +214,10 @@ check "the documentation that the list tells of" "$([ -e "$(unix "$(text "HKLM\\
 check "the machine's search path" "$(value "$machine_environment" Path)" "$machine_path"
 check "the user's list" "$(value "HKCU\\$list" DisplayName)" ""
 check "the menu" "$(ls "$everybodys_menu" | tr '\n' ,)" "Command prompt with mova.lnk,Documentation.lnk,Uninstall.lnk,Viewer.lnk,"
-check "the menu's prompt" "$(link "$everybodys_menu/Command prompt with mova.lnk" | grep -cF "/k set \"PATH=$folder\\$tools;%PATH%\"& cd /d \"%USERPROFILE%\"")" 1
-check "mova in such a prompt" "$(cd "$prefix" && timeout 60 wine cmd /c "set \"PATH=$folder\\$tools;%PATH%\"& mova --version" 2>/dev/null | tr -d '\r' | head -n 1)" "mova 1.8.4"
+prompt=$(link "$everybodys_menu/Command prompt with mova.lnk" | sed -n 's/.*\/k set/set/p')
+check "the menu's prompt" "$prompt" "set \"PATH=$folder\\$tools;%PATH%\"& cd /d \"%USERPROFILE%\""
+printf '@%s\r\nmova --version\r\n@cd\r\n' "$prompt" >"$prefix/as-in-prompt.cmd"
+check "mova in such a prompt" "$(cd "$prefix" && timeout 60 wine cmd /c as-in-prompt.cmd 2>/dev/null | tr -d '\r' | grep '^mova ')" "mova 1.8.4"
 check "what the files show of themselves" "$(tests/checks/check-resources.py "$setup" "$(unix "$folder")/uninstall.exe" "$(unix "$folder")"/windows-*/*.{dll,exe} | tail -n 1)" \
     "resources of $(($(wc -w <<<"$kinds") * 4 + 2)) programs are as they should be, 0 are not"
 
@@ -207,7 +235,7 @@ same "repaired, without what an older version left" <(files "$folder" | grep -v 
 check "the user's own files" "$(files "$folder" | grep -c -e "$own_pattern")" 4
 check "a file outside" "$(cat "$drive/outside.txt")" mine
 rm "$drive/outside.txt"
-registered "over it" HKLM "$folder"
+registered "over it" "$folder"
 check "the search path" "$(value "$machine_environment" Path)" "$machine_path;$folder\\$tools"
 check "mova by its name" "$(cd "$prefix" && timeout 60 wine cmd /c "mova --version" 2>/dev/null | tr -d '\r' | head -n 1)" "mova 1.8.4"
 check "no menu" "$([ -e "$everybodys_menu" ] && echo there)" ""
@@ -218,23 +246,22 @@ check "the menu as it was chosen before" "$([ -e "$everybodys_menu" ] && echo th
 echo "--- what it refuses"
 files "$folder" >"$prefix/kept.txt"
 for kind in $kinds; do
-    hold $kind
+    hold "$folder\\windows-$kind\\MovaCmdSvr.dll"
     check "the $kind component is in use" "$(install /PATH=0)" 3
-    timeout 60 wine "$(unix "$folder")/uninstall.exe" /S "_?=$folder" >/dev/null 2>&1
-    check "removing while the $kind component is in use" $? 3
+    check "removing while the $kind component is in use" "$(uninstall_directly "$folder")" 3
     check "moving while the $kind component is in use" "$(install '/D=C:\Moved')" 8
     release
 done
 check "a switch that is wrong" "$(install /PATH=yes)" 7
 same "refused, and every file as it was" <(files "$folder") "$prefix/kept.txt"
 check "nothing moved" "$([ -e "$drive/Moved" ] && echo there)" ""
-registered "refused" HKLM "$folder"
+registered "refused" "$folder"
 check "refused, and the search path as it was" "$(value "$machine_environment" Path)" "$machine_path;$folder\\$tools"
 
 echo "--- to another folder"
 check "installing" "$(install '/D=C:\Moved')" 0
 complete "moved" 'C:\Moved'
-registered "moved" HKLM 'C:\Moved'
+registered "moved" 'C:\Moved'
 check "the search path moves along" "$(value "$machine_environment" Path)" "$machine_path;C:\\Moved\\$tools"
 same "the user's own files alone stay" <(cd "$(unix "$folder")" && find . -type f -printf '%P\n' | LC_ALL=C sort) <(echo "$own")
 check "empty folders" "$(find "$(unix "$folder")" -type d -empty)" ""
@@ -248,15 +275,26 @@ check "installing" "$(install /CurrentUser /PATH=1)" 0
 own_folder=$(text "HKCU\\$list" InstallLocation)
 check "the folder is the user's" "$(grep -ciE '^C:\\users\\[^\]*\\AppData\\Local\\Programs\\MovaCmdSvr$' <<<"$own_folder")" 1
 complete "for the user" "$own_folder"
-registered "for the user" HKCU "$own_folder"
-check "nothing for others" "$(value "HKLM\\$list" DisplayName)$(value "HKLM\\$class" "")$(value "HKLM\\$class" "" 32)" ""
+registered_for_user "for the user" "$own_folder"
+check "not in the list of others" "$(value "HKLM\\$list" DisplayName)" ""
 check "the machine's search path" "$(value "$machine_environment" Path)" "$machine_path"
 check "the user's search path" "$(value 'HKCU\Environment' Path)" "REG_EXPAND_SZ ${user_path:+${user_path#* };}$own_folder\\$tools"
 check "everybody's menu" "$([ -e "$everybodys_menu" ] && echo there)" ""
 check "the user's menu" "$(find "$drive/users" -name 'Command prompt with mova.lnk' | wc -l)" 1
 check "over it, which is for the user again" "$(install)" 0
 check "still nothing for others" "$(value "HKLM\\$list" DisplayName)" ""
+check "for all users instead" "$(install /AllUsers /PATH=0 /MENU=0)" 0
+check "not in the user's list any more" "$(value "HKCU\\$list" DisplayName)" ""
+check "the user's folder" "$([ -e "$(unix "$own_folder")" ] && echo there)" ""
+registered "for all users instead" "$folder"
+check "for the user beside it" "$(install /CurrentUser)" 0
+check "removing that of all users before the user's own" "$(uninstall_directly "$folder")" 8
+for kind in $kinds; do
+    check "refused: the $kind component" "$(text "HKLM\\$class" "" ${bits[$kind]})" "$folder\\windows-$kind\\MovaCmdSvr.dll"
+done
 uninstall "$own_folder"
+check "the user's own removed" "$(value "HKCU\\$list" DisplayName)" ""
+uninstall "$folder"
 rmdir "$(unix "${own_folder%\\*}")" 2>/dev/null  # the folder for programs of the user's own is the system's
 state "$prefix/after.txt"
 same "all is as it was before" "$prefix/after.txt" "$prefix/before.txt"
