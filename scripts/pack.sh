@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # pack.sh [--shipped]: packs what is built: build/package/MovaCmdSvr-<version>.zip, MovaCmdSvr-<version>-setup.exe and
 # MovaCmdSvr-<version>-symbols.zip, signed where the environment says how (scripts/sign.sh). --shipped: line tables are demanded.
+# In the environment MOVA_PACKAGE: another folder than build/package.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 version=$(sed -n 's/^project(MovaCmdSvr VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 name=MovaCmdSvr-$version
-folder=$PWD/build/package
+folder=${MOVA_PACKAGE:-$PWD/build/package}
 content=$folder/$name
 symbols=$folder/$name-symbols
 declare -A tools=([windows-x64]=x86_64-w64-mingw32 [windows-x86]=i686-w64-mingw32)

@@ -59,7 +59,7 @@ unix() {
 value() {
     local view=
     [ "$system" = x86 ] || view=/reg:${3:-64}
-    timeout 60 "${wine[x64]}" reg query "$1" ${view:+"$view"} $([ "$2" ] && echo /v "$2" || echo /ve) 2>/dev/null | tr -d '\r' |
+    timeout 60 "${wine[${kinds%% *}]}" reg query "$1" ${view:+"$view"} $([ "$2" ] && echo /v "$2" || echo /ve) 2>/dev/null | tr -d '\r' |
         sed -n 's/^ \{4\}.* \{4\}\(REG_[A-Z_]*\) \{4\}\(.*\)$/\1 \2/p'
 }
 
