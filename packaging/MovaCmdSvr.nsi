@@ -375,7 +375,12 @@ Section "-choices"
     ${If} ${SectionIsSelected} ${SECTION_PATH}
         StrCpy $0 $Tools
         StrCpy $1 add
-        Call EditSearchPath
+        ${WordFind} $Tools ";" "E+1{" $2
+        ${If} ${Errors}
+            Call EditSearchPath
+        ${Else}
+            StrCpy $2 "the folder has a semicolon in its name"
+        ${EndIf}
         ${If} $2 == "done"
             WriteRegStr SHCTX "${LIST_KEY}" PathEntry $Tools ; the uninstaller takes it out; one of the user's own it leaves
         ${ElseIf} $2 != "as it is"
@@ -440,6 +445,10 @@ FunctionEnd
 
 Function .onInit
     StrCpy $Given $INSTDIR
+    StrCpy $0 $Given 1 -1
+    ${If} $0 == "\" ; as all others are spelled
+        StrCpy $Given $Given -1
+    ${EndIf}
     ${If} ${RunningX64}
         SetRegView 64
     ${Else}

@@ -330,6 +330,11 @@ check "what others added since stays" "$(value 'HKCU\Environment' Path)" 'REG_EX
 timeout 60 wine reg delete 'HKCU\Environment' /v Path /f >/dev/null 2>&1
 [ -z "$user_path" ] || timeout 60 wine reg add 'HKCU\Environment' /v Path /t "${user_path%% *}" /d "${user_path#* }" /f >/dev/null 2>&1
 uninstall 'C:\Own'
+check "installing into a folder that the search path cannot have" "$(install /CurrentUser /PATH=1 /MENU=0 '/D=C:\One;Two\')" 6
+check "a folder that the search path cannot have" "$(value 'HKCU\Environment' Path)" "$user_path"
+complete "a folder that the search path cannot have" 'C:\One;Two'
+uninstall 'C:\One;Two'
+nowhere "a folder that the search path cannot have" 'C:\One;Two'
 
 echo "--- what fails leaves nothing"
 for mode in AllUsers CurrentUser; do
