@@ -64,6 +64,12 @@ def main():
             with open(f"build/{name}", "rb") as built:
                 with_names += check(name, built.read(), package.read(f"{base}/{name}"),
                                     apart.read(path) if path in apart.namelist() else None)
+        version = base.split("-")[1]
+        for path, text in (("docs/getting-started-windows.md", f"`{base}-setup.exe`"),
+                           ("windows-x64/MovaCmdSvr.manifest", f'name="MovaCmdSvr" version="{version}.0"'),
+                           ("windows-x86/MovaCmdSvr.manifest", f'name="MovaCmdSvr" version="{version}.0"'),
+                           ("samples/registration-free/program.exe.manifest", f'name="MovaCmdSvr" version="{version}.0"')):
+            expect(f"{path} tells the version", text in package.read(f"{base}/{path}").decode(), True)
         left = sorted(name for name in package.namelist() if name.endswith((".debug", "CMakeLists.txt")))
         expect("what does not belong into the package", left, [])
     expect("programs with names, at least", with_names >= 4, True)
