@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # build.sh TESTS PRESET...: configures and builds the presets, with (ON) or without (OFF) the tests; of each all, or what
 # TARGETS names, as "mova" or, for one preset alone, "linux:mova". In the environment MOVA_BENCHMARKS=ON: with the benchmarks;
-# MOVA_QUICK=ON or OFF: tools compiled quickly or for speed, otherwise as the folder was configured before; MOVA_PYTHON=ON:
-# with the Python module, otherwise likewise. A compiler cache is used if it is there.
+# MOVA_QUICK=ON or OFF: tools compiled quickly or for speed, otherwise as the folder was configured before; MOVA_SYMBOLS=ON
+# or OFF: with or without line tables for packaging, and MOVA_PYTHON=ON: with the Python module, otherwise likewise. A compiler cache is used if it is there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/progress.sh
@@ -23,7 +23,7 @@ configured() {
 
 for preset in "$@"; do
     mkdir -p build
-    variables=(MOVA_TESTS="$tests" MOVA_BENCHMARKS="${MOVA_BENCHMARKS:-OFF}" ${MOVA_QUICK:+MOVA_QUICK="$MOVA_QUICK"} ${MOVA_PYTHON:+MOVA_PYTHON="$MOVA_PYTHON"})
+    variables=(MOVA_TESTS="$tests" MOVA_BENCHMARKS="${MOVA_BENCHMARKS:-OFF}" ${MOVA_QUICK:+MOVA_QUICK="$MOVA_QUICK"} ${MOVA_PYTHON:+MOVA_PYTHON="$MOVA_PYTHON"} ${MOVA_SYMBOLS:+MOVA_SYMBOLS="$MOVA_SYMBOLS"})
     targets=()
     for target in ${TARGETS:-}; do
         case $target in

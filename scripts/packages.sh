@@ -6,14 +6,14 @@ declare -A package_groups=(
     [build]="g++ cmake ninja-build python3 g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev libcli11-dev libtomlplusplus-dev nlohmann-json3-dev libboost1.81-dev libedit-dev libgensio-dev"
     [build32]="g++-mingw-w64-i686-posix"
     [sanitizers]="clang libclang-rt-14-dev llvm"
-    [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf ser2net"
+    [test]="libgtest-dev libgmock-dev googletest python3 python3-pefile valgrind pkgconf ser2net openssl"
     [python]="pybind11-dev python3-dev python3-pytest"
     [analysis]="clang-format clang-tidy cppcheck"
     [browser]="chromium chromium-driver python3-selenium python3-pil"
     [wine]="wine wine64"
     [wine32]="libc6-i386 libc6-dev-i386 lib32stdc++-12-dev"
     [samples]="mono-mcs pyflakes3"
-    [package]="nsis zip python3 cmark-gfm mandoc"
+    [package]="nsis zip python3 osslsigncode cmark-gfm mandoc"
     [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 

@@ -50,6 +50,7 @@ under_wine() {
         esac
     done
     tests/wine/both-under-wine.sh build/windows-x64 build/windows-x86 build/linux || worst=1
+    for kind in x64 x86; do tests/wine/setup-under-wine.sh $kind || worst=1; done
     return $worst
 }
 
@@ -64,6 +65,12 @@ tests/checks/check-dll.py build/windows-x64/MovaCmdSvr.dll AMD64 || failed+=("64
 tests/checks/check-dll.py build/windows-x86/MovaCmdSvr.dll I386 || failed+=("32-bit DLL")
 tests/checks/check-dll.py build/windows-x64/mova-handset.exe AMD64 || failed+=("64-bit handset")
 tests/checks/check-dll.py build/windows-x86/mova-handset.exe I386 || failed+=("32-bit handset")
+for platform in x64 x86; do
+    tests/checks/check-resources.py build/windows-$platform/{MovaCmdSvr.dll,mova.exe,mova-viewer.exe,mova-handset.exe} ||
+        failed+=("resources of $platform")
+done
+tests/checks/check-package.py || failed+=("package")
+tests/checks/check-signing.sh || failed+=("signing")
 tests/checks/check-flags.py build/windows-x64 build/windows-x86 || failed+=("flags")
 echo "--- the component under Wine"
 wait "$under_wine"

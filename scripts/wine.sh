@@ -16,13 +16,18 @@ wine_for() {
     wine_use "$wine_bits"
 }
 
-# wine_start FOLDER: makes the prefix if it is not there and keeps its server running until wine_stop.
+# wine_start FOLDER [win64 | win32]: makes the prefix, of a 64-bit or 32-bit system, if it is not there and keeps its server
+# running until wine_stop.
 wine_start() {
-    export WINEPREFIX=$1 WINEARCH=win64 WINEDEBUG=-all
+    export WINEPREFIX=$1 WINEARCH=${2:-win64} WINEDEBUG=-all
     export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
     unset DISPLAY
     if [ ! -e "$WINEPREFIX/system.reg" ]; then
         mkdir -p "$WINEPREFIX"
+        if [ "$WINEARCH" = win32 ]; then  # the one DLL that it does not bring into such a prefix by itself
+            mkdir -p "$WINEPREFIX/drive_c/windows/system32"
+            cp /usr/i686-w64-mingw32/lib/zlib1.dll "$WINEPREFIX/drive_c/windows/system32"
+        fi
         timeout 180 wine wineboot -i >/dev/null 2>&1
         timeout 60 wineserver -w
     fi

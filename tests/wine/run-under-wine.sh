@@ -115,33 +115,6 @@ for_the_user() {
     return $result
 }
 
-# Installs silently, tries the installed component, and uninstalls silently until only the user's own files are left.
-installer() {
-    local setup left own folder="$prefix/drive_c/Program Files/MovaCmdSvr"
-    setup=$(echo build/package/MovaCmdSvr-*-setup.exe)
-    timeout 60 wine regsvr32 /s /u "$(windows_path "$dlls/MovaCmdSvr.dll")" 2>/dev/null
-    timeout 120 wine "$setup" /S 2>/dev/null || { echo "the installer failed"; return 1; }
-    cmp "$dlls/MovaCmdSvr.dll" "$folder/windows-$kind/MovaCmdSvr.dll" || return 1
-    [ -e "$folder/windows-x64/MovaCmdSvr.dll" ] && [ -e "$folder/windows-x86/MovaCmdSvr.dll" ] && [ -e "$folder/docs/reference.md" ] || { echo "files are missing"; return 1; }
-    sample "$dlls/samples/late_bound.exe" || return 1
-    own=$'docs/notes.txt\nsamples/mine/station.vbs\nstation.toml\nwindows-x64/station.log'
-    mkdir -p "$folder/samples/mine"
-    while read -r file; do echo mine >"$folder/$file"; done <<<"$own"
-    timeout 120 wine "$folder/uninstall.exe" /S 2>/dev/null
-    for _ in $(seq 100); do
-        left=$(cd "$folder" && find . ! -type d -printf '%P\n' | LC_ALL=C sort)
-        [ "$left" != "$own" ] || break
-        sleep 0.1
-    done
-    [ "$left" = "$own" ] || { echo "left behind, instead of the user's own files:"; echo "$left"; return 1; }
-    [ ! -e "$folder/windows-x86" ] && [ ! -e "$folder/samples/cpp" ] || { echo "empty folders are left behind"; return 1; }
-    rm -r "$folder"
-    ! timeout 60 wine reg query 'HKCR\MovaCmdSvr.VeCmdManager' >/dev/null 2>&1 || { echo "still registered"; return 1; }
-    ! timeout 60 wine reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\MovaCmdSvr' >/dev/null 2>&1 ||
-        { echo "still listed"; return 1; }
-    echo "installed, tried, uninstalled"
-}
-
 # client LOG GTEST_OPTION... A crash does not always show in the exit code: the closing line must be there.
 client() {
     local log=$prefix/$1
@@ -200,7 +173,6 @@ step "sample: C++, late bound" sample "$dlls/samples/late_bound.exe"
 step "mova.exe" tests/tools/cli/under-wine.sh "$(readlink -f "$dlls")" "$MOVA_FAST_PORT"
 step "registered for the user alone" for_the_user
 step "sample: without registration" registration_free
-step "installer" installer
 
 if [ ${#failed[@]} -gt 0 ]; then
     echo "failed under Wine, $kind: ${failed[*]}"
