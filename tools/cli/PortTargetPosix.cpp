@@ -60,7 +60,8 @@ struct RemoteRow {
 };
 constexpr RemoteRow kRemoteRows[] = {
     {ELIBACC, " is on another machine, and what speaks RFC 2217 is not here",
-     "install the package libgensio4; libmovacmdsvr-rfc2217.so, which is made with it, belongs beside libmovacmdsvr"},
+     "install the package libgensio4; libmovacmdsvr-rfc2217.so, which is made with it (in the package "
+     "libmovacmdsvr-rfc2217), belongs beside libmovacmdsvr"},
     {ENONET, ": there is no such machine", "\"getent hosts NAME\" asks what mova asks"},
     {EHOSTUNREACH, ": there is no way to this machine", "is it on, and in this network?"},
     {ETIMEDOUT, " does not answer", "is the machine on? does a firewall stand between?"},
