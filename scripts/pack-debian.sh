@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # pack-debian.sh [FOLDER]: builds the Debian packages of this tree into FOLDER (build/package): the library, its module for ports
-# of other machines, the development files, the tools, the udev rules, the Python module, and debug symbols of each. The tools
-# are compiled for speed; with MOVA_QUICK=ON in the environment quickly, to try the packages. Nothing is written outside build/.
+# of other machines, the development files, the tools, the udev rules, the Python module; in FOLDER/debug-symbols those of each.
+# The tools are compiled for speed; with MOVA_QUICK=ON in the environment quickly, to try the packages. Nothing is written
+# outside build/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 folder=$PWD/${1:-build/package}
@@ -12,7 +13,7 @@ version=$(sed -n 's/^project(MovaCmdSvr VERSION \([0-9.]*\).*/\1/p' CMakeLists.t
 date=$(git log -1 --format=%aD 2>/dev/null || date -R -r CMakeLists.txt)
 
 rm -rf "$work"
-mkdir -p "$tree" "$folder"
+mkdir -p "$tree" "$folder/debug-symbols"
 tar -c --exclude-vcs --exclude=./build --exclude=__pycache__ . | tar -x -C "$tree"
 # The version has one home, CMakeLists.txt; so this file has none in the tree.
 cat >"$tree/debian/changelog" <<END
@@ -32,6 +33,7 @@ if [ "${MOVA_QUICK:-OFF}" = ON ]; then export DEB_CXXFLAGS_STRIP=-g DEB_CXXFLAGS
     echo "building the Debian packages failed; the whole log is build/debian.log" >&2
     exit 1
 }
-rm -f "$folder"/*.deb
-cp "$work"/*.deb "$folder"
+rm -f "$folder"/*.deb "$folder"/debug-symbols/*
+mv "$work"/*-dbgsym_*.deb "$folder/debug-symbols"
+mv "$work"/*.deb "$folder"
 ls -l "$folder"/*.deb
