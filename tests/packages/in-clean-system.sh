@@ -109,7 +109,7 @@ echo "--- removed"
 mapfile -t all < <(ours)
 holds "apt removes them" apt purge "${all[@]}"
 holds "dpkg knows none of them" answers "" ours
-named() { find / -xdev \( -path /try -o -path /var/log -o -path /proc -o -path /sys \) -prune -o -iname '*mova*' -print; }
+named() { find / -xdev \( -path /try -o -path /var/log -o -path /proc -o -path /sys \) -prune -o -regex '.*/\(lib\|python3-\)?mova[^/]*' -print; }
 holds "no file has their name" answers "" named
 # Now that everything they need is here, nothing else comes and goes with them.
 files >/try/before
