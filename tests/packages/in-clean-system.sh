@@ -21,6 +21,11 @@ files() {
 version=$(dpkg-deb -f /try/packages/mova_*.deb Version)
 
 echo "--- installed with what they need"
+mapfile -t names < <(for package in /try/packages/*.deb; do dpkg-deb -f "$package" Package; done)
+mapfile -t others < <(apt -s install /try/packages/*.deb | sed -n 's/^Inst \([^ ]*\) .*/\1/p' | grep -vxFf <(printf '%s\n' "${names[@]}"))
+echo "  they need ${others[*]}"
+holds "what they need is on Debian's mirror" apt install --no-install-recommends "${others[@]}"
+files >/try/before
 holds "apt installs them" apt install /try/packages/*.deb
 holds "Debian's tools find nothing amiss" dpkg --audit
 holds "what is recommended came along" test -e /usr/share/bash-completion/bash_completion
@@ -59,13 +64,29 @@ holds "the module talks to the handset" answers $'[\'+CSQ: 21,99\'] 490154203237
 kill "$handset"
 wait "$handset" 2>/dev/null
 
+echo "--- without what may be left out"
+holds "the module for ports of other machines is removed" apt remove libmovacmdsvr-rfc2217
+holds "mova names its package" says "libmovacmdsvr-rfc2217" mova --port 127.0.0.1:9 at AT
+
+echo "--- removed"
+mapfile -t all < <(ours)
+holds "apt removes them" apt purge "${all[@]}"
+holds "dpkg knows none of them" answers "" ours
+files >/try/after
+holds "no file is left or missing" diff /try/before /try/after
+
+echo "--- installed again, with what develops"
+holds "apt installs all of it" apt install --no-install-recommends udev g++ make cmake pkgconf /try/packages/*.deb
+files >/try/again
+holds "their files would have been seen" bash -c "diff /try/before /try/again | grep -q '> /usr/bin/mova$'"
+
 echo "--- udev rules"
 rules=/lib/udev/rules.d/99-movacmdsvr.rules
 example=/usr/share/doc/movacmdsvr-udev/examples/70-handset.rules
-holds "udev is here to try them" apt install --no-install-recommends udev
 device=/sys/class/tty/tty0
+[ -e "$device" ] || device=/sys/class/tty/tty
 ignored() {
-    [ -z "${1:-}" ] || echo "SUBSYSTEM==\"tty\", KERNEL==\"tty0\", SYMLINK+=\"$1\"" >/etc/udev/rules.d/70-handset.rules
+    [ -z "${1:-}" ] || echo "SUBSYSTEM==\"tty\", KERNEL==\"${device##*/}\", SYMLINK+=\"$1\"" >/etc/udev/rules.d/70-handset.rules
     udevadm test --action=add "$device" >"$log" 2>&1 || return 2
     rm -f /etc/udev/rules.d/70-handset.rules
     grep -q '^ID_MM_PORT_IGNORE=1$' "$log"
@@ -82,7 +103,6 @@ else
 fi
 
 echo "--- development"
-holds "compilers are here" apt install --no-install-recommends g++ make cmake pkgconf
 cd /try/outside || exit 1
 for build in "g++ -std=c++20 main.cpp" "gcc -std=c11 main.c"; do
     # shellcheck disable=SC2046,SC2086
@@ -100,22 +120,4 @@ debugged() {  # FILE: its debug symbols are installed
 for file in /usr/bin/mova /usr/lib/*/libmovacmdsvr.so.1 /usr/lib/*/movacmdsvr/libmovacmdsvr-rfc2217.so /usr/lib/python3/dist-packages/mova/_native*.so; do
     holds "debug symbols of $file" debugged "$file"
 done
-
-echo "--- without what may be left out"
-holds "the module for ports of other machines is removed" apt remove libmovacmdsvr-rfc2217
-holds "mova names its package" says "libmovacmdsvr-rfc2217" mova --port 127.0.0.1:9 at AT
-
-echo "--- removed"
-mapfile -t all < <(ours)
-holds "apt removes them" apt purge "${all[@]}"
-holds "dpkg knows none of them" answers "" ours
-named() { find / -xdev \( -path /try -o -path /var/log -o -path /proc -o -path /sys \) -prune -o -regex '.*/\(lib\|python3-\)?mova[^/]*' -print; }
-holds "no file has their name" answers "" named
-# Now that everything they need is here, nothing else comes and goes with them.
-files >/try/before
-holds "they are installed again" dpkg --install /try/packages/*.deb
-holds "there are more files then" bash -c "$(declare -f files); ! files | cmp -s - /try/before"
-holds "and removed again" dpkg --purge "${all[@]}" libmovacmdsvr-rfc2217 libmovacmdsvr-rfc2217-dbgsym
-files >/try/after
-holds "no file is left or missing" diff /try/before /try/after
 exit $failed
