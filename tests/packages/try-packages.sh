@@ -33,6 +33,10 @@ debian | "${alone[@]}" mmdebstrap --mode=root --variant=minbase --aptopt=build/d
     --skip=cleanup/apt,essential/unlink --setup-hook="mkdir -p \"\$1/var/cache/apt/archives\"" \
     --setup-hook="find '$archives' -name '*.deb' -exec cp -l -t \"\$1/var/cache/apt/archives\" {} +" \
     "$VERSION_CODENAME" "$root" - >build/debian-root.log 2>&1 || {
+    if grep -q "^E: apt-get update .* failed" build/debian-root.log; then
+        echo "SKIPPED: to install them in a clean Debian system takes Debian's mirror: $(grep -m 1 "^E: " build/debian-root.log)"
+        exit 77
+    fi
     tail -n 30 build/debian-root.log
     echo "FAILED: a clean Debian system could not be made; the whole log is build/debian-root.log"
     exit 1
@@ -41,8 +45,8 @@ debian | "${alone[@]}" mmdebstrap --mode=root --variant=minbase --aptopt=build/d
 mkdir -p "$root/try/packages"
 cp -l "$packages"/*.deb "$packages"/debug-symbols/*.deb "$root/try/packages"
 cp -r "$here/in-clean-system.sh" tests/checks/outside tests/checks/check-program.sh "$root/try"
-# shellcheck disable=SC2016
 status=0
+# shellcheck disable=SC2016
 "${alone[@]}" --pid --fork --kill-child bash -c '
     mount -t proc proc "$0/proc" && mount -t devpts -o newinstance,ptmxmode=0666 devpts "$0/dev/pts" || exit
     mount -t sysfs -o ro sysfs "$0/sys" 2>/dev/null || true
