@@ -14,6 +14,8 @@ declare -A package_groups=(
     [wine32]="libc6-i386 libc6-dev-i386 lib32stdc++-12-dev"
     [samples]="mono-mcs pyflakes3"
     [package]="nsis zip python3 osslsigncode cmark-gfm mandoc"
+    [debian]="debhelper dh-python python3-dev pybind11-dev"
+    [debiantest]="lintian mmdebstrap mount"
     [bench]="python3 python3-serial pkgconf libbenchmark-dev libabsl-dev libboost1.81-dev libbotan-2-dev libcrypto++-dev libsodium-dev libssl-dev nettle-dev zlib1g-dev"
 )
 

@@ -57,6 +57,8 @@ under_wine() {
 # Most of what runs under Wine is waiting for ports to close: it has the time meanwhile.
 under_wine >build/automation.log 2>&1 &
 under_wine=$!
+nice -n 19 tests/packages/try-packages.sh >build/try-packages.log 2>&1 &
+try_packages=$!
 native linux
 native linux-asan
 native linux-tsan
@@ -81,6 +83,11 @@ if [ "$status" -ne 77 ]; then
     [ "$status" -eq 0 ] || failed+=("under Wine")
     [ "$(cut -d: -f2- <<<"${counts[0]-}")" = "$(cut -d: -f2- <<<"${counts[1]-}")" ] || failed+=("not the same for both DLLs under Wine")
 fi
+echo "--- the Debian packages"
+wait "$try_packages"
+packages=$?
+cat build/try-packages.log
+[[ $packages =~ ^(0|77)$ ]] || failed+=("Debian packages")
 for preset in "${again[@]}"; do try_again "$preset"; done
 
 echo "--- static analysis"
@@ -93,4 +100,4 @@ if [ ${#failed[@]} -gt 0 ]; then
     echo "FAILED: ${failed[*]}"
     exit 1
 fi
-[ "$status" -ne 77 ] && echo "everything passed" || echo "everything else passed"
+[ "$status" -ne 77 ] && [ "$packages" -ne 77 ] && echo "everything passed" || echo "everything else passed"

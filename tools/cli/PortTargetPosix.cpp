@@ -61,7 +61,8 @@ struct RemoteRow {
 };
 constexpr RemoteRow kRemoteRows[] = {
     {ELIBACC, " is on another machine, and what speaks RFC 2217 is not here",
-     "install the package libgensio4; libmovacmdsvr-rfc2217.so, which is made with it, belongs beside libmovacmdsvr"},
+     "install the package libgensio4; libmovacmdsvr-rfc2217.so, which is made with it (in the package "
+     "libmovacmdsvr-rfc2217), belongs beside libmovacmdsvr"},
     {ENONET, ": there is no such machine", "\"getent hosts NAME\" asks what mova asks"},
     {ENETDOWN, ": its name cannot be looked up, as no name server answers",
      "is this machine in the network? its address in place of its name needs no name server"},

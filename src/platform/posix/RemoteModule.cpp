@@ -12,8 +12,8 @@ namespace mova {
 
 namespace {
 
-// Beside the library or program that this code is linked into; where an installed program's libraries are, seen from
-// it; and where the system looks.
+// Beside the library or program that this code is linked into, and where an installed program's libraries are, seen
+// from it, both times also in the folder for modules; and where the system looks.
 std::vector<std::string> places() {
     std::vector<std::string> places;
     std::error_code failed;
@@ -21,7 +21,9 @@ std::vector<std::string> places() {
     if (!failed) {
         places.push_back(own / kRemoteLineModule);
 #ifdef MOVA_LIBRARY_FOLDER
+        places.push_back(own / MOVA_MODULE_FOLDER / kRemoteLineModule);
         places.push_back(own / MOVA_LIBRARY_FOLDER / kRemoteLineModule);
+        places.push_back(own / MOVA_LIBRARY_FOLDER / MOVA_MODULE_FOLDER / kRemoteLineModule);
 #endif
     }
     places.emplace_back(kRemoteLineModule);

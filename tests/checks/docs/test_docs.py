@@ -106,7 +106,7 @@ def missing_paths(text, beside, known=tuple(folders())):
     text = re.sub(r"^```con.*?^```$", lambda block: "\n" * block[0].count("\n"), text, flags=re.MULTILINE | re.DOTALL)
     for number, line in enumerate(text.replace("\\", "/").splitlines(), 1):
         for path in re.findall(r"(?<![\w./:$%~<>+-])(?:[\w.+-]+/)+[\w.+-]*", line):
-            path = path.rstrip(".")
+            path = re.sub(r"^\./(?=build/)", "", path.rstrip("."))
             first, _, rest = path.partition("/")
             if first == "build":
                 preset, _, rest = rest.partition("/")

@@ -22,6 +22,13 @@ if [ "$kind" = static ]; then
     quietly cmake --build "$work/part"
     try "$work/part/outside"
     try "$work/part/outside-c"
+    quietly cmake -G Ninja -S "$folder" -B "$work/alone" -DMOVA_LIBRARY_ONLY=ON -DBUILD_SHARED_LIBS=OFF
+    for build in "$work/part" "$work/alone"; do  # the library alone, as a part and by the option
+        ninja -C "$build" -t targets all | grep -v ": phony$" >"$work/targets"
+        grep -q "libmovacmdsvr\.a:" "$work/targets" || fail "no library to build in $build"
+        foreign=$(grep -E "(tools|tests|python)/" "$work/targets" || true)
+        [ -z "$foreign" ] || fail "more than the library to build in $build: $foreign"
+    done
     folder=$work/part
 fi
 quietly cmake --install "$folder" --component library --prefix "$work/installed"
