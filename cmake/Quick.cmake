@@ -1,4 +1,4 @@
-# mova_quick(TARGET...): with MOVA_QUICK the targets, of tools and tests, are compiled quickly. MinGW needs -O1: without
+# mova_quick(TARGET...): with MOVA_QUICK the targets, of tools and the Python module, are compiled quickly. MinGW needs -O1: without
 # any optimisation every inline function of a header is a section, and the archiver and the linker drown in them.
 function(mova_quick)
   if(NOT MOVA_QUICK)

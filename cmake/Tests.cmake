@@ -9,6 +9,13 @@ else()
   set(MOVA_TEST_PROGRAMS ON)
 endif()
 
+# In virtual time one thread at a time goes on, by a lock that it is handed: whatever two threads do there is ordered, and
+# the thread sanitizer cannot find a fault in it. Its build has the tests in real time, and those of that handing over.
+set(MOVA_VIRTUAL_TIME_TESTS ON)
+if(MOVA_SANITIZE STREQUAL "thread")
+  set(MOVA_VIRTUAL_TIME_TESTS OFF)
+endif()
+
 # Tests are built quickly rather than fast; the code that they try keeps its optimisation.
 function(mova_test_code target)
   if(MOVA_FUZZ)  # hunts want the speed
@@ -25,11 +32,15 @@ function(mova_test_code target)
   endif()
 endfunction()
 
-# mova_test(NAME [SHARDS n] [UNITY n] [REAL_TIME] [BUSY] [SOURCES file...] [LIBRARIES library...]): the folder's test program,
+# mova_test(NAME [SHARDS n] [UNITY n] [REAL_TIME] [BUSY] [THREADS] [SOURCES file...] [LIBRARIES library...]): the folder's test program,
 # test-NAME, of all its files and SOURCES, compiled as one (UNITY: as ones of so many). SHARDS: it has much waiting and is dealt out to so many processes.
 # REAL_TIME: it waits in real time and gets the processors before the others. BUSY: one beside those that wait.
+# THREADS: it is for the thread sanitizer though it is in virtual time.
 function(mova_test name)
-  cmake_parse_arguments(TEST "REAL_TIME;BUSY" "SHARDS;UNITY" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(TEST "REAL_TIME;BUSY;THREADS" "SHARDS;UNITY" "SOURCES;LIBRARIES" ${ARGN})
+  if(NOT MOVA_VIRTUAL_TIME_TESTS AND NOT TEST_REAL_TIME AND NOT TEST_THREADS)
+    return()
+  endif()
   if(NOT TEST_UNITY)
     set(TEST_UNITY 0)  # no limit: GoogleTest's own templates are instantiated once a program
   endif()

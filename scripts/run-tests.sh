@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs what ./test has built, and analyses the code: the native tests, the same under sanitizers, and the component under Wine.
+# Runs what ./test has built: the native tests, and the component under Wine. Most of both is waiting: meanwhile it builds what
+# runs under the sanitizers next, and analyses the code, both after whatever waits for the processors.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 failed=()
@@ -54,12 +55,16 @@ under_wine() {
     return $worst
 }
 
-# Most of what runs under Wine is waiting for ports to close: it has the time meanwhile.
 under_wine >build/automation.log 2>&1 &
 under_wine=$!
+MOVA_PYTHON=ON MOVA_QUICK=ON nice -n 19 scripts/build.sh ON linux-asan linux-tsan >build/sanitizers.log 2>&1 &
+sanitizers=$!
+native linux
+wait "$sanitizers" || { cat build/sanitizers.log; wait; exit 1; }
+nice -n 19 scripts/analyse.py >build/analysis.log 2>&1 &
+analysis=$!
 nice -n 19 tests/packages/try-packages.sh >build/try-packages.log 2>&1 &
 try_packages=$!
-native linux
 native linux-asan
 native linux-tsan
 echo "--- both DLLs, from outside"
@@ -83,6 +88,9 @@ if [ "$status" -ne 77 ]; then
     [ "$status" -eq 0 ] || failed+=("under Wine")
     [ "$(cut -d: -f2- <<<"${counts[0]-}")" = "$(cut -d: -f2- <<<"${counts[1]-}")" ] || failed+=("not the same for both DLLs under Wine")
 fi
+echo "--- static analysis"
+wait "$analysis" || failed+=("static analysis")
+cat build/analysis.log
 echo "--- the Debian packages"
 wait "$try_packages"
 packages=$?
@@ -90,8 +98,6 @@ cat build/try-packages.log
 [[ $packages =~ ^(0|77)$ ]] || failed+=("Debian packages")
 for preset in "${again[@]}"; do try_again "$preset"; done
 
-echo "--- static analysis"
-scripts/analyse.py || failed+=("static analysis")
 echo "--- benchmarks in their short form: that they work, nothing of their figures"
 scripts/run-benchmarks.sh --quick >build/bench-quick.log 2>&1 || { tail -n 20 build/bench-quick.log; failed+=("benchmarks"); }
 

@@ -1,7 +1,7 @@
-// How much of a campaign a build makes. Natively all of it: there each answer is judged. A sanitizer's build makes
-// every nth run of the same: it looks for what the judges cannot see (memory, races), which hangs on the kinds of steps
-// and not on how often they come, and each of its runs takes many times as long. MOVA_EVERY=n in the environment
-// chooses another n, for any build; 1 is all of it.
+// How much of a campaign a build makes. Natively all of it: there each answer is judged. The address sanitizer's build
+// makes every nth run of the same: it looks for what the judges cannot see, which hangs on the kinds of steps and not on
+// how often they come, and each of its runs takes many times as long. MOVA_EVERY=n in the environment chooses another
+// n, for any build; 1 is all of it.
 #pragma once
 #include <cstdlib>
 
@@ -9,19 +9,12 @@
 
 namespace mova {
 
-struct SanitizedEvery {
-    unsigned address;
-    unsigned thread;
-};
-
-inline unsigned everyNthRun([[maybe_unused]] SanitizedEvery sanitized) {
+inline unsigned everyNthRun(unsigned underAddressSanitizer) {
     if (const char* chosen = std::getenv("MOVA_EVERY")) {
         const unsigned long n = std::strtoul(chosen, nullptr, 10);
         if (n > 0) return static_cast<unsigned>(n);
     }
-    if (kThreadSanitizer) return sanitized.thread;
-    if (kAddressSanitizer) return sanitized.address;
-    return 1;
+    return kAddressSanitizer ? underAddressSanitizer : 1;
 }
 
 }  // namespace mova

@@ -10,8 +10,8 @@ namespace mova::cli {
 
 namespace {
 
-constexpr std::int32_t kUsualTime = 5000;
-constexpr std::uint32_t kPause = 5;
+constexpr std::int32_t kAnswerTime = 5000;
+constexpr std::uint32_t kReadPause = 5;
 constexpr std::int32_t kLinesAndResult = number(Collect::WholeRecord);
 constexpr std::int32_t kUnfinishedToo = number(Collect::TextAndPending);
 
@@ -85,7 +85,7 @@ bool isGood(const std::string& result) {
 AtAnswer askAt(Context& context, const std::string& atCommand, Wanted wanted) {
     CVeCmdManager& handset = context.session.handset();
     Clock& clock = context.session.clock();
-    const auto limit = static_cast<std::uint32_t>(context.session.timeout(kUsualTime));
+    const auto limit = static_cast<std::uint32_t>(context.session.timeout(kAnswerTime));
     const std::string sent(trimRight(atCommand));
     AtAnswer answer;
     Listening listening(context.session);
@@ -102,7 +102,7 @@ AtAnswer askAt(Context& context, const std::string& atCommand, Wanted wanted) {
         }
         if (answer.milliseconds >= limit || context.session.line().isGone()) break;
         checkInterrupt();
-        if (got.text.empty()) clock.sleep(kPause);
+        if (got.text.empty()) clock.sleep(kReadPause);
     }
     takeIn(answer, handset.GetNormalAtResult(kUnfinishedToo).text, sent);
     answer.finding = listening.look(wanted).finding;

@@ -8,7 +8,7 @@ namespace mova::cli {
 
 namespace {
 
-constexpr std::uint32_t kBetweenLooks = 200;  // milliseconds
+constexpr std::uint32_t kBetweenDriverLooks = 200;  // milliseconds
 
 }  // namespace
 
@@ -41,7 +41,7 @@ void Cable::lose() {
 
 bool Cable::look() {
     const std::uint32_t now = context_.session.clock().tickCount();
-    if (now - lastLook_ < kBetweenLooks) return false;
+    if (now - lastLook_ < kBetweenDriverLooks) return false;
     const bool told = lookAtOnce();
     lastLook_ = context_.session.clock().tickCount();
     return told;

@@ -32,7 +32,8 @@ static_assert(SERGENSIO_LINESTATE_OVERRUN_ERR == LineError::Overrun &&
 constexpr unsigned kStopBits[] = {1, 3, 2};
 
 std::uint8_t stopBitsOf(unsigned theirs) {
-    for (std::size_t code = 0; code < std::size(kStopBits); ++code) {
+    constexpr std::size_t kCodes = sizeof kStopBits / sizeof kStopBits[0];
+    for (std::size_t code = 0; code < kCodes; ++code) {
         if (kStopBits[code] == theirs) return static_cast<std::uint8_t>(code);
     }
     return 0;

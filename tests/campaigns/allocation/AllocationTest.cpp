@@ -116,7 +116,7 @@ void AllocationFailures::expectUsable(Station& station, bool thrown) {
 
 // Each allocation in modes 3 and 5; in mode 1, and where all that follow fail too, every fifth and every third.
 void AllocationFailures::tryAll(Extent extent) {
-    static const unsigned every = everyNthRun({.address = 3, .thread = 3});
+    static const unsigned every = everyNthRun(3);
     const unsigned stride = every * (mode() == 1 ? 5U : 1U) * (extent == Extent::FromThenOn ? 3U : 1U);
     const unsigned offset = static_cast<unsigned>(std::get<1>(GetParam())) % stride;
     for (unsigned allocation = 1 + offset;; allocation += std::max(stride, allocation < 200 ? 1 : allocation / 20)) {

@@ -41,7 +41,7 @@ constexpr KeptSeed kKept[] = {
 void PrintTo(const KeptSeed& kept, std::ostream* out) { *out << kept.seed; }
 
 std::uint64_t firstSeed = 1;
-std::uint64_t lastSeed = 3000 / everyNthRun({.address = 4, .thread = 10});
+std::uint64_t lastSeed = 3000 / everyNthRun(12);
 Settings settings;
 volatile std::uint64_t runningSeed = 0;
 

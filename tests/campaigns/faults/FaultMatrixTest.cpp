@@ -20,7 +20,7 @@ namespace {
 // Modes 3 and 5 are tried at each call. The other modes share their roads with one of them: every fifth run, beginning
 // elsewhere for each method.
 unsigned strideOf(std::uint32_t mode) {
-    static const unsigned every = everyNthRun({.address = 3, .thread = 7});
+    static const unsigned every = everyNthRun(3);
     return std::max(every, mode == 3 || mode == 5 ? 1U : 5U);
 }
 

@@ -37,6 +37,42 @@ bool isSerialLocked(const std::shared_ptr<mova::Core>& core) {
 """
 LOCKED = "\n".join(line for line in UNLOCKED.split("\n") if "add()" not in line and "isSerial(mova" not in line)
 
+# Only a look into the standard library's functions sees who frees it.
+FREED = """#include <memory>
+
+int freed() {
+    auto owner = std::make_unique<int>(1);
+    const int* kept = owner.get();
+    owner.reset();
+    return *kept;
+}
+"""
+# One path of 64, too far away for a look that follows each of the library's functions.
+FAR = """#include <functional>
+#include <memory>
+#include <vector>
+
+int far(bool a, bool b, bool c, bool d, bool e, bool f, std::vector<std::shared_ptr<int>>& all) {
+    const int value = 1;
+    const int* last = &value;
+    int said = 0;
+    const auto add = [&](bool yes, int bit) {
+        if (yes) said += bit;
+        all.push_back(std::make_shared<int>(said));
+        const std::function<void()> tell = [&] { all.back() = all.front(); };
+        tell();
+    };
+    add(a, 1);
+    add(b, 2);
+    add(c, 4);
+    add(d, 8);
+    add(e, 16);
+    add(f, 32);
+    if (said == 32) last = nullptr;
+    return *last;
+}
+"""
+
 UNTIDY = "int twice(int value)\n{\n  return 2*value;\n}\n"
 TIDY = "int twice(int value) { return 2 * value; }\n"
 
@@ -55,6 +91,10 @@ class Analysis(unittest.TestCase):
         self.addCleanup(job.unit.unlink)
         return job.run()
 
+    def analysed(self, text, check):
+        """The lines that the analyser's check finds something in."""
+        return "\n".join(line for line in (self.tidy(text) or "").split("\n") if f"[clang-analyzer-{check}," in line)
+
     def format(self, text):
         self.planted.write_text(text)
         return analyse.FormatJob("planted", [self.planted]).run()
@@ -67,6 +107,12 @@ class Analysis(unittest.TestCase):
 
     def test_nothing_else_is_said_of_it(self):
         self.assertIsNone(self.tidy(LOCKED))
+
+    def test_what_an_owner_has_freed_is_read(self):
+        self.assertIn(f"{self.planted}:7:", self.analysed(FREED, "cplusplus.NewDelete"))
+
+    def test_nothing_is_read_on_one_path_of_many(self):
+        self.assertIn(f"{self.planted}:22:", self.analysed(FAR, "core.NullDereference"))
 
     def test_another_style(self):
         self.assertIn(f"{self.planted}:1:", self.format(UNTIDY))
