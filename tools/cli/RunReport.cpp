@@ -31,20 +31,20 @@ std::string joined(const std::vector<std::string>& lines) {
     return text;
 }
 
-const char* nameOf(StepOutcome::Verdict verdict) {
+const char* nameOf(Verdict verdict) {
     switch (verdict) {
-        case StepOutcome::Verdict::Passed: return "passed";
-        case StepOutcome::Verdict::Failed: return "failed";
-        case StepOutcome::Verdict::NotRun: break;
+        case Verdict::Passed: return "passed";
+        case Verdict::Failed: return "failed";
+        case Verdict::NotRun: break;
     }
     return "not run";
 }
 
 Json countsOf(const RunReport& report) {
     Json counts = Json::object();
-    counts["passed"] = report.count(StepOutcome::Verdict::Passed);
-    counts["failed"] = report.count(StepOutcome::Verdict::Failed);
-    counts["notRun"] = report.count(StepOutcome::Verdict::NotRun);
+    counts["passed"] = report.count(Verdict::Passed);
+    counts["failed"] = report.count(Verdict::Failed);
+    counts["notRun"] = report.count(Verdict::NotRun);
     return counts;
 }
 
@@ -81,8 +81,8 @@ std::string suiteOf(const RunReport& report, const std::string& indent) {
     const bool ofStation = !report.station.empty();
     const std::string name = xml(ofStation ? report.station : report.path);
     std::string text = indent + "<testsuite name=\"" + name + "\" " +
-                       suiteCounts(report.steps.size(), report.count(StepOutcome::Verdict::Failed),
-                                   report.count(StepOutcome::Verdict::NotRun), report.seconds()) +
+                       suiteCounts(report.steps.size(), report.count(Verdict::Failed),
+                                   report.count(Verdict::NotRun), report.seconds()) +
                        ">\n";
     if (ofStation) {
         text += indent + "  <properties><property name=\"port\" value=\"" + xml(report.port) + "\"/></properties>\n";
@@ -90,8 +90,8 @@ std::string suiteOf(const RunReport& report, const std::string& indent) {
     for (const StepOutcome& outcome : report.steps) {
         text += indent + format("  <testcase classname=\"%s\" name=\"%s\" time=\"%.3f\">\n", name.c_str(),
                                 xml(caseName(outcome, report)).c_str(), outcome.seconds);
-        if (outcome.verdict == StepOutcome::Verdict::NotRun) text += indent + "    <skipped/>\n";
-        if (outcome.verdict == StepOutcome::Verdict::Failed)
+        if (outcome.verdict == Verdict::NotRun) text += indent + "    <skipped/>\n";
+        if (outcome.verdict == Verdict::Failed)
             text += indent + "    <failure message=\"" + xml(outcome.problem) + "\"/>\n";
         if (!outcome.output.empty())
             text += indent + "    <system-out>" + xml(joined(outcome.output)) + "</system-out>\n";
@@ -113,14 +113,14 @@ auto rankOf(ExitStatus status) { return std::find(kOrder.begin(), kOrder.end(), 
 
 std::string StepOutcome::where() const { return step->place.file + ":" + std::to_string(step->place.line); }
 
-std::size_t RunReport::count(StepOutcome::Verdict verdict) const {
+std::size_t RunReport::count(Verdict verdict) const {
     return static_cast<std::size_t>(
         std::count_if(steps.begin(), steps.end(), [&](const auto& s) { return s.verdict == verdict; }));
 }
 
 const StepOutcome* RunReport::firstFailed() const {
     const auto found = std::find_if(steps.begin(), steps.end(),
-                                    [](const auto& s) { return s.verdict == StepOutcome::Verdict::Failed; });
+                                    [](const auto& s) { return s.verdict == Verdict::Failed; });
     return found == steps.end() ? nullptr : &*found;
 }
 
@@ -177,8 +177,8 @@ std::string junitOf(const std::string& path, const std::vector<RunReport>& repor
     std::string suites;
     for (const RunReport& report : reports) {
         tests += report.steps.size();
-        failures += report.count(StepOutcome::Verdict::Failed);
-        skipped += report.count(StepOutcome::Verdict::NotRun);
+        failures += report.count(Verdict::Failed);
+        skipped += report.count(Verdict::NotRun);
         longest = std::max(longest, report.seconds());
         suites += suiteOf(report, "  ");
     }

@@ -9,8 +9,10 @@
 
 namespace mova::cli {
 
+enum class Verdict { Passed, Failed, NotRun };
+
 struct StepOutcome {
-    enum class Verdict { Passed, Failed, NotRun } verdict = Verdict::NotRun;
+    Verdict verdict = Verdict::NotRun;
     const ScriptStep* step = nullptr;
     std::string text;   // with its values
     std::string round;  // within repeats, "2" or "2.1" of the outer and the inner one; else empty
@@ -31,7 +33,7 @@ struct RunReport {
     std::string port;     // of the station
     std::vector<StepOutcome> steps;
 
-    std::size_t count(StepOutcome::Verdict verdict) const;
+    std::size_t count(Verdict verdict) const;
     const StepOutcome* firstFailed() const;
     double seconds() const;
     ExitStatus status() const;    // that of the first step that failed

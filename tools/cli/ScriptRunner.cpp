@@ -12,8 +12,6 @@ namespace mova::cli {
 
 namespace {
 
-using Verdict = StepOutcome::Verdict;
-
 constexpr std::uint64_t kMostSteps = 1'000'000;  // all of which the report holds
 
 // The longest wait for an answer, for the time of a command.

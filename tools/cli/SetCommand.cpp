@@ -12,12 +12,12 @@ namespace mova::cli {
 namespace {
 
 constexpr const char* kOff = "off";
-constexpr const char* kUsual = "usual";
+constexpr const char* kUsualWord = "usual";
 
 void setTimeout(Context& context, const std::string& text) {
     constexpr std::uint32_t kLongest = 200'000;
     std::uint32_t milliseconds = 0;
-    if (text != kUsual) {
+    if (text != kUsualWord) {
         const auto number = parseNumber(text);
         if (!number || *number < 1 || *number > kLongest) {
             failUsage("\"" + text + "\" is no time-out", "milliseconds from 1 to 200000, or \"usual\"");
@@ -64,7 +64,7 @@ struct Setting {
 constexpr std::array kSettings{
     Setting{"timeout", setTimeout,
             [](const Context& c) {
-                return c.options.timeout == 0 ? std::string(kUsual) : std::to_string(c.options.timeout);
+                return c.options.timeout == 0 ? std::string(kUsualWord) : std::to_string(c.options.timeout);
             }},
     Setting{"port", setPort, [](const Context& c) { return c.options.port; }},
     Setting{"trace", setTrace,

@@ -81,7 +81,7 @@ void StationRun::run(const std::function<void(const StepOutcome&)>& tell) {
     }
     const std::lock_guard guard(mutex_);
     if (!trouble.message.empty() && current_) {
-        current_->verdict = StepOutcome::Verdict::Failed;
+        current_->verdict = Verdict::Failed;
         current_->status = trouble.status;
         current_->problem = trouble.message;
         report_.steps.push_back(std::move(*current_));
@@ -107,7 +107,7 @@ double StationRun::secondsSinceStart() {
 
 StationRun::State StationRun::state() {
     const std::lock_guard guard(mutex_);
-    const std::size_t notRun = report_.count(StepOutcome::Verdict::NotRun);
+    const std::size_t notRun = report_.count(Verdict::NotRun);
     State state{ended_, report_.steps.size() - notRun,
                 !waitsForPort_.empty() ? waitsForPort_
                 : current_             ? current_->text
@@ -122,7 +122,7 @@ RunReport StationRun::report() {
     RunReport report = report_;
     if (!current_) return report;
     StepOutcome cut = *current_;
-    cut.verdict = StepOutcome::Verdict::Failed;
+    cut.verdict = Verdict::Failed;
     cut.status = ExitStatus::Interrupted;
     cut.problem = "interrupted";
     const auto steps = judgedSteps(script_.steps);

@@ -4,8 +4,6 @@
 
 namespace mova::cli {
 
-using Verdict = StepOutcome::Verdict;
-
 StyledText verdictOf(bool passed) { return passed ? StyledText(Style::Good, "pass") : StyledText(Style::Bad, "FAIL"); }
 
 std::string textWithoutPort(double seconds) { return format("the port was gone for %.1f s", seconds); }
