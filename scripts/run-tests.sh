@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Runs what ./test has built: the native tests, and the component under Wine. Most of both is waiting: meanwhile it builds what
-# runs under the sanitizers next, and analyses the code, both after whatever waits for the processors.
+# Runs what ./test has built: the native tests, the same under sanitizers, and the component under Wine. Most of what runs under
+# Wine is waiting: it has the time of the native tests, and of the analysis and the Debian packages, which come after whatever
+# waits for the processors. Beside the native tests these would let waits in real time run out.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 failed=()
@@ -57,16 +58,13 @@ under_wine() {
 
 under_wine >build/automation.log 2>&1 &
 under_wine=$!
-MOVA_PYTHON=ON MOVA_QUICK=ON nice -n 19 scripts/build.sh ON linux-asan linux-tsan >build/sanitizers.log 2>&1 &
-sanitizers=$!
 native linux
-wait "$sanitizers" || { cat build/sanitizers.log; wait; exit 1; }
+native linux-asan
+native linux-tsan
 nice -n 19 scripts/analyse.py >build/analysis.log 2>&1 &
 analysis=$!
 nice -n 19 tests/packages/try-packages.sh >build/try-packages.log 2>&1 &
 try_packages=$!
-native linux-asan
-native linux-tsan
 echo "--- both DLLs, from outside"
 tests/checks/check-dll.py build/windows-x64/MovaCmdSvr.dll AMD64 || failed+=("64-bit DLL")
 tests/checks/check-dll.py build/windows-x86/MovaCmdSvr.dll I386 || failed+=("32-bit DLL")

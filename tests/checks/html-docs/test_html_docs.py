@@ -90,7 +90,7 @@ class HtmlDocs(unittest.TestCase):
                    '<a href="samples.html#vbscript/station.vbs"><code>samples\\vbscript\\station.vbs</code></a>')
 
     def test_what_is_no_page_is_plain_text(self):
-        self.shows("index.html", "; tests/README.md is about the tests.")
+        self.shows("index.html", "half an hour (tests/README.md).")
         for path in self.folder.glob("*.html"):
             self.assertFalse('.md"' in path.read_text("utf-8"), path.name)
 
