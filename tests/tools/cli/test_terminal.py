@@ -98,7 +98,7 @@ class RawControlsTest(BenchTest):
                           ("signals",), ("run", "script"), ("run", "-v", "script")):
             self.assertHarmlessEverywhere(*port, *arguments)
         for more in ((), ("--hex",), ("--time", "--echo")):
-            self.assertHarmlessEverywhere(*port, "terminal", "--quiet", "300", *more, given=b"ATI\x1b[2J\r")
+            self.assertHarmlessEverywhere(*port, "terminal", "--quiet", "2000", *more, given=b"ATI\x1b[2J\r")
         self.assertHarmlessEverywhere(*port, "shell", given=b"at ATI\nat \x1b[2J\n\x1b]0;x\x07\n'\x1b\n")
 
     def test_of_files(self):
