@@ -195,6 +195,7 @@ class RemoteLine(unittest.TestCase):
         counts = []
         for _ in range(4):
             self.assertEqual((probe("open"), probe("write 61"), probe("close")), ("ok", "ok 1", "ok"))
+            time.sleep(0.5)  # a connection's thread, which the close has waited for, ends
             counts.append(probe("descriptors"))
         self.assertEqual(counts[1:], counts[:1] * 3)
 
