@@ -81,8 +81,8 @@ std::string suiteOf(const RunReport& report, const std::string& indent) {
     const bool ofStation = !report.station.empty();
     const std::string name = xml(ofStation ? report.station : report.path);
     std::string text = indent + "<testsuite name=\"" + name + "\" " +
-                       suiteCounts(report.steps.size(), report.count(Verdict::Failed),
-                                   report.count(Verdict::NotRun), report.seconds()) +
+                       suiteCounts(report.steps.size(), report.count(Verdict::Failed), report.count(Verdict::NotRun),
+                                   report.seconds()) +
                        ">\n";
     if (ofStation) {
         text += indent + "  <properties><property name=\"port\" value=\"" + xml(report.port) + "\"/></properties>\n";
@@ -119,8 +119,8 @@ std::size_t RunReport::count(Verdict verdict) const {
 }
 
 const StepOutcome* RunReport::firstFailed() const {
-    const auto found = std::find_if(steps.begin(), steps.end(),
-                                    [](const auto& s) { return s.verdict == Verdict::Failed; });
+    const auto found =
+        std::find_if(steps.begin(), steps.end(), [](const auto& s) { return s.verdict == Verdict::Failed; });
     return found == steps.end() ? nullptr : &*found;
 }
 
