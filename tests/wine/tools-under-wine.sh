@@ -86,7 +86,7 @@ version=$(sed -n 's/^project(MovaCmdSvr VERSION \([0-9.]*\).*/\1/p' CMakeLists.t
 zip=build/package/MovaCmdSvr-$version.zip
 [ "$zip" -nt "$dlls/mova.exe" ] || scripts/pack.sh >"$prefix/package.txt" 2>&1 || fail "there is nothing to unpack: packing ended with $?"
 guide=$prefix/guide
-rm -rf "$guide"
+rm -rf "$guide" "$prefix"/drive_c/users/*/{handset.e2p,trace.log,trace.html}  # of the last time
 python3 -m zipfile -e "$zip" "$guide"
 guide=$guide/MovaCmdSvr-$version
 commands=()
